@@ -1,0 +1,91 @@
+/// Memory of arrays: large blocks straight from the system in huge pages, small ones from the heap.
+///
+/// What     acquire_bytes gives a block aligned to 64 bytes or better, release_bytes takes it back
+/// Why      a matrix of gigabytes is loaded once and read once or a few times, so page faults are a large
+///          part of a run: a huge page takes one fault where 512 small pages take 512. Fresh pages are zero
+///          and are there only once they are touched, so a large zeroed block costs nothing until it is used
+/// Errors   std::bad_alloc when the system refuses, and when one block would be larger than the machine's
+///          memory: it could only end in the hands of the system's memory killer
+#pragma once
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "arrays/numbers.h"
+
+namespace velko {
+
+/// Physical memory of this machine, in bytes.
+inline i8 machine_memory() {
+  static const i8 bytes = i8{sysconf(_SC_PHYS_PAGES)} * sysconf(_SC_PAGESIZE);
+  return bytes;
+}
+
+namespace memory_detail {
+
+#if defined(__SANITIZE_ADDRESS__)
+inline constexpr bool heap_only = true;  // so that the sanitizer sees the ends of every block
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+inline constexpr bool heap_only = true;
+#else
+inline constexpr bool heap_only = false;
+#endif
+#else
+inline constexpr bool heap_only = false;
+#endif
+
+inline constexpr std::size_t huge_page = std::size_t{2} << 20;
+inline constexpr std::size_t from_the_system = 2 * huge_page;  // blocks of at least this size
+
+inline std::size_t in_whole_pages(std::size_t bytes) {
+  return (bytes + huge_page - 1) / huge_page * huge_page;
+}
+
+/// Maps one huge page more than asked, then gives back what stands before and behind the aligned block.
+inline void* map_aligned(std::size_t bytes) {
+  const std::size_t length = in_whole_pages(bytes);
+  void* mapped = mmap(nullptr, length + huge_page, PROT_READ | PROT_WRITE,
+                      MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (mapped == MAP_FAILED) throw std::bad_alloc();
+  auto* start = static_cast<std::byte*>(mapped);
+  const std::size_t before = (huge_page - reinterpret_cast<std::uintptr_t>(start) % huge_page) % huge_page;
+  if (before > 0) munmap(start, before);
+  munmap(start + before + length, huge_page - before);
+  madvise(start + before, length, MADV_HUGEPAGE);  // advice: a refusal costs speed only
+  return start + before;
+}
+
+}  // namespace memory_detail
+
+/// A block of `bytes` bytes, zero throughout if `zeroed`; null for 0 bytes.
+inline void* acquire_bytes(std::size_t bytes, bool zeroed) {
+  if (bytes == 0) return nullptr;
+  if (bytes > static_cast<std::size_t>(machine_memory())) throw std::bad_alloc();
+  if (!memory_detail::heap_only && bytes >= memory_detail::from_the_system)
+    return memory_detail::map_aligned(bytes);
+  if (memory_detail::heap_only) {
+    void* block = zeroed ? std::calloc(bytes, 1) : std::malloc(bytes);
+    return block != nullptr ? block : throw std::bad_alloc();
+  }
+  void* block = std::aligned_alloc(64, (bytes + 63) / 64 * 64);
+  if (block == nullptr) throw std::bad_alloc();
+  if (zeroed) std::memset(block, 0, bytes);
+  return block;
+}
+
+/// Gives a block of acquire_bytes back; `bytes` is what it was acquired with.
+inline void release_bytes(void* block, std::size_t bytes) noexcept {
+  if (!memory_detail::heap_only && bytes >= memory_detail::from_the_system)
+    munmap(block, memory_detail::in_whole_pages(bytes));
+  else
+    std::free(block);
+}
+
+}  // namespace velko

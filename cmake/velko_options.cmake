@@ -1,0 +1,51 @@
+# What every target of this project is compiled and linked with.
+
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE Release)
+endif()
+set(CMAKE_CXX_FLAGS_RELEASE "-O3 -DNDEBUG")
+set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g -fno-omit-frame-pointer")
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+add_library(velko_options INTERFACE)
+target_compile_features(velko_options INTERFACE cxx_std_20)
+target_include_directories(velko_options INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+                                                   $<INSTALL_INTERFACE:include/velko>)
+# Contraction off: a product has the same bits on every machine, and geometry's exact zeros stay exact.
+target_compile_options(velko_options INTERFACE -ffp-contract=off)
+
+# Both compilers share LLVM's OpenMP run-time; g++ gets it by name, in place of its own.
+find_library(VELKO_LIBOMP NAMES omp libomp.so.5 PATHS /usr/lib/llvm-14/lib REQUIRED)
+add_library(velko_openmp INTERFACE)
+target_compile_options(velko_openmp INTERFACE -fopenmp)
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  target_link_options(velko_openmp INTERFACE -fopenmp)
+else()
+  target_link_libraries(velko_openmp INTERFACE ${VELKO_LIBOMP})
+endif()
+
+# Warnings concern who works here; they are no interface of the library.
+add_library(velko_warnings INTERFACE)
+target_compile_options(velko_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+                       $<$<BOOL:${VELKO_WARNINGS_ARE_ERRORS}>:-Werror>)
+
+if(VELKO_SANITIZE)
+  add_compile_options(-fsanitize=${VELKO_SANITIZE} -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${VELKO_SANITIZE})
+endif()
+if(VELKO_LIBFUZZER)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+if(VELKO_COVERAGE)
+  add_compile_options(-fprofile-instr-generate -fcoverage-mapping)
+  add_link_options(-fprofile-instr-generate)
+endif()
+
+# velko_folder_library(NAME SOURCES ... USES ...): the library of one folder.
+function(velko_folder_library name)
+  cmake_parse_arguments(arg "" "" "SOURCES;USES" ${ARGN})
+  add_library(${name} STATIC ${arg_SOURCES})
+  add_library(velko::${name} ALIAS ${name})
+  target_link_libraries(${name} PUBLIC ${arg_USES} PRIVATE $<BUILD_INTERFACE:velko_warnings>)
+endfunction()
