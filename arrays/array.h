@@ -51,7 +51,7 @@ struct array_shape {
   const {
     const std::array<i8, rank> at{static_cast<i8>(index)...};
     i8 p = 0;
-    for (int d = rank - 1; d >= 0; --d) {
+    for (std::size_t d = rank; d-- > 0;) {
       assert(1 <= at[d] && at[d] <= extents[d]);
       p = p * extents[d] + at[d] - 1;
     }
@@ -128,8 +128,8 @@ class owned_array {
   const T* end() const { return p_ + size(); }
   std::span<T> elements() { return {p_, static_cast<std::size_t>(size())}; }
   std::span<const T> elements() const { return {p_, static_cast<std::size_t>(size())}; }
-  array_view<T, rank> view() { return {p_, shape_}; }
-  array_view<const T, rank> view() const { return {p_, shape_}; }
+  operator array_view<T, rank>() { return {p_, shape_}; }
+  operator array_view<const T, rank>() const { return {p_, shape_}; }
 
  private:
   owned_array(array_shape<rank> shape, bool zeroed) : shape_(shape) {

@@ -1,12 +1,13 @@
 /// The shared state of a run: plain structs, one global instance each, filled once and then only read.
 ///
-/// Order    model order walks y outermost, then x, then z from the top of the mesh down; surface order is
-/// model
+/// Order    model order walks y outermost, then x, then z from the top of the mesh down; surface order is model
 ///          order without the cells above the surface; the cube is walked like the mesh
 /// Letters  i along y, j along x, k down a column
 /// Start    every count 0, every array empty; reset_state() brings all of it back there
 /// Threads  written by the main thread before the products run; shared read-only inside them
 #pragma once
+
+#include <limits>
 
 #include "arrays/array.h"
 #include "arrays/numbers.h"
@@ -30,7 +31,7 @@ inline mesh_state mesh;
 
 /// One datum's row of G in the wavelet domain. (1) val and idx have the same length, the row's only count; it
 /// may be 0. (2) 1 <= idx(k) <= ncube, one-based flat positions in the cube. Written by getpar, never changed
-/// after.
+/// after. The elements lie in Gs_memory.
 struct sparse_row {
   array1<r4> val;
   array1<i4> idx;
@@ -50,8 +51,11 @@ struct store_state {
   owned_array1<r8> gdiag;                    // (ncol) last vector of the file; kept, not used
   row_memory Gs_memory;                      // holds the elements of all rows of Gs
   owned_array1<sparse_row> Gs;               // (ndata_mtx) compressed G; empty when dense
-  i4 idx_min = 0, idx_max = 0;  // smallest and largest idx of all rows; idx_min > idx_max while there is none
-  owned_array2<r4> Gfull;  // (ncol, ndata_mtx) dense G, surface order down each column; empty when compressed
+  // Smallest and largest idx of all rows, noted as they are loaded, so that a product can test (2) at no cost;
+  // idx_min > idx_max while no row has an entry.
+  i4 idx_min = std::numeric_limits<i4>::max(), idx_max = std::numeric_limits<i4>::min();
+  // (ncol, ndata_mtx) dense G: the row of one datum is a column, in surface order; empty when compressed.
+  owned_array2<r4> Gfull;
 };
 inline store_state store;
 

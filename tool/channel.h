@@ -1,8 +1,7 @@
 /// Channels: the places where reports go, line by line.
 ///
 /// What     console() is the standard output; log_file() is closed until a program opens it. A closed channel
-/// drops
-///          what is written to it
+///          drops what is written to it
 /// Order    lines come out in the order of writing, each ended by a line feed
 /// Errors   std::system_error when the system refuses a write (a full disk, a closed console)
 /// Threads  the main thread alone writes

@@ -1,12 +1,11 @@
 /// Number layout: numbers and texts in fields of a fixed width, as the suite's files and reports show them.
 ///
 /// What     each routine appends one field to a line
-/// Layout   right-justified in blanks; a number that does not fit its field is a row of asterisks, a text
-/// that
+/// Layout   right-justified in blanks; a number that does not fit its field is a row of asterisks, a text that
 ///          does not fit keeps its left part
 /// Zero     a value that shows as zero has no sign, -0.0 and -0.001 with two decimals too
-/// Not finite  "NaN", "Infinity", "-Infinity"
-/// Rounding    correct to the last digit shown (std::to_chars), whatever the locale
+/// Values   rounded correctly to the last digit shown, whatever the locale; those that are not finite show as
+///          "NaN", "Infinity", "-Infinity"
 #pragma once
 
 #include <string>

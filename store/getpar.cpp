@@ -1,0 +1,151 @@
+#include "store/getpar.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+
+#include "store/cell_geometry.h"
+#include "store/mesh_block.h"
+#include "store/record_reader.h"
+#include "store/state.h"
+#include "tool/number_layout.h"
+#include "tool/reports.h"
+#include "wavelet/wtn_mod.h"
+
+/// LLVM's OpenMP run-time: the stack size of worker threads, in bytes, for those that are yet to start.
+extern "C" void kmp_set_stacksize_s(std::size_t bytes);
+
+namespace velko {
+
+namespace {
+
+bool read_header(record_reader& in) {
+  i4 ny = 0, nx = 0, nz = 0;
+  const bool complete = in.begin_record() && in.read(store.ndata_mtx) && in.read(store.ncol) && in.read(ny) &&
+                        in.read(nx) && in.read(nz) && in.end_record();
+  return complete && read_mesh_block(&in, ny, nx, nz) && read_itop(in, ny, nx);
+}
+
+bool read_filter(record_reader& in) {
+  if (!in.begin_record() || !in.read(store.nfilter)) return false;
+  if (!in.may_hold(i8{store.nfilter} * i8{sizeof(r8)})) return false;
+  store.wfilter = owned_array1<r8>(uninitialised, store.nfilter);
+  store.compressed = store.nfilter >= 1;
+  return in.read_all(store.wfilter.elements()) && in.end_record();
+}
+
+bool read_cube_size(record_reader& in) {
+  const bool complete = in.begin_record() && in.read(store.ncube_y) && in.read(store.ncube_x) &&
+                        in.read(store.ncube_z) && in.end_record();
+  store.ncube = wrapped_product(store.ncube_y, store.ncube_x, store.ncube_z);
+  return complete;
+}
+
+/// Room for two private vectors of model size on each worker's stack. No more than a quarter of the machine's memory:
+/// the run-time ends the process when it can't have the stacks it was told.
+void set_worker_stack() {
+  const i8 bytes = std::min(16 * i8{store.compressed ? store.ncube : store.ncol}, machine_memory() / 4);
+  if (bytes >= 1) kmp_set_stacksize_s(static_cast<std::size_t>(bytes));
+}
+
+bool read_weights(record_reader& in) {
+  store.wtz = owned_array1<r8>(uninitialised, store.ncol);
+  return in.begin_record() && in.read(store.wtz_kind) && in.read_all(store.wtz.elements()) && in.end_record();
+}
+
+/// One row of each kind at its fullest. Asked for and given back, so that a cube that is too large for the machine is
+/// reported before the long read.
+void check_room_for_a_full_row() {
+  allocate_or_report("getpar", [] {
+    const owned_array1<i4> idx(uninitialised, store.ncube);
+    const owned_array1<r4> val(uninitialised, store.ncube);
+  });
+}
+
+sparse_row make_row(i8 nnz) {
+  sparse_row row;
+  allocate_or_report("getpar Gs", [&] {
+    std::byte* idx = store.Gs_memory.take(nnz * i8{sizeof(i4) + sizeof(r4)});
+    row.idx = array1<i4>(reinterpret_cast<i4*>(idx), nnz);
+    row.val = array1<r4>(reinterpret_cast<r4*>(idx) + nnz, nnz);
+  });
+  return row;
+}
+
+void note_extremes(array1<i4> idx) {
+  i4 least = store.idx_min, most = store.idx_max;
+  for (i4 position : idx) {
+    least = std::min(least, position);
+    most = std::max(most, position);
+  }
+  store.idx_min = least;
+  store.idx_max = most;
+}
+
+bool read_sparse_row(record_reader& in, sparse_row& row) {
+  i4 count = 0;
+  if (!in.begin_record() || !in.read(count)) return false;
+  const i8 nnz = std::max(count, 0);
+  if (!in.may_hold(nnz * i8{sizeof(i4) + sizeof(r4)})) return false;
+  if (nnz > std::max(store.ncube, 0)) stop_program("nnz > ncube");
+  row = make_row(nnz);
+  if (!in.read_all(row.idx.elements()) || !in.read_all(row.val.elements()) || !in.end_record()) return false;
+  note_extremes(row.idx);
+  return true;
+}
+
+bool read_sparse_rows(record_reader& in) {
+  SET_WTN_FILTER(store.wfilter.elements(), store.nfilter);
+  store.Gs = owned_array1<sparse_row>(store.ndata_mtx);
+  if (!product_fits(store.ncube_y, store.ncube_x, store.ncube_z)) stop_program("ncube beyond 32 bits");
+  check_room_for_a_full_row();
+  return std::all_of(store.Gs.begin(), store.Gs.end(),
+                     [&](sparse_row& row) { return read_sparse_row(in, row); });
+}
+
+void warn_of_dense_form() {
+  report("");
+  report("WARNING: no compression is used for the sensitivity matrix.");
+  report("The program will run longer and need a lot more memory.");
+  report("");
+}
+
+bool read_dense_row(record_reader& in, std::span<r4> row) {
+  return in.begin_record() && in.read_all(row) && in.end_record();
+}
+
+bool read_dense_rows(record_reader& in) {
+  warn_of_dense_form();
+  allocate_or_report("getpar Gfull",
+                     [] { store.Gfull = owned_array2<r4>(uninitialised, store.ncol, store.ndata_mtx); });
+  const auto ncol = static_cast<std::size_t>(store.Gfull.extent(1));
+  for (i8 datum = 0; datum < store.Gfull.extent(2); ++datum)
+    if (!read_dense_row(in, {store.Gfull.data() + datum * store.Gfull.extent(1), ncol})) return false;
+  return true;
+}
+
+bool read_diagonal(record_reader& in) {
+  allocate_or_report("getpar gdiag", [] { store.gdiag = owned_array1<r8>(uninitialised, store.ncol); });
+  return in.begin_record() && in.read_all(store.gdiag.elements()) && in.end_record();
+}
+
+bool read_store(record_reader& in) {
+  if (!read_header(in) || !read_filter(in) || !read_cube_size(in)) return false;
+  set_worker_stack();
+  // What has been said so far is out before the long reads.
+  console().flush();
+  log_file().flush();
+  return read_weights(in) && (store.compressed ? read_sparse_rows(in) : read_dense_rows(in)) &&
+         read_diagonal(in);
+}
+
+}  // namespace
+
+void getpar(std::string_view file_name) {
+  record_reader in;
+  if (!in.open(file_name)) report_file_not_found("sensitivity", file_name);
+  if (!read_store(in))
+    report_and_stop({"ERROR reading sensitivity file " + std::string(without_trailing_blanks(file_name))});
+}
+
+}  // namespace velko

@@ -1,0 +1,126 @@
+#include "store/record_reader.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <iterator>
+#include <string>
+
+#include "tool/number_layout.h"
+
+namespace velko {
+
+namespace {
+
+bool is_directory(int file) {
+  struct stat status {};
+  return fstat(file, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+/// One system call that fills `target`, then `behind` with what follows; bytes read, 0 at the end, below 0 on failure.
+i8 read_once(int file, std::span<std::byte> target, std::span<std::byte> behind) {
+  // The system takes at most 2 GiB a call; a shorter request keeps the second part out of reach then.
+  constexpr std::size_t most = std::size_t{1} << 30;
+  const bool whole = target.size() <= most;
+  const std::array<iovec, 2> parts{
+      {{target.data(), std::min(target.size(), most)}, {behind.data(), behind.size()}}};
+  for (;;) {
+    const i8 got = readv(file, parts.data(), whole ? 2 : 1);
+    if (got >= 0 || errno != EINTR) return got;
+  }
+}
+
+}  // namespace
+
+record_reader::~record_reader() {
+  if (file_ >= 0) close(file_);
+}
+
+bool record_reader::open(std::string_view file_name) {
+  const std::string name(without_trailing_blanks(file_name));
+  file_ = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file_ < 0 || is_directory(file_)) return false;
+  posix_fadvise(file_, 0, 0, POSIX_FADV_SEQUENTIAL);
+  buffer_ = std::make_unique_for_overwrite<std::byte[]>(static_cast<std::size_t>(buffer_bytes));
+  next_ = end_ = buffer_.get();
+  ok_ = true;
+  return true;
+}
+
+bool record_reader::begin_record() {
+  return begin_segment();
+}
+
+bool record_reader::end_record() {
+  while (ok_ && more_segments_) skip(left_) && next_segment();
+  return skip(left_) && end_segment();
+}
+
+bool record_reader::begin_segment() {
+  if (!fetch_word(segment_bytes_, more_segments_)) return false;
+  left_ = segment_bytes_;
+  return true;
+}
+
+bool record_reader::end_segment() {
+  i8 length = 0;
+  bool behind_another = false;
+  if (!fetch_word(length, behind_another)) return false;
+  return ok_ = length == segment_bytes_;
+}
+
+bool record_reader::read_bytes(std::byte* target, i8 count) {
+  while (ok_ && count > left_) {
+    if (!more_segments_) return ok_ = false;
+    count -= left_;
+    fetch(target, left_);
+    target += left_;
+    next_segment();
+  }
+  left_ -= count;
+  return fetch(target, count);
+}
+
+bool record_reader::skip(i8 count) {
+  std::array<std::byte, 4096> dropped;
+  while (ok_ && count > 0) {
+    const i8 here = std::min(count, std::ssize(dropped));
+    read_bytes(dropped.data(), here);
+    count -= here;
+  }
+  return ok_;
+}
+
+bool record_reader::fetch_word(i8& length, bool& negative) {
+  i4 word = 0;
+  if (!fetch(reinterpret_cast<std::byte*>(&word), sizeof word)) return false;
+  length = std::abs(i8{word});
+  negative = word < 0;
+  return true;
+}
+
+/// The next bytes of the file, length words and payload alike.
+bool record_reader::fetch(std::byte* target, i8 count) {
+  const i8 ready = ok_ ? std::min<i8>(count, end_ - next_) : 0;
+  target = std::copy_n(next_, ready, target);
+  next_ += ready;
+  count -= ready;
+  while (ok_ && count > 0) {
+    const i8 got = read_once(file_, {target, static_cast<std::size_t>(count)}, {buffer_.get(), buffer_bytes});
+    ok_ = got > 0;
+    const i8 taken = std::clamp<i8>(got, 0, count);
+    target += taken;
+    count -= taken;
+    next_ = buffer_.get();
+    end_ = next_ + std::max<i8>(0, got - taken);
+  }
+  return ok_;
+}
+
+}  // namespace velko

@@ -1,0 +1,74 @@
+/// Unformatted sequential records, read from start to end.
+///
+/// What     a record is a 4-byte length word, so many bytes of payload, and the same word again. A payload too long
+///          for one word stands in segments, each framed like a record: the leading word is negative when another
+///          segment follows, the trailing word when one went before
+/// Use      begin_record, then any number of reads in the order of the payload, then end_record, which skips what
+///          was not taken
+/// Errors   every routine gives false once something was not there: the file or the record ended, the system
+///          refused, or a trailing word has not the length of its leading word. It stays false from then on
+/// Memory   a read touches its target only as far as the file has bytes, so a count that promises more than the
+///          file holds costs nothing
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <string_view>
+
+#include "arrays/numbers.h"
+
+namespace velko {
+
+class record_reader {
+ public:
+  record_reader() = default;
+  record_reader(const record_reader&) = delete;
+  record_reader& operator=(const record_reader&) = delete;
+  ~record_reader();
+
+  /// Opens an existing file for reading; its name is used up to the last non-blank. False if that fails for any reason.
+  bool open(std::string_view file_name);
+
+  bool begin_record();
+  bool end_record();
+
+  /// The next element or elements of the record.
+  template <class T>
+  bool read(T& value) {
+    return read_bytes(reinterpret_cast<std::byte*>(&value), sizeof(T));
+  }
+  template <class T>
+  bool read_all(std::span<T> values) {
+    return read_bytes(reinterpret_cast<std::byte*>(values.data()), static_cast<i8>(values.size_bytes()));
+  }
+
+  /// Passes over bytes of the record.
+  bool skip(i8 count);
+
+  /// False if the record certainly ends before so many more bytes; the words of later segments are not known yet.
+  bool may_hold(i8 count) const { return more_segments_ || count <= left_; }
+
+ private:
+  bool begin_segment();
+  bool end_segment();
+  bool next_segment() { return end_segment() && begin_segment(); }
+  bool read_bytes(std::byte* target, i8 count);
+  bool fetch(std::byte* target, i8 count);
+  bool fetch_word(i8& length, bool& negative);
+
+  int file_ = -1;
+  bool ok_ = false;
+  i8 segment_bytes_ = 0;  // payload of the segment at hand
+  i8 left_ = 0;           // of it, not yet taken
+  bool more_segments_ = false;
+
+  // Short reads are served from here; long ones go straight to their target, and what the same system call brings
+  // of the bytes behind them lands here.
+  static constexpr i8 buffer_bytes = i8{64} << 10;
+  std::unique_ptr<std::byte[]> buffer_;
+  std::byte* next_ = nullptr;
+  std::byte* end_ = nullptr;
+};
+
+}  // namespace velko

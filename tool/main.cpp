@@ -1,0 +1,14 @@
+#include <string_view>
+#include <vector>
+
+#include "tool/forward_run.h"
+#include "tool/program_stop.h"
+
+/// The exit status is 0 always, after an error too: a script tells a failed run by its words and by the missing file.
+int main(int argc, char** argv) {
+  velko::set_flush_to_zero();
+  const std::vector<std::string_view> words(argv, argv + argc);
+  const std::span arguments = std::span(words).subspan(words.empty() ? 0 : 1);
+  velko::write_end(velko::run_until_stop([&] { velko::velkrund(arguments); }));
+  return 0;
+}
