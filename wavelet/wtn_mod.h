@@ -1,26 +1,61 @@
-/// WTN_MOD: three-dimensional periodic wavelet transform of a cube, in place.
+/// WTN_MOD: three-dimensional periodic wavelet transform of a cube, in place, with the filter that a
+/// sensitivity file brings.
+///
+/// What     every line along the first (z), then the second (x), then the third dimension (y) goes through a
+///          pyramid of PWT steps. Forward: lengths n, n/2, ... 4; inverse: 4, 8, ... n. What stays smooth are
+///          elements 1 and 2 of a line; behind them lie the details: 3-4, 5-8, 9-16, ... up to its last half
+/// Shapes   a(nn(1), nn(2), nn(3)), first index fastest; each nn a power of two. A dimension of 4 or less is
+///          left as it is, in both directions. An entry below 1 makes an empty cube
+/// Units    those of the input; an orthonormal filter keeps the 2-norm and makes the inverse exact up to
+///          rounding. Any other filter is used as it stands: the two directions are then transposes only
+/// Bits     the order of every sum is fixed (filter coefficients from first to last, output pairs from first to
+///          last); the result is the same on every machine and equals PWT on each line by itself
+/// Errors   none of its own. A length that is no power of two wraps wrongly, but inside the array. Sizes of
+///          spans are the caller's promise, checked by assert. std::bad_alloc where work arrays cannot grow
+/// Threads  the filters are shared and read-only after SET_WTN_FILTER; work arrays belong to the calling thread,
+///          are set up by its first call, grow when a later one needs more and are kept for the next
+/// Sources  S. Mallat, IEEE PAMI 11 (1989) 674-693, doi 10.1109/34.192463 (pyramid);
+///          I. Daubechies, Comm. Pure Appl. Math. 41 (1988) 909-996, doi 10.1002/cpa.3160410705 (filters)
+/// See      tests/wavelet/wtn_test.cpp
 #pragma once
 
 #include <array>
 #include <span>
 
 #include "arrays/array.h"
+#include "arrays/instruction_set.h"
 #include "arrays/numbers.h"
 
 namespace velko {
 
 /// The two analysis filters, set once by SET_WTN_FILTER and then shared by all threads.
 struct wavelet_state {
-  i4 filter_len = 0;           // length of both filters
-  i4 filter_off = 0;           // -(filter_len / 2)
+  i4 filter_len = 0;  // length of both filters
+  i4 filter_off = 0;  // -(filter_len / 2): centres both filters on the pair of samples that belongs to
+                      // an output pair
   owned_array1<r8> lo_filter;  // (filter_len) low-pass: the stored coefficients
   owned_array1<r8> hi_filter;  // (filter_len) high-pass: reversed, with alternating sign
 };
 inline wavelet_state wavelet;
 
+/// Derives both filters from the n stored coefficients.
 void SET_WTN_FILTER(std::span<const r8> wfilter, i4 n);
+
+/// One step of the periodic pyramid on a, which has n elements, in place. With p(h, k) the position
+/// 2h + k + 1 + filter_off, counted from 0 and wrapped to n:
+///   forward   smooth a(h) = sum over k of lo_filter(k) a(p(h, k)), detail a(h + n/2) the same with hi_filter
+///   backward  a(p(h, k)) = sum over h and k of lo_filter(k) a(h) + hi_filter(k) a(h + n/2), the transpose
 void PWT(std::span<r8> a, i4 n, bool forward);
+
+/// The transform of the cube: forward for isign >= 0, inverse for isign < 0. nn holds the dimensions, fastest
+/// first: (ncube_z, ncube_x, ncube_y).
 void WTN(std::span<r8> a, std::array<i4, 3> nn, i4 isign);
+
+/// WTN with the loops compiled for a given set, which the machine must have: same bits, for tests and
+/// benchmarks.
+void WTN_for(instruction_set set, std::span<r8> a, std::array<i4, 3> nn, i4 isign);
+
+/// Forgets the filter and frees the work arrays of the calling thread.
 void reset_WTN_MOD();
 
 }  // namespace velko

@@ -1,0 +1,151 @@
+#include "products/model_mapping.h"
+
+#include <algorithm>
+#include <cassert>
+#include <numeric>
+
+#include "arrays/array.h"
+#include "store/state.h"
+#include "tool/program_stop.h"
+
+namespace velko {
+namespace {
+
+// How long an x that MODEL_TO_CUBE takes can be, and so what it is.
+enum class reading { active, full_mesh };
+
+bool has_size(std::span<const r8> x, i4 n) {
+  return static_cast<i8>(x.size()) == n;
+}
+
+reading reading_of(std::span<const r8> x) {
+  if (has_size(x, cells.ncell)) return reading::active;
+  if (has_size(x, cells.ntotal)) return reading::full_mesh;
+  stop_program("size(x) /= # of cells");
+}
+
+r8 mean(std::span<const r8> x) {
+  return std::accumulate(x.begin(), x.end(), 0.0) / static_cast<r8>(x.size());
+}
+
+/// One column of the mesh on the cube: c(k) = x(map(k)) where that names a cell, else the fill value.
+void lay_active_column(const i4* map, std::span<const r8> x, i4 nz, r8 fill_value, r8* c) {
+  for (i4 k = 0; k < nz; ++k) c[k] = map[k] > 0 ? x[static_cast<std::size_t>(map[k] - 1)] : fill_value;
+}
+
+/// Calls visit(i, j, first, below) for every column, in model order: its cells below the surface are
+/// first .. nz, as many as `below`.
+template <class body>
+void for_each_column_below(body&& visit) {
+  for (i4 i = 1; i <= mesh.ny; ++i)
+    for (i4 j = 1; j <= mesh.nx; ++j) {
+      const i4 above = mesh.itop(i, j);
+      if (above < mesh.nz) visit(i, j, above + 1, mesh.nz - above);
+    }
+}
+
+/// The walk that BELOW_TO_ACTIVE and ACTIVE_TO_BELOW share: assign(map, p, below) sees the map of a column's
+/// cells below the surface and p, the position of the first of them in m1, from 0.
+template <class body>
+void walk_below(std::span<const r8> m1, std::span<const r8> m2, body&& assign) {
+  if (!has_size(m2, cells.ncell)) stop_program("size(m2) /= ncell");
+  const i8 size = static_cast<i8>(m1.size());
+  i8 idx1 = 0;
+  for_each_column_below([&](i4 i, i4 j, i4 first, i4 below) {
+    // A column that does not fit is only counted: the stop below follows.
+    if (idx1 + below <= size) assign(&cells.cell_map(first, j, i), idx1, below);
+    idx1 += below;
+  });
+  if (idx1 != size) stop_program("idx1 /= size(m1)");
+}
+
+}  // namespace
+
+void MODEL_TO_CUBE(std::span<const r8> x, std::span<r8> cube, i4 ny, i4 nx, i4 nz, i4 ncube_y, i4 ncube_x,
+                   i4 ncube_z, i4 fill) {
+  const reading as = reading_of(x);
+  const r8 fill_value = fill < 1 ? 0.0 : mean(x);
+  assert(static_cast<i8>(cube.size()) == array_shape<3>(ncube_z, ncube_x, ncube_y).size());
+
+  r8* row = cube.data();
+  const r8* next = x.data();  // of a full mesh
+  for (i4 i = 1; i <= ncube_y; ++i)
+    for (i4 j = 1; j <= ncube_x; ++j, row += ncube_z) {
+      const i4 inside = i <= ny && j <= nx ? std::max(nz, 0) : 0;
+      if (inside > 0 && as == reading::active) {
+        lay_active_column(&cells.cell_map(1, j, i), x, inside, fill_value, row);
+      } else {
+        std::copy_n(next, inside, row);
+        next += inside;
+      }
+      std::fill(row + inside, row + ncube_z, fill_value);
+    }
+}
+
+void CUBE_TO_MODEL(std::span<r8> x, std::span<const r8> cube, i4 ny, i4 nx, i4 nz, i4 ncube_y, i4 ncube_x,
+                   i4 ncube_z) {
+  const array3<const r8> box(cube.data(), ncube_z, ncube_x, ncube_y);
+  assert(static_cast<i8>(cube.size()) == box.size());
+  if (nz < 1) return;
+  for (i4 i = 1; i <= ny; ++i)
+    for (i4 j = 1; j <= nx; ++j) {
+      const i4* map = &cells.cell_map(1, j, i);
+      const r8* c = &box(1, j, i);
+      for (i4 k = 0; k < nz; ++k)
+        if (map[k] > 0) x[static_cast<std::size_t>(map[k] - 1)] = c[k];
+    }
+}
+
+void GRID_TO_AMODEL(std::span<const r8> grid, std::span<r8> amodel) {
+  if (!has_size(amodel, cells.ncell)) stop_program("size(amodel) /= ncell");
+  const r8* value = grid.data();
+  assert(static_cast<i8>(grid.size()) == cells.cell_map.size());
+  for (const i4 e : cells.cell_map) {
+    if (e > 0) amodel[static_cast<std::size_t>(e - 1)] = *value;
+    ++value;
+  }
+}
+
+void AMODEL_TO_GRID(std::span<const r8> amodel, std::span<r8> grid) {
+  if (!has_size(amodel, cells.ncell)) stop_program("size(amodel) /= ncell");
+  r8* value = grid.data();
+  assert(static_cast<i8>(grid.size()) == cells.cell_map.size());
+  i4 c = 0;
+  for (const i4 e : cells.cell_map) {
+    if (e > 0)
+      *value = amodel[static_cast<std::size_t>(e - 1)];
+    else if (e < 0)
+      *value = cells.inactive_inf_values(-e);
+    else
+      *value = cells.inactive_values(++c);
+    ++value;
+  }
+}
+
+void GRID_TO_BELOW(std::span<const r8> grid, std::span<r8> amodel) {
+  const array3<const r8> value(grid.data(), mesh.nz, mesh.nx, mesh.ny);
+  assert(static_cast<i8>(grid.size()) == value.size());
+  const i8 size = static_cast<i8>(amodel.size());
+  i8 idx1 = 0;
+  for_each_column_below([&](i4 i, i4 j, i4 first, i4 below) {
+    if (idx1 + below <= size) std::copy_n(&value(first, j, i), below, amodel.data() + idx1);
+    idx1 += below;
+  });
+  if (idx1 != size) stop_program("idx1 /= size(amodel)");
+}
+
+void BELOW_TO_ACTIVE(std::span<const r8> m1, std::span<r8> m2) {
+  walk_below(m1, m2, [&](const i4* map, i8 idx1, i4 below) {
+    const r8* from = m1.data() + idx1;
+    for (i4 k = 0; k < below; ++k)
+      if (map[k] > 0) m2[static_cast<std::size_t>(map[k] - 1)] = from[k];
+  });
+}
+
+void ACTIVE_TO_BELOW(std::span<const r8> m2, std::span<r8> m1) {
+  walk_below(m1, m2, [&](const i4* map, i8 idx1, i4 below) {
+    lay_active_column(map, m2, below, 0.0, m1.data() + idx1);
+  });
+}
+
+}  // namespace velko

@@ -1,0 +1,104 @@
+#include "products/row_kernels.h"
+
+namespace velko {
+namespace {
+
+VELKO_ALWAYS_INLINE r8 combined(const r8x8& part) {
+  return ((part[0] + part[1]) + (part[2] + part[3])) + ((part[4] + part[5]) + (part[6] + part[7]));
+}
+
+VELKO_ALWAYS_INLINE r8 row_dot_body(const r4* g, const r8* m, i8 n) {
+  const i8 n8 = n - n % 8;
+  r8x8 part{};
+  for (i8 k = 0; k < n8; k += 8)
+    part += __builtin_convertvector(*reinterpret_cast<const r4x8_mem*>(g + k), r8x8) *
+            *reinterpret_cast<const r8x8_mem*>(m + k);
+  r8 s = combined(part);
+  for (i8 k = n8; k < n; ++k) s += r8{g[k]} * m[k];
+  return s;
+}
+
+VELKO_ALWAYS_INLINE void row_dots_body(const r4* g, const r8* m, i8 n, r8* y) {
+  const i8 n8 = n - n % 8;
+  r8x8 part[dense_rows_at_once] = {};
+  for (i8 k = 0; k < n8; k += 8) {
+    const r8x8 mk = *reinterpret_cast<const r8x8_mem*>(m + k);
+    for (i8 r = 0; r < dense_rows_at_once; ++r)
+      part[r] += __builtin_convertvector(*reinterpret_cast<const r4x8_mem*>(g + r * n + k), r8x8) * mk;
+  }
+  for (i8 r = 0; r < dense_rows_at_once; ++r) {
+    r8 s = combined(part[r]);
+    for (i8 k = n8; k < n; ++k) s += r8{g[r * n + k]} * m[k];
+    y[r] = s;
+  }
+}
+
+VELKO_ALWAYS_INLINE r8 sparse_row_dot_body(const r4* val, const i4* idx, i8 nnz, const r8* cube) {
+  const i8 n8 = nnz - nnz % 8;
+  r8x8 part{};
+  for (i8 k = 0; k < n8; k += 8) {
+    const i4* at = idx + k;
+    // Eight plain loads on purpose: a gather instruction takes longer.
+    const r8x8 c = {cube[at[0] - 1], cube[at[1] - 1], cube[at[2] - 1], cube[at[3] - 1],
+                    cube[at[4] - 1], cube[at[5] - 1], cube[at[6] - 1], cube[at[7] - 1]};
+    part += __builtin_convertvector(*reinterpret_cast<const r4x8_mem*>(val + k), r8x8) * c;
+  }
+  r8 s = combined(part);
+  for (i8 k = n8; k < nnz; ++k) s += r8{val[k]} * cube[idx[k] - 1];
+  return s;
+}
+
+r8 row_dot_sse2(const r4* g, const r8* m, i8 n) {
+  return row_dot_body(g, m, n);
+}
+VELKO_TARGET_AVX2 r8 row_dot_avx2(const r4* g, const r8* m, i8 n) {
+  return row_dot_body(g, m, n);
+}
+VELKO_TARGET_AVX512 r8 row_dot_avx512(const r4* g, const r8* m, i8 n) {
+  return row_dot_body(g, m, n);
+}
+
+void row_dots_sse2(const r4* g, const r8* m, i8 n, r8* y) {
+  row_dots_body(g, m, n, y);
+}
+VELKO_TARGET_AVX2 void row_dots_avx2(const r4* g, const r8* m, i8 n, r8* y) {
+  row_dots_body(g, m, n, y);
+}
+VELKO_TARGET_AVX512 void row_dots_avx512(const r4* g, const r8* m, i8 n, r8* y) {
+  row_dots_body(g, m, n, y);
+}
+
+r8 sparse_row_dot_sse2(const r4* val, const i4* idx, i8 nnz, const r8* cube) {
+  return sparse_row_dot_body(val, idx, nnz, cube);
+}
+VELKO_TARGET_AVX2 r8 sparse_row_dot_avx2(const r4* val, const i4* idx, i8 nnz, const r8* cube) {
+  return sparse_row_dot_body(val, idx, nnz, cube);
+}
+VELKO_TARGET_AVX512 r8 sparse_row_dot_avx512(const r4* val, const i4* idx, i8 nnz, const r8* cube) {
+  return sparse_row_dot_body(val, idx, nnz, cube);
+}
+
+constexpr row_kernels sse2_kernels{row_dot_sse2, row_dots_sse2, sparse_row_dot_sse2};
+constexpr row_kernels avx2_kernels{row_dot_avx2, row_dots_avx2, sparse_row_dot_avx2};
+constexpr row_kernels avx512_kernels{row_dot_avx512, row_dots_avx512, sparse_row_dot_avx512};
+
+}  // namespace
+
+const row_kernels& row_kernels_for(instruction_set set) {
+  switch (set) {
+    case instruction_set::avx512:
+      return avx512_kernels;
+    case instruction_set::avx2:
+      return avx2_kernels;
+    case instruction_set::sse2:
+      break;
+  }
+  return sse2_kernels;
+}
+
+const row_kernels& best_row_kernels() {
+  static const row_kernels& best = row_kernels_for(best_instruction_set());
+  return best;
+}
+
+}  // namespace velko

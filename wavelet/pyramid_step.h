@@ -1,0 +1,119 @@
+/// One step of the periodic pyramid, written once for a single line and for eight lines side by side.
+///
+/// What     `line` is what one element of a line is made of: a number (one_line), or eight numbers that belong
+///          to eight lines (eight_lines). Each lane sees the arithmetic of a line of its own, in the same order
+/// Letters  h counts output pairs, k filter coefficients, p positions in the line; all from 0 here
+/// See      PWT in wavelet/wtn_mod.h for the formulas
+#pragma once
+
+#include <cstdint>
+
+#include "arrays/instruction_set.h"
+#include "wavelet/wtn_mod.h"
+
+namespace velko {
+
+using u4 = std::uint32_t;
+
+struct one_line {
+  using in_memory = r8;
+  using in_register = r8;
+};
+struct eight_lines {
+  using in_memory = r8x8_mem;
+  using in_register = r8x8;
+};
+
+/// The filters as the steps read them, and where they meet a line of n elements.
+struct placed_filters {
+  placed_filters(const wavelet_state& w, i4 line_length)
+      : lo(w.lo_filter.data()),
+        hi(w.hi_filter.data()),
+        length(static_cast<u4>(w.lo_filter.size())),
+        n(static_cast<u4>(line_length)),
+        mask(n - 1),
+        // length * n only keeps the position positive before the AND; it does not move the filter. Unsigned, so
+        // that it may wrap.
+        first(length * n + static_cast<u4>(w.filter_off) + 2),
+        mask_is_modulo((n & mask) == 0) {}
+
+  /// Where coefficient k of output pair h falls. Below n for every n; the right place for powers of two.
+  u4 position(u4 h, u4 k) const { return (first + 2 * h + k) & mask; }
+
+  /// Whether all coefficients of pair h fall behind one another, with no wrap round the end of the line.
+  bool stay_inside(u4 h) const { return mask_is_modulo && length <= n && position(h, 0) <= n - length; }
+
+  const r8* lo;
+  const r8* hi;
+  u4 length, n, mask, first;
+  bool mask_is_modulo;
+};
+
+template <class line>
+VELKO_ALWAYS_INLINE void analyse_pair(const placed_filters& f, const typename line::in_memory* a, u4 h,
+                                      typename line::in_register& smooth,
+                                      typename line::in_register& detail) {
+  if (f.stay_inside(h)) {
+    const auto* x = a + f.position(h, 0);
+    for (u4 k = 0; k < f.length; ++k) {
+      smooth += f.lo[k] * x[k];
+      detail += f.hi[k] * x[k];
+    }
+  } else {
+    for (u4 k = 0; k < f.length; ++k) {
+      const auto* x = a + f.position(h, k);
+      smooth += f.lo[k] * *x;
+      detail += f.hi[k] * *x;
+    }
+  }
+}
+
+template <class line>
+VELKO_ALWAYS_INLINE void synthesise_pair(const placed_filters& f, const typename line::in_register& smooth,
+                                         const typename line::in_register& detail, u4 h,
+                                         typename line::in_memory* acc) {
+  if (f.stay_inside(h)) {
+    auto* x = acc + f.position(h, 0);
+    for (u4 k = 0; k < f.length; ++k) x[k] += f.lo[k] * smooth + f.hi[k] * detail;
+  } else {
+    for (u4 k = 0; k < f.length; ++k) acc[f.position(h, k)] += f.lo[k] * smooth + f.hi[k] * detail;
+  }
+}
+
+/// The step on a(0 .. n-1), in place by way of acc(0 .. n-1).
+template <class line>
+VELKO_ALWAYS_INLINE void pyramid_step(const wavelet_state& w, typename line::in_memory* a,
+                                      typename line::in_memory* acc, i4 line_length, bool forward) {
+  using value = typename line::in_register;
+  const placed_filters f(w, line_length);
+  const u4 n = f.n, nh = n / 2;
+
+  for (u4 p = 0; p < n; ++p) acc[p] = value{};
+  // n - nh passes. Where n is odd, the last smooth and the first detail coefficient meet at one position and
+  // add up.
+  for (u4 h = 0; h < n - nh; ++h) {
+    if (forward) {
+      value smooth{}, detail{};
+      analyse_pair<line>(f, a, h, smooth, detail);
+      acc[h] += smooth;
+      acc[h + nh] += detail;
+    } else {
+      const value smooth = a[h], detail = a[h + nh];
+      synthesise_pair<line>(f, smooth, detail, h, acc);
+    }
+  }
+  for (u4 p = 0; p < n; ++p) a[p] = acc[p];
+}
+
+/// The whole pyramid on one element `line` per position: steps of length n, n/2, ... down to 4, or 4, 8, ...
+/// up to n.
+template <class line>
+VELKO_ALWAYS_INLINE void pyramid(const wavelet_state& w, typename line::in_memory* a,
+                                 typename line::in_memory* acc, i4 n, bool forward) {
+  if (forward)
+    for (i4 nt = n; nt >= 4; nt /= 2) pyramid_step<line>(w, a, acc, nt, true);
+  else
+    for (i8 nt = 4; nt <= n; nt *= 2) pyramid_step<line>(w, a, acc, static_cast<i4>(nt), false);
+}
+
+}  // namespace velko

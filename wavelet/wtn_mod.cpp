@@ -1,0 +1,81 @@
+#include "wavelet/wtn_mod.h"
+
+#include <algorithm>
+#include <cassert>
+
+#include "wavelet/line_transform.h"
+#include "wavelet/pyramid_step.h"
+
+namespace velko {
+namespace {
+
+/// The work arrays of a thread; empty until its first call.
+struct work_arrays {
+  owned_array1<r8> line_buf;  // the lines being transformed
+  owned_array1<r8> step_acc;  // accumulator of a pyramid step
+  i8 ntot = 0;                // elements of the cube
+};
+thread_local work_arrays work;
+
+/// Makes room for batches of lines of up to n elements.
+void prepare_work(i4 n) {
+  const i8 needed = lines_at_once * n;
+  if (work.step_acc.size() >= needed) return;
+  work.line_buf = owned_array1<r8>(uninitialised, needed);
+  work.step_acc = owned_array1<r8>(uninitialised, needed);
+}
+
+}  // namespace
+
+void SET_WTN_FILTER(std::span<const r8> wfilter, i4 n) {
+  assert(static_cast<i8>(wfilter.size()) >= n);
+  wavelet.lo_filter = owned_array1<r8>(n);
+  wavelet.hi_filter = owned_array1<r8>(n);
+  wavelet.filter_len = n;
+  for (i4 k = 1; k <= n; ++k) {
+    const r8 w = wfilter[static_cast<std::size_t>(k - 1)];
+    wavelet.lo_filter(k) = w;
+    wavelet.hi_filter(n + 1 - k) = k % 2 == 1 ? -w : w;
+  }
+  wavelet.filter_off = -(n / 2);
+}
+
+void PWT(std::span<r8> a, i4 n, bool forward) {
+  assert(static_cast<i8>(a.size()) == n);
+  if (n < 1) return;
+  prepare_work(n);
+  pyramid_step<one_line>(wavelet, a.data(), work.step_acc.data(), n, forward);
+}
+
+void WTN_for(instruction_set set, std::span<r8> a, std::array<i4, 3> nn, i4 isign) {
+  if (std::ranges::min(nn) < 1) return;
+  prepare_work(std::ranges::max(nn));
+  work.ntot = i8{nn[0]} * nn[1] * nn[2];
+  assert(static_cast<i8>(a.size()) == work.ntot);
+
+  const line_transform transform = line_transform_for(set);
+  const auto along = [&](std::span<r8> block, i4 n, i8 nprev) {
+    if (n > 4) transform(block, n, nprev, isign >= 0, {work.line_buf.data(), work.step_acc.data()});
+  };
+  // A plane of the first two dimensions goes through both while it is in cache; its lines do not know of those
+  // in other planes.
+  const i8 plane = i8{nn[0]} * nn[1];
+  for (i8 start = 0; start < work.ntot; start += plane) {
+    const auto in_plane = a.subspan(static_cast<std::size_t>(start), static_cast<std::size_t>(plane));
+    along(in_plane, nn[0], 1);
+    along(in_plane, nn[1], nn[0]);
+  }
+  along(a, nn[2], plane);
+}
+
+void WTN(std::span<r8> a, std::array<i4, 3> nn, i4 isign) {
+  static const instruction_set best = best_instruction_set();
+  WTN_for(best, a, nn, isign);
+}
+
+void reset_WTN_MOD() {
+  wavelet = {};
+  work = {};
+}
+
+}  // namespace velko
