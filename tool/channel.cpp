@@ -30,6 +30,11 @@ void channel::open_scratch() {
   owns_file_ = true;
 }
 
+void channel::send_to(std::FILE* file) {
+  close();
+  file_ = file;
+}
+
 void channel::close() {
   if (owns_file_ && std::fclose(std::exchange(file_, nullptr)) != 0) fail(name_);
   file_ = nullptr;

@@ -23,6 +23,9 @@ class channel {
 
   /// Opens the channel on a nameless file that is gone when it is closed or the process ends.
   void open_scratch();
+  /// Lines go to another open stream from here on, which stays the caller's: a companion whose standard output is
+  /// for results sends its reports to the standard error stream.
+  void send_to(std::FILE* file);
   void close();
 
   void write_line(std::string_view line);

@@ -1,0 +1,84 @@
+#include "builder/input_checks.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <limits>
+#include <span>
+#include <string_view>
+
+#include "builder/cube_size.h"
+#include "tool/program_stop.h"
+
+namespace velko {
+
+namespace {
+
+template <class... values>
+[[noreturn]] void refuse(fmt::format_string<values...> words, values&&... v) {
+  stop_program("velkmtx: " + fmt::format(words, std::forward<values>(v)...));
+}
+
+bool product_fits(i4 a, i4 b, i4 c) {
+  i4 product = 0;
+  return !__builtin_mul_overflow(a, b, &product) && !__builtin_mul_overflow(product, c, &product);
+}
+
+void check_counts(const mesh_state& m) {
+  if (m.nx < 1 || m.ny < 1 || m.nz < 1)
+    refuse("the mesh has {} x {} x {} cells; each count should be at least 1", m.nx, m.ny, m.nz);
+  if (!product_fits(m.nx, m.ny, m.nz))
+    refuse("the mesh has {} x {} x {} cells, more than 32 bits can count", m.nx, m.ny, m.nz);
+}
+
+void check_cube(const mesh_state& m) {
+  constexpr i4 highest_power = i4{1} << 30;
+  const bool powers_fit = m.nx <= highest_power && m.ny <= highest_power && m.nz <= highest_power;
+  const cube_size cube = powers_fit ? cube_around(m.ny, m.nx, m.nz) : cube_size{};
+  if (!powers_fit || !product_fits(cube.x, cube.y, cube.z))
+    refuse("the cube of powers of two around {} x {} x {} cells has more elements than 32 bits can count",
+           m.nx, m.ny, m.nz);
+}
+
+void check_edges(std::string_view axis, std::span<const r8> width, std::span<const r8> node) {
+  for (std::size_t n = 0; n < width.size(); ++n) {
+    if (!(width[n] > 0.0)) refuse("width {} along {} is {}; it should be positive", n + 1, axis, width[n]);
+    if (!(node[n + 1] > node[n] && std::isfinite(node[n + 1])))
+      refuse("cell {} along {} vanishes between its edges {} and {}", n + 1, axis, node[n], node[n + 1]);
+  }
+}
+
+bool in_closed_mesh(const mesh_state& m, r8 x, r8 y, r8 z) {
+  const auto within = [](r8 value, r8 low, r8 high) { return low <= value && value <= high; };
+  return within(x, m.xnode(1), m.xnode(m.nx + 1)) && within(y, m.ynode(1), m.ynode(m.ny + 1)) &&
+         within(z, m.ztop - m.znode(m.nz + 1), m.ztop - m.znode(1));
+}
+
+void check_datum(const survey_state& s, const mesh_state& m, i4 i) {
+  const r8 x = s.xobs(i), y = s.yobs(i), z = s.zobs(i);
+  if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z))
+    refuse("datum {} has the position ({}, {}, {}), which is not finite", i, x, y, z);
+  if (s.idir == 0 && !(std::isfinite(s.aincl_obs(i)) && std::isfinite(s.adecl_obs(i))))
+    refuse("datum {} has the direction ({}, {}), which is not finite", i, s.aincl_obs(i), s.adecl_obs(i));
+  if (in_closed_mesh(m, x, y, z))
+    refuse("datum {} at ({}, {}, {}) lies in or on the mesh; data should lie outside of it", i, x, y, z);
+}
+
+}  // namespace
+
+void check_mesh(const mesh_state& m) {
+  check_counts(m);
+  check_cube(m);
+  check_edges("x", m.dx.elements(), m.xnode.elements());
+  check_edges("y", m.dy.elements(), m.ynode.elements());
+  check_edges("z", m.dz.elements(), m.znode.elements());
+  if (!std::isfinite(m.ztop)) refuse("the top of the mesh is at {}, which is not finite", m.ztop);
+}
+
+void check_survey(const survey_state& s, const mesh_state& m) {
+  for (const r8 value : {s.incl, s.decl, s.geomag, s.aincl, s.adecl})
+    if (!std::isfinite(value)) refuse("the header of the location file holds {}, which is not finite", value);
+  for (i4 i = 1; i <= s.ndata; ++i) check_datum(s, m, i);
+}
+
+}  // namespace velko
