@@ -1,0 +1,129 @@
+#include "files/data_file.h"
+
+#include <array>
+#include <string>
+
+#include "files/line_reader.h"
+#include "files/list_directed.h"
+#include "store/state.h"
+#include "tool/number_layout.h"
+#include "tool/reports.h"
+
+namespace velko {
+
+namespace {
+
+/// The open data file and the line at hand: one line holds the values of one record.
+class data_lines {
+ public:
+  explicit data_lines(std::string_view file_name)
+      : name_(without_trailing_blanks(file_name)), unit1_(file_name, "data") {}
+
+  std::string_view file_name() const { return name_; }
+  std::string_view text() const { return {line_.data(), line_.size()}; }
+
+  void fetch() {
+    if (!read_next_line(unit1_, line_))
+      report_and_stop({"ERROR: end reached when reading data file " + std::string(name_)});
+  }
+
+  [[noreturn]] void fail_at_line(std::string_view message) const {
+    report_and_stop({message, without_trailing_blanks(text())});
+  }
+
+  void check(read_status status) const {
+    if (status != read_status::ok) fail_at_line("ERROR reading data file " + std::string(name_));
+  }
+
+  /// Fetches a line and reads these items from it.
+  template <class... items>
+  void read(items&... xs) {
+    fetch();
+    text_input in(text());
+    check(read_list(in, xs...));
+  }
+
+ private:
+  std::string_view name_;
+  text_input unit1_;
+  std::array<char, 1000> line_;
+};
+
+void read_field(data_lines& in) {
+  in.read(survey.incl, survey.decl, survey.geomag);
+  in.read(survey.aincl, survey.adecl, survey.idir);
+  if (survey.idir != 0 && survey.idir != 1) in.fail_at_line("ERROR: idir in data file should be 0 or 1.");
+}
+
+void read_number_of_data(data_lines& in) {
+  in.read(survey.ndata);
+  if (survey.ndata < 1) report_and_stop({"ERROR: Number of data should be positive.", in.file_name()});
+}
+
+void allocate_positions() {
+  allocate_or_report("read_data_file", [] {
+    for (owned_array1<r8>* x : {&survey.yobs, &survey.xobs, &survey.zobs})
+      *x = owned_array1<r8>(survey.ndata);
+  });
+}
+
+void allocate_directions() {
+  for (owned_array1<r8>* x : {&survey.aincl_obs, &survey.adecl_obs}) *x = owned_array1<r8>(survey.ndata);
+}
+
+void allocate_values() {
+  allocate_or_report("read_data_file", [] {
+    for (owned_array1<r8>* x : {&survey.dobs, &survey.derr}) *x = owned_array1<r8>(survey.ndata);
+  });
+}
+
+void check_number_of_rows() {
+  if (survey.ndata != store.ndata_mtx)
+    report_and_stop({"ERROR: Number of data is inconsistent in obs and mtx files."});
+}
+
+struct columns {
+  bool directions, values;
+};
+
+void read_datum(data_lines& in, i4 i, columns wanted) {
+  in.fetch();
+  text_input text(in.text());
+  list_directed_read read(text);
+  for (owned_array1<r8>* x : {&survey.xobs, &survey.yobs, &survey.zobs}) read.item((*x)(i));
+  if (wanted.directions)
+    for (owned_array1<r8>* x : {&survey.aincl_obs, &survey.adecl_obs}) read.item((*x)(i));
+  if (wanted.values)
+    for (owned_array1<r8>* x : {&survey.dobs, &survey.derr}) read.item((*x)(i));
+  in.check(read.finish());
+}
+
+/// The data are kept divided by their standard deviations. One that is not a number passes the test.
+void normalise_datum(const data_lines& in, i4 i) {
+  if (0 >= survey.derr(i)) in.fail_at_line("ERROR: standard deviation should be greater than 0.");
+  survey.dobs(i) /= survey.derr(i);
+}
+
+void read_data(data_lines& in, columns wanted) {
+  allocate_positions();
+  if (wanted.directions) allocate_directions();
+  if (wanted.values) {
+    check_number_of_rows();
+    allocate_values();
+  }
+  for (i4 i = 1; i <= survey.ndata; ++i) {
+    read_datum(in, i, wanted);
+    if (wanted.values) normalise_datum(in, i);
+  }
+}
+
+}  // namespace
+
+void read_data_file(std::string_view file_name, bool read_values) {
+  data_lines in(file_name);
+  read_field(in);
+  read_number_of_data(in);
+  read_data(in, {.directions = survey.idir == 0, .values = read_values});
+}
+
+}  // namespace velko

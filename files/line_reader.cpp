@@ -1,0 +1,78 @@
+#include "files/line_reader.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <string>
+
+#include "tool/channel.h"
+#include "tool/number_layout.h"
+
+namespace velko {
+
+namespace {
+
+const char* find_line_feed(const text_input& unit1) {
+  const auto known = static_cast<std::size_t>(unit1.end() - unit1.begin());
+  return known == 0 ? nullptr : static_cast<const char*>(std::memchr(unit1.begin(), '\n', known));
+}
+
+/// The front of the next line, without its end, as far as it fits a buffer of this width. Takes nothing.
+std::string_view front_of_line(text_input& unit1, std::ptrdiff_t width) {
+  const char* line_feed = find_line_feed(unit1);
+  // One character beyond the width: it may be the carriage return of the line end.
+  while (line_feed == nullptr && unit1.end() - unit1.begin() <= width + 1 && unit1.fetch_more())
+    line_feed = find_line_feed(unit1);
+  const char* end = line_feed != nullptr ? line_feed : unit1.end();
+  if (line_feed != nullptr && end != unit1.begin() && end[-1] == '\r') --end;
+  return {unit1.begin(), static_cast<std::size_t>(std::min(end - unit1.begin(), width))};
+}
+
+/// Fetches one line into the buffer. False at the end of the file.
+bool read_line(text_input& unit1, std::span<char> line) {
+  const std::string_view front = front_of_line(unit1, std::ssize(line));
+  const auto padding = std::copy(front.begin(), front.end(), line.begin());
+  std::fill(padding, line.end(), ' ');
+  const bool fetched = unit1.skip_line();
+  unit1.throw_read_error();
+  return fetched;
+}
+
+bool is_significant(std::span<const char> line) {
+  return !line.empty() && line.front() != '!' &&
+         std::any_of(line.begin(), line.end(), [](char c) { return c != ' '; });
+}
+
+void write_rule() {
+  log_file().write_line("");
+  log_file().write_line(std::string(64, '-'));
+  log_file().write_line("");
+}
+
+}  // namespace
+
+bool read_next_line(text_input& unit1, std::span<char> line, i4* line_count) {
+  do {
+    if (line_count != nullptr) ++*line_count;
+    if (!read_line(unit1, line)) return false;
+  } while (!is_significant(line));
+  return true;
+}
+
+void strip_comment(std::span<char> line) {
+  std::fill(std::find(line.begin(), line.end(), '!'), line.end(), ' ');
+}
+
+void echo_input_file(std::string_view file_name, text_input& unit1) {
+  std::string heading = "Reading input file: ";
+  heading += without_trailing_blanks(file_name);
+  log_file().write_line("");
+  log_file().write_line(heading);
+  write_rule();
+  std::array<char, 200> line;
+  while (read_line(unit1, line)) log_file().write_line(without_trailing_blanks({line.data(), line.size()}));
+  write_rule();
+  unit1.rewind();
+}
+
+}  // namespace velko

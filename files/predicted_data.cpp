@@ -1,0 +1,104 @@
+#include "files/predicted_data.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "store/state.h"
+#include "tool/number_layout.h"
+
+namespace velko {
+
+namespace {
+
+/// Unit 22: an output file, written in large pieces.
+class output_file {
+ public:
+  explicit output_file(std::string_view name)
+      : name_(without_trailing_blanks(name)),
+        file_(open(name_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)) {
+    if (file_ < 0) fail();
+    text_.reserve(piece + longest_line);
+  }
+  output_file(const output_file&) = delete;
+  output_file& operator=(const output_file&) = delete;
+  ~output_file() {
+    if (file_ >= 0) ::close(file_);
+  }
+
+  /// The text to which the next line is to be appended.
+  std::string& line() { return text_; }
+
+  void end_line() {
+    text_ += '\n';
+    if (text_.size() >= piece) write_text();
+  }
+
+  void close() {
+    write_text();
+    if (::close(std::exchange(file_, -1)) != 0) fail();
+  }
+
+ private:
+  static constexpr std::size_t piece = std::size_t{256} << 10, longest_line = 100;
+
+  [[noreturn]] void fail() const {
+    throw std::system_error(errno, std::generic_category(), "cannot write " + name_);
+  }
+
+  void write_text() {
+    std::string_view left = text_;
+    while (!left.empty()) {
+      const auto written = write(file_, left.data(), left.size());
+      if (written < 0 && errno != EINTR) fail();
+      left.remove_prefix(static_cast<std::size_t>(std::max<decltype(written)>(written, 0)));
+    }
+    text_.clear();
+  }
+
+  std::string name_;
+  int file_;
+  std::string text_;
+};
+
+void write_header(output_file& out) {
+  std::string& line = out.line();
+  for (r8 x : {survey.incl, survey.decl, survey.geomag}) append_fixed(line, x, 10, 2);
+  line += "  !! incl, decl, geomag";
+  out.end_line();
+  for (r8 x : {survey.aincl, survey.adecl}) append_fixed(line, x, 10, 2);
+  append_integer(line, survey.idir, 7);
+  line += "     !! aincl, adecl, idir";
+  out.end_line();
+  append_integer(line, survey.ndata, 7);
+  line += "                         !! # of data";
+  out.end_line();
+}
+
+void write_datum(output_file& out, i4 i, r8 value) {
+  std::string& line = out.line();
+  for (r8 x : {survey.xobs(i), survey.yobs(i), survey.zobs(i)}) append_scientific(line, x, 17, 9);
+  line += "  ";
+  if (survey.idir < 1) {
+    for (r8 x : {survey.aincl_obs(i), survey.adecl_obs(i)}) append_scientific(line, x, 12, 4);
+    line += "  ";
+  }
+  append_scientific(line, value, 14, 6);
+  out.end_line();
+}
+
+}  // namespace
+
+void write_predicted_data(std::string_view file_name, std::span<const r8> d) {
+  output_file out(file_name);
+  write_header(out);
+  for (i4 i = 1; i <= survey.ndata; ++i) write_datum(out, i, d[static_cast<std::size_t>(i - 1)]);
+  out.close();
+}
+
+}  // namespace velko
