@@ -51,16 +51,12 @@ std::span<const i4> coefficient_selection::choose(std::span<const r8> coefficien
 }
 
 row_compressor::row_compressor(const mesh_state& shared_mesh, const cube_size& cube, r8 tolerance)
-    : mesh_(shared_mesh),
-      cube_size_(cube),
-      tolerance_(tolerance),
-      cube_(static_cast<std::size_t>(cube.x) * static_cast<std::size_t>(cube.y) *
-            static_cast<std::size_t>(cube.z)) {}
+    : mesh_(shared_mesh), cube_size_(cube), tolerance_(tolerance), cube_(i8{cube.z} * cube.x * cube.y) {}
 
 compressed_row row_compressor::compress(std::span<const r8> row) {
   lay_on_cube(row);
-  WTN(cube_, {cube_size_.z, cube_size_.x, cube_size_.y}, 1);
-  return {selection_.choose(cube_, tolerance_), cube_};
+  WTN(cube_.elements(), {cube_size_.z, cube_size_.x, cube_size_.y}, 1);
+  return {selection_.choose(cube_.elements(), tolerance_), cube_.elements()};
 }
 
 void row_compressor::lay_on_cube(std::span<const r8> row) {

@@ -54,7 +54,7 @@ class row_compressor {
   const mesh_state& mesh_;
   cube_size cube_size_;
   r8 tolerance_;
-  std::vector<r8> cube_;
+  owned_array1<r8> cube_;  // (ncube_z * ncube_x * ncube_y)
   coefficient_selection selection_;
 };
 
