@@ -3,6 +3,7 @@
 #include <xmmintrin.h>
 
 #include <iostream>
+#include <sstream>
 #include <thread>
 
 #include "tests/wavelet/filters.h"
@@ -18,7 +19,9 @@ std::size_t elements(shape nn) {
   return static_cast<std::size_t>(nn[0]) * static_cast<std::size_t>(nn[1]) * static_cast<std::size_t>(nn[2]);
 }
 std::string text(shape nn) {
-  return "(" + std::to_string(nn[0]) + ", " + std::to_string(nn[1]) + ", " + std::to_string(nn[2]) + ")";
+  std::ostringstream out;
+  out << '(' << nn[0] << ", " << nn[1] << ", " << nn[2] << ')';
+  return out.str();
 }
 values transformed(values a, shape nn, i4 isign) {
   WTN(a, nn, isign);
