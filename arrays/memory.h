@@ -30,19 +30,22 @@ inline i8 machine_memory() {
 namespace memory_detail {
 
 #if defined(__SANITIZE_ADDRESS__)
-inline constexpr bool heap_only = true;  // so that the sanitizer sees the ends of every block
+#define VELKO_ADDRESS_SANITIZER 1
 #elif defined(__has_feature)
 #if __has_feature(address_sanitizer)
-inline constexpr bool heap_only = true;
-#else
-inline constexpr bool heap_only = false;
+#define VELKO_ADDRESS_SANITIZER 1
 #endif
-#else
-inline constexpr bool heap_only = false;
 #endif
 
 inline constexpr std::size_t huge_page = std::size_t{2} << 20;
-inline constexpr std::size_t from_the_system = 2 * huge_page;  // blocks of at least this size
+
+// Blocks of at least this size come from the system. The address sanitizer sees the ends of heap blocks only, and
+// marks each of their bytes, so it gets all blocks but those that are too large to be filled.
+#if defined(VELKO_ADDRESS_SANITIZER)
+inline constexpr std::size_t from_the_system = std::size_t{1} << 30;
+#else
+inline constexpr std::size_t from_the_system = 2 * huge_page;
+#endif
 
 inline std::size_t in_whole_pages(std::size_t bytes) {
   return (bytes + huge_page - 1) / huge_page * huge_page;
@@ -62,27 +65,30 @@ inline void* map_aligned(std::size_t bytes) {
   return start + before;
 }
 
+inline void* from_the_heap(std::size_t bytes) {
+#if defined(VELKO_ADDRESS_SANITIZER)
+  void* block = std::malloc(bytes);  // ends where the array ends
+#else
+  void* block = std::aligned_alloc(64, (bytes + 63) / 64 * 64);
+#endif
+  return block != nullptr ? block : throw std::bad_alloc();
+}
+
 }  // namespace memory_detail
 
 /// A block of `bytes` bytes, zero throughout if `zeroed`; null for 0 bytes.
 inline void* acquire_bytes(std::size_t bytes, bool zeroed) {
   if (bytes == 0) return nullptr;
   if (bytes > static_cast<std::size_t>(machine_memory())) throw std::bad_alloc();
-  if (!memory_detail::heap_only && bytes >= memory_detail::from_the_system)
-    return memory_detail::map_aligned(bytes);
-  if (memory_detail::heap_only) {
-    void* block = zeroed ? std::calloc(bytes, 1) : std::malloc(bytes);
-    return block != nullptr ? block : throw std::bad_alloc();
-  }
-  void* block = std::aligned_alloc(64, (bytes + 63) / 64 * 64);
-  if (block == nullptr) throw std::bad_alloc();
+  if (bytes >= memory_detail::from_the_system) return memory_detail::map_aligned(bytes);
+  void* block = memory_detail::from_the_heap(bytes);
   if (zeroed) std::memset(block, 0, bytes);
   return block;
 }
 
 /// Gives a block of acquire_bytes back; `bytes` is what it was acquired with.
 inline void release_bytes(void* block, std::size_t bytes) noexcept {
-  if (!memory_detail::heap_only && bytes >= memory_detail::from_the_system)
+  if (bytes >= memory_detail::from_the_system)
     munmap(block, memory_detail::in_whole_pages(bytes));
   else
     std::free(block);

@@ -101,9 +101,9 @@ class sensitivity_file {
         bytes_of(itop_),
         bytes_of(nfilter_.value_or(static_cast<i4>(filter_.size()))) + bytes_of(filter_),
         bytes_of(std::vector<i4>(cube_.begin(), cube_.end())),
-        bytes_of(i4{1}) + bytes_of(wtz_.value_or(std::vector<r8>(count(columns()), 1.0)))};
+        bytes_of(i4{1}) + bytes_of(column_vector(wtz_, 1.0))};
     all.insert(all.end(), rows_.begin(), rows_.end());
-    all.push_back(bytes_of(gdiag_.value_or(std::vector<r8>(count(columns()), 0.0))));
+    all.push_back(bytes_of(column_vector(gdiag_, 0.0)));
     for (const auto& [n, bytes] : payloads_) all.at(n - 1) = bytes;
     return all;
   }
@@ -132,6 +132,9 @@ class sensitivity_file {
     std::vector<r8> nodes;
     for (i4 i = 0; i <= n; ++i) nodes.push_back(10.0 * i);
     return nodes;
+  }
+  std::vector<r8> column_vector(const std::optional<std::vector<r8>>& given, r8 value) const {
+    return given ? *given : std::vector<r8>(count(columns()), value);
   }
   i4 columns() const {
     i4 below = 0;

@@ -1,0 +1,158 @@
+#include "store/record_reader.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/sensitivity_file.h"
+#include "tests/support/temporary_folder.h"
+
+namespace velko {
+namespace {
+
+using test::bytes_of;
+using test::framed;
+
+class RecordReader : public testing::Test {
+ protected:
+  record_reader& over(const std::string& bytes) {
+    EXPECT_TRUE(in_.open(folder_.write("records", bytes)));
+    return in_;
+  }
+  test::temporary_folder folder_;
+  record_reader in_;
+};
+
+std::vector<i4> counted(i4 n) {
+  std::vector<i4> values;
+  for (i4 k = 1; k <= n; ++k) values.push_back(k);
+  return values;
+}
+
+TEST_F(RecordReader, TakesItemsOneByOneAndSkipsTheRest) {
+  record_reader& in = over(framed(bytes_of(counted(5))) + framed(bytes_of(i4{77})));
+  i4 first = 0, second = 0, next = 0;
+  ASSERT_TRUE(in.begin_record() && in.read(first) && in.read(second) && in.end_record());
+  ASSERT_TRUE(in.begin_record() && in.read(next) && in.end_record());
+  EXPECT_EQ(first, 1);
+  EXPECT_EQ(second, 2);
+  EXPECT_EQ(next, 77);
+}
+
+TEST_F(RecordReader, ReadThatAsksForMoreThanTheRecordHoldsFailsForGood) {
+  record_reader& in = over(framed(bytes_of(i4{1})) + framed(bytes_of(i4{2})));
+  r8 wide = 0;
+  i4 narrow = 0;
+  ASSERT_TRUE(in.begin_record());
+  EXPECT_FALSE(in.read(wide));
+  EXPECT_FALSE(in.read(narrow));
+  EXPECT_FALSE(in.end_record());
+  EXPECT_FALSE(in.begin_record());
+}
+
+TEST_F(RecordReader, EmptyRecordHasNoItems) {
+  record_reader& in = over(framed("") + framed(bytes_of(i4{3})));
+  i4 value = 0;
+  ASSERT_TRUE(in.begin_record() && in.end_record());
+  ASSERT_TRUE(in.begin_record() && in.read(value) && in.end_record());
+  EXPECT_EQ(value, 3);
+}
+
+TEST_F(RecordReader, EveryPrefixOfAFileFails) {
+  const std::string whole = framed(bytes_of(counted(3)));
+  for (std::size_t length = 0; length < whole.size(); ++length) {
+    record_reader in;
+    ASSERT_TRUE(in.open(folder_.write("prefix", whole.substr(0, length))));
+    std::vector<i4> values(3);
+    EXPECT_FALSE(in.begin_record() && in.read_all(std::span(values)) && in.end_record()) << length;
+  }
+}
+
+TEST_F(RecordReader, TrailingWordOfAnotherLengthIsAFailure) {
+  record_reader& in = over(bytes_of(i4{4}) + bytes_of(i4{1}) + bytes_of(i4{5}) + "padding");
+  i4 value = 0;
+  ASSERT_TRUE(in.begin_record() && in.read(value));
+  EXPECT_FALSE(in.end_record());
+}
+
+TEST_F(RecordReader, JoinsSegmentsOfEverySize) {
+  const std::vector<i4> values = counted(50);
+  for (std::size_t segment = 1; segment <= 201; segment += 3) {
+    record_reader in;
+    ASSERT_TRUE(in.open(folder_.write("segments", framed(bytes_of(values), segment) + framed("x", segment))));
+    std::vector<i4> first(7), rest(43);
+    ASSERT_TRUE(in.begin_record() && in.read_all(std::span(first)) && in.read_all(std::span(rest)) &&
+                in.end_record() && in.begin_record())
+        << segment;
+    first.insert(first.end(), rest.begin(), rest.end());
+    EXPECT_EQ(first, values) << segment;
+  }
+}
+
+TEST_F(RecordReader, SkipsTheRestOfASegmentedRecord) {
+  record_reader& in = over(framed(bytes_of(counted(50)), 12) + framed(bytes_of(i4{9})));
+  i4 value = 0;
+  ASSERT_TRUE(in.begin_record() && in.read(value) && in.end_record());
+  ASSERT_TRUE(in.begin_record() && in.read(value) && in.end_record());
+  EXPECT_EQ(value, 9);
+}
+
+TEST_F(RecordReader, RecordWhoseLastSegmentIsMissingFails) {
+  const std::string two_segments = framed(bytes_of(counted(5)), 12);
+  record_reader& in = over(two_segments.substr(0, 20));
+  std::vector<i4> values(5);
+  ASSERT_TRUE(in.begin_record());
+  EXPECT_FALSE(in.read_all(std::span(values)));
+}
+
+TEST_F(RecordReader, LengthWordsAtTheEndsOfTheirRangeFailCleanly) {
+  for (const i4 word : {std::numeric_limits<i4>::min(), std::numeric_limits<i4>::max(), -1}) {
+    record_reader in;
+    ASSERT_TRUE(in.open(folder_.write("extreme", bytes_of(word) + "some payload")));
+    std::string taken(100, ' ');
+    ASSERT_TRUE(in.begin_record());
+    EXPECT_FALSE(in.read_all(std::span(taken)) && in.end_record());
+  }
+}
+
+TEST_F(RecordReader, LongAndShortReadsMayAlternate) {
+  const std::vector<i4> long_values = counted(300000);
+  std::string bytes;
+  for (int repeat = 0; repeat < 3; ++repeat)
+    bytes += framed(bytes_of(i4{42}) + bytes_of(long_values) + "tail");
+  record_reader& in = over(bytes);
+  for (int repeat = 0; repeat < 3; ++repeat) {
+    i4 count = 0;
+    std::vector<i4> values(300000);
+    ASSERT_TRUE(in.begin_record() && in.read(count) && in.read_all(std::span(values)) && in.end_record());
+    EXPECT_EQ(count, 42);
+    EXPECT_EQ(values, long_values);
+  }
+  EXPECT_FALSE(in.begin_record());
+}
+
+TEST_F(RecordReader, SaysWhenARecordCannotHoldSoMuch) {
+  record_reader& in = over(framed(bytes_of(counted(3))) + framed(bytes_of(counted(3)), 8));
+  ASSERT_TRUE(in.begin_record());
+  EXPECT_TRUE(in.may_hold(12));
+  EXPECT_FALSE(in.may_hold(13));
+  ASSERT_TRUE(in.end_record() && in.begin_record());
+  EXPECT_TRUE(in.may_hold(13));  // the words of later segments are not known yet
+}
+
+TEST_F(RecordReader, DoesNotOpenWhatIsNoReadableFile) {
+  for (const std::string& name :
+       {folder_.path("missing"), folder_.path(), std::string(), std::string("   ")}) {
+    record_reader in;
+    EXPECT_FALSE(in.open(name)) << name;
+  }
+}
+
+TEST_F(RecordReader, NameIsUsedUpToItsLastNonBlank) {
+  folder_.write("file", framed(""));
+  EXPECT_TRUE(in_.open(folder_.path("file") + "     "));
+}
+
+}  // namespace
+}  // namespace velko
