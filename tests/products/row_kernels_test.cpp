@@ -1,0 +1,120 @@
+// Row kernels: the sums of one row, in the one shape that they may have.
+#include "products/row_kernels.h"
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <numeric>
+
+#include "tests/products/problem.h"
+
+namespace velko::test {
+namespace {
+
+/// Eight partial sums of the terms, then the last ones from left to right: too simple to be wrong.
+r8 in_fixed_shape(const values& terms) {
+  const std::size_t n8 = terms.size() / 8 * 8;
+  r8 part[8] = {};
+  for (std::size_t k = 0; k < n8; ++k) part[k % 8] += terms[k];
+  r8 s = ((part[0] + part[1]) + (part[2] + part[3])) + ((part[4] + part[5]) + (part[6] + part[7]));
+  for (std::size_t k = n8; k < terms.size(); ++k) s += terms[k];
+  return s;
+}
+
+/// A row of both kinds with its model, each `shift` elements behind an even start.
+struct row_problem {
+  row_problem(std::size_t length, std::size_t shift_g, std::size_t shift_m) : n(length) {
+    for (r8 x : random_values(dense_rows_at_once * n, 5)) val.push_back(static_cast<r4>(x));
+    val.insert(val.begin(), shift_g, 0.0f);
+    model = random_values(n + shift_m, 6);
+    std::mt19937 generator(7);
+    for (std::size_t k = 0; k < n; ++k) idx.push_back(1 + static_cast<i4>(generator() % n));
+    idx.insert(idx.begin(), shift_g, 0);
+    g = val.data() + shift_g;
+    m = model.data() + shift_m;
+    at = idx.data() + shift_g;
+  }
+  row_problem(const row_problem&) = delete;
+  row_problem& operator=(const row_problem&) = delete;
+  ~row_problem() = default;
+
+  values dense_terms(std::size_t row) const {
+    values terms(n);
+    for (std::size_t k = 0; k < n; ++k) terms[k] = static_cast<r8>(g[row * n + k]) * m[k];
+    return terms;
+  }
+  values sparse_terms() const {
+    values terms(n);
+    for (std::size_t k = 0; k < n; ++k) terms[k] = static_cast<r8>(g[k]) * m[at[k] - 1];
+    return terms;
+  }
+
+  std::size_t n;
+  std::vector<r4> val;
+  std::vector<i4> idx;
+  values model;
+  const r4* g;
+  const i4* at;
+  const r8* m;
+};
+
+const std::vector<std::size_t> lengths{0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10,  15,   16,
+                                       17, 23, 24, 25, 31, 32, 33, 63, 64, 65, 100, 1000, 4099};
+
+void expect_fixed_shape(const row_kernels& kernels, const row_problem& p) {
+  const auto n = static_cast<i8>(p.n);
+  EXPECT_TRUE(same_bits({kernels.row_dot(p.g, p.m, n)}, {in_fixed_shape(p.dense_terms(0))}));
+  EXPECT_TRUE(same_bits({kernels.sparse_row_dot(p.g, p.at, n, p.m)}, {in_fixed_shape(p.sparse_terms())}));
+  values y(dense_rows_at_once, 7.0), rows;
+  kernels.row_dots(p.g, p.m, n, y.data());
+  for (std::size_t r = 0; r < dense_rows_at_once; ++r) rows.push_back(in_fixed_shape(p.dense_terms(r)));
+  EXPECT_TRUE(same_bits(y, rows));
+}
+
+TEST(RowKernels, EveryInstructionSetHasTheFixedShapeAtAllLengthsAndAlignments) {
+  for (const instruction_set set : all_instruction_sets) {
+    std::cout << name_of(set)
+              << (machine_has(set) ? ": compared\n" : ": not on this machine, not compared\n");
+    if (!machine_has(set)) continue;
+    for (const std::size_t n : lengths)
+      for (std::size_t shift_g = 0; shift_g < 5; ++shift_g)
+        for (std::size_t shift_m = 0; shift_m < 3; ++shift_m) {
+          SCOPED_TRACE(testing::Message()
+                       << name_of(set) << " n " << n << " shifts " << shift_g << " " << shift_m);
+          expect_fixed_shape(row_kernels_for(set), row_problem(n, shift_g, shift_m));
+        }
+  }
+}
+
+TEST(RowKernels, RowsUnderEightAreSummedStrictlyFromLeftToRight) {
+  // 1 is lost beside 1e16 wherever it is added to it, so the result tells the order.
+  const r4 g[7] = {1, 1, 1, 1, 1, 1, 1};
+  const r8 m[7] = {1, 1e16, 1, -1e16, 1, 1, 1};
+  const i4 idx[7] = {1, 2, 3, 4, 5, 6, 7};
+  for (i8 n = 0; n <= 7; ++n) {
+    const r8 left_to_right = std::accumulate(m, m + n, 0.0);
+    EXPECT_EQ(best_row_kernels().row_dot(g, m, n), left_to_right);
+    EXPECT_EQ(best_row_kernels().sparse_row_dot(g, idx, n, m), left_to_right);
+  }
+}
+
+TEST(RowKernels, ValuesAreWidenedBeforeTheyAreMultiplied) {
+  const r4 g[1] = {0.1f};
+  const r8 m[1] = {0.1};
+  EXPECT_EQ(best_row_kernels().row_dot(g, m, 1), static_cast<r8>(0.1f) * 0.1);
+}
+
+TEST(RowKernels, SumsAgreeWithLongDoubleArithmetic) {
+  const row_problem p(4099, 0, 0);
+  long double sum = 0, size = 0;
+  for (const r8 term : p.dense_terms(0)) {
+    sum += term;
+    size += std::abs(term);
+  }
+  // n / 8 additions in each part: their rounding errors stay below n / 8 eps times the sum of sizes.
+  EXPECT_NEAR(best_row_kernels().row_dot(p.g, p.m, 4099), static_cast<r8>(sum),
+              4099 / 8 * 2.3e-16 * static_cast<r8>(size));
+}
+
+}  // namespace
+}  // namespace velko::test
