@@ -1,0 +1,117 @@
+#include "files/line_reader.h"
+
+#include <array>
+#include <vector>
+
+#include "tests/files/reader_fixture.h"
+#include "tool/number_layout.h"
+
+namespace velko {
+namespace {
+
+using test::Logs;
+using test::outcome_of;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class LineReader : public test::text_reader {
+ protected:
+  /// All significant lines of a text, through a buffer of this width, without their padding.
+  std::vector<std::string> lines(std::string_view text, std::size_t width = 1000) {
+    text_input in(file(text), "data");
+    std::vector<std::string> all;
+    std::string line(width, '?');
+    line_count_ = 0;
+    while (read_next_line(in, line, &line_count_)) all.emplace_back(without_trailing_blanks(line));
+    return all;
+  }
+  i4 line_count_ = 0;
+};
+
+TEST_F(LineReader, BlankLinesAndCommentsAreSkippedAnywhere) {
+  EXPECT_THAT(lines("! first\n\none\n   \n!two\ntwo\n\n!\n"), ElementsAre("one", "two"));
+}
+
+TEST_F(LineReader, ExclamationMarkBehindABlankMakesNoComment) {
+  EXPECT_THAT(lines(" ! no comment\n"), ElementsAre(" ! no comment"));
+}
+
+TEST_F(LineReader, LineOfTabsIsNotBlank) {
+  EXPECT_THAT(lines("\t\t\n"), ElementsAre("\t\t"));
+}
+
+TEST_F(LineReader, PartOfALineThatDoesNotFitIsDropped) {
+  EXPECT_THAT(lines(std::string(1000, 'a') + std::string(200, 'b') + "\nc\n"),
+              ElementsAre(std::string(1000, 'a'), "c"));
+}
+
+TEST_F(LineReader, LineAsWideAsTheBufferFitsWithEitherLineEnd) {
+  for (const char* line_end : {"\n", "\r\n"})
+    for (std::size_t width = 3; width <= 6; ++width)
+      EXPECT_THAT(lines(std::string("12345") + line_end + "6", width),
+                  ElementsAre(std::string("12345").substr(0, width), "6"))
+          << width;
+}
+
+TEST_F(LineReader, LineFarLongerThanTheInputBufferIsDroppedToItsEnd) {
+  EXPECT_THAT(lines("a" + std::string(3000000, 'b') + "\nc", 1), ElementsAre("a", "c"));
+}
+
+TEST_F(LineReader, LineIsPaddedWithBlanks) {
+  text_input in(file("ab\n"), "data");
+  std::string line(5, '?');
+  ASSERT_TRUE(read_next_line(in, line));
+  EXPECT_EQ(line, "ab   ");
+}
+
+TEST_F(LineReader, LastLineWithoutALineEndIsRead) {
+  EXPECT_THAT(lines("one\ntwo"), ElementsAre("one", "two"));
+}
+
+TEST_F(LineReader, CarriageReturnBelongsToTheLineEndOnlyInFrontOfALineFeed) {
+  EXPECT_THAT(lines("one\r\n\r\n \r\nt\rwo\r\nlast\r"), ElementsAre("one", "t\rwo", "last\r"));
+}
+
+TEST_F(LineReader, FileOfCommentsAndBlankLinesHasNoSignificantLine) {
+  EXPECT_THAT(lines("! one\n\n   \n!\n"), IsEmpty());
+  EXPECT_THAT(lines(""), IsEmpty());
+}
+
+TEST_F(LineReader, CountsSkippedLinesAndTheFetchThatMeetsTheEnd) {
+  lines("! one\n\nthree\nfour\n");
+  EXPECT_EQ(line_count_, 5);
+}
+
+TEST_F(LineReader, ReadThatTheSystemRefusesEndsInTheRunTimesReport) {
+  text_input in(test::unreadable_file, "data");
+  std::string line(10, ' ');
+  const test::outcome o = outcome_of([&] { read_next_line(in, line); });
+  EXPECT_EQ(o.end.kind, stop_or_done::failed);
+  EXPECT_THAT(o.end.text, testing::HasSubstr("cannot read"));
+}
+
+TEST(StripComment, BlanksOutEverythingFromTheFirstExclamationMark) {
+  std::string line = "1 2 ! three ! four ";
+  strip_comment(line);
+  EXPECT_EQ(line, "1 2                ");
+}
+
+TEST(StripComment, LeavesALineWithoutOneAsItIs) {
+  std::string line = "1 2  ";
+  strip_comment(line);
+  EXPECT_EQ(line, "1 2  ");
+}
+
+TEST_F(LineReader, EchoCopiesTheFileIntoTheLogAndRewindsIt) {
+  text_input in(file("one   \r\n\n! two\nlast" + std::string(300, 'x')), "data");
+  const std::string rule = "\n" + std::string(64, '-') + "\n\n";
+  EXPECT_THAT(outcome_of([&] { echo_input_file(name_ + "  ", in); }),
+              Logs("\nReading input file: " + name_ + "\n" + rule + "one\n\n! two\nlast" +
+                   std::string(196, 'x') + "\n" + rule));
+  std::string line(3, ' ');
+  ASSERT_TRUE(read_next_line(in, line));
+  EXPECT_EQ(line, "one");
+}
+
+}  // namespace
+}  // namespace velko
