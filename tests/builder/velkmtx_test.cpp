@@ -1,0 +1,292 @@
+/// velkmtx as its user meets it: command line, exit status, streams, the bytes of its file.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "store/getpar.h"
+#include "store/state.h"
+#include "tests/support/temporary_folder.h"
+
+namespace velko {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+constexpr auto small_mesh =
+    "5 3 9\n"
+    "100.0 -50.0 12.5\n"
+    "30 20 20 20 35\n"
+    "25 25 40\n"
+    "10 10 10 12 14 16 20 25 30\n";
+constexpr auto small_survey =
+    "62.0 -4.0 52000.0\n"
+    "62.0 -4.0 1\n"
+    "5\n"
+    "110 -40 40\n"
+    "150.5 0 35\n"
+    "160 10 60\n"
+    "300 -20 -30\n"
+    "100 -50 50\n";
+constexpr auto survey_of_own_directions =
+    "62.0 -4.0 52000.0\n"
+    "0 0 0\n"
+    "3\n"
+    "110 -40 40 62 -4\n"
+    "150.5 0 35 -90 0\n"
+    "160 10 60 0 90\n";
+
+struct outcome {
+  int status;
+  std::string out, err;
+};
+
+class Velkmtx : public testing::Test {
+ protected:
+  Velkmtx() {
+    folder.write("mesh", small_mesh);
+    folder.write("loc", small_survey);
+  }
+
+  outcome run(const std::string& arguments, const std::string& before = "") const {
+    const std::string command =
+        "cd " + folder.path() + " && { " + before + " " VELKMTX " " + arguments + "; } > out 2> err";
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, folder.read("out"), folder.read("err")};
+  }
+
+  /// The run fails with the words on the standard error stream alone and leaves no file.
+  void expect_failure(const std::string& arguments, const std::string& words) const {
+    const outcome end = run(arguments);
+    EXPECT_EQ(end.status, 1);
+    EXPECT_THAT(end.out, IsEmpty());
+    EXPECT_THAT(end.err, HasSubstr(words));
+    expect_only_inputs();
+  }
+  void expect_refused_mesh(const std::string& mesh_text, const std::string& words) const {
+    folder.write("mesh", mesh_text);
+    expect_failure("mesh loc g.mtx", words);
+  }
+  void expect_refused_datum(const std::string& position, const std::string& words) const {
+    folder.write("loc", "62 -4 52000\n62 -4 1\n2\n110 -40 40\n" + position + "\n");
+    expect_failure("mesh loc g.mtx", words);
+  }
+  void expect_only_inputs() const {
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
+      EXPECT_THAT(entry.path().filename().string(), testing::AnyOf("mesh", "loc", "out", "err"));
+  }
+
+  void judge(const std::string& arguments) const {
+    const std::string command =
+        "cd " + folder.path() + " && /usr/bin/python3 " JUDGE_SENSITIVITY " " + arguments + " > out 2>&1";
+    EXPECT_EQ(std::system(command.c_str()), 0) << folder.read("out");
+  }
+
+  test::temporary_folder folder;
+};
+
+TEST_F(Velkmtx, HelpShowsAnExampleAndSucceeds) {
+  const outcome end = run("--help");
+  EXPECT_EQ(end.status, 0);
+  EXPECT_THAT(end.out, HasSubstr("velkmtx survey.mesh survey.loc survey.mtx --filter 4 --tolerance 1e-3"));
+  EXPECT_THAT(end.err, IsEmpty());
+}
+
+TEST_F(Velkmtx, VersionSucceeds) {
+  EXPECT_EQ(run("--version").status, 0);
+  EXPECT_EQ(run("--version").out, "velkmtx, VELKO 5.0\n");
+}
+
+TEST_F(Velkmtx, CommandLineErrorsGoToTheErrorStreamWithAStatus) {
+  for (const char* wrong :
+       {"", "mesh", "mesh loc", "mesh loc g.mtx more", "mesh loc g.mtx --filter 3",
+        "mesh loc g.mtx --filter 14", "mesh loc g.mtx --tolerance -1", "mesh loc g.mtx --tolerance 1.5",
+        "mesh loc g.mtx --tolerance x", "mesh loc g.mtx --dense --filter 4",
+        "mesh loc g.mtx --dense --tolerance 0.1", "mesh loc g.mtx --threads 0", "mesh loc g.mtx --unknown"}) {
+    const outcome end = run(wrong);
+    EXPECT_GT(end.status, 0) << wrong;
+    EXPECT_THAT(end.out, IsEmpty()) << wrong;
+    EXPECT_THAT(end.err, HasSubstr("Run with --help")) << wrong;
+    expect_only_inputs();
+  }
+}
+
+TEST_F(Velkmtx, SummaryTellsSizesAndWhatWasKept) {
+  const outcome dense = run("mesh loc g.mtx --dense");
+  EXPECT_EQ(dense.status, 0);
+  EXPECT_EQ(dense.out, "g.mtx: 5 data x 135 cells, 0.0 MB\n");
+  EXPECT_THAT(dense.err, IsEmpty());
+  const outcome compressed = run("mesh loc g.mtx");
+  EXPECT_THAT(compressed.out,
+              AllOf(StartsWith("g.mtx: 5 data x 135 cells, 0.0 MB\n"), HasSubstr(" of 4 x 8 x 16,"),
+                    HasSubstr("with filter 4 and tolerance 0.001")));
+}
+
+TEST_F(Velkmtx, ReadersReportOnTheErrorStream) {
+  expect_failure("none loc g.mtx", "\n ERROR: mesh file not found: none\n");
+  expect_failure("mesh none g.mtx", "\n ERROR: data file not found: none\n");
+  folder.write("mesh", "5 3 9\n0 0 0\n1 2 x\n");
+  expect_failure("mesh loc g.mtx", "\nERROR reading mesh file: mesh\n");
+}
+
+TEST_F(Velkmtx, OutputThatCannotBeWrittenFails) {
+  expect_failure("mesh loc missing/g.mtx", "cannot write missing/g.mtx: No such file or directory");
+  expect_failure("mesh loc /dev/null", "cannot write /dev/null");
+}
+
+/// A limit on the size of files stands for a full disk.
+TEST_F(Velkmtx, OutputThatIsCutShortFailsAndLeavesNothing) {
+  const outcome end = run("mesh loc g.mtx --dense", "trap '' XFSZ; ulimit -f 4;");
+  EXPECT_EQ(end.status, 1);
+  EXPECT_THAT(end.err, HasSubstr("cannot write g.mtx: File too large"));
+  expect_only_inputs();
+}
+
+TEST_F(Velkmtx, InputIsNotOverwritten) {
+  expect_failure("mesh loc ./mesh", "velkmtx: ./mesh is an input; the output should be another file\n");
+  expect_failure("mesh loc loc", "velkmtx: loc is an input; the output should be another file\n");
+  EXPECT_EQ(folder.read("mesh"), small_mesh);
+}
+
+TEST_F(Velkmtx, FailureLeavesTheFileOfAnEarlierRun) {
+  folder.write("g.mtx", "earlier");
+  EXPECT_EQ(run("none loc g.mtx").status, 1);
+  EXPECT_EQ(folder.read("g.mtx"), "earlier");
+  EXPECT_EQ(run("mesh loc g.mtx").status, 0);
+  EXPECT_NE(folder.read("g.mtx"), "earlier");
+}
+
+TEST_F(Velkmtx, RefusesCountsBelowOne) {
+  expect_refused_mesh("0 3 9\n0 0 0\n\n1 1 1\n9*1\n",
+                      "velkmtx: the mesh has 0 x 3 x 9 cells; each count should be at "
+                      "least 1\n");
+  expect_refused_mesh("1 1 -2\n0 0 0\n1\n1\n\n", "velkmtx: the mesh has 1 x 1 x -2 cells");
+}
+
+TEST_F(Velkmtx, RefusesMoreCellsThan32BitsCount) {
+  expect_refused_mesh("2000 2000 2000\n0 0 0\n2000*1\n2000*1\n2000*1\n",
+                      "velkmtx: the mesh has 2000 x 2000 x 2000 cells, more than 32 bits can count\n");
+}
+
+TEST_F(Velkmtx, RefusesACubeThatIsLargerThan32BitsCount) {
+  expect_refused_mesh(
+      "1100 1100 1100\n0 0 0\n1100*1\n1100*1\n1100*1\n",
+      "velkmtx: the cube of powers of two around 1100 x 1100 x 1100 cells has more elements than 32 "
+      "bits can count\n");
+}
+
+TEST_F(Velkmtx, RefusesWidthsThatAreNotPositive) {
+  expect_refused_mesh("2 1 1\n0 0 0\n1 0\n1\n1\n", "velkmtx: width 2 along x is 0; it should be positive\n");
+  expect_refused_mesh("1 2 1\n0 0 0\n1\n-1.5 1\n1\n",
+                      "velkmtx: width 1 along y is -1.5; it should be positive\n");
+  expect_refused_mesh("1 1 1\n0 0 0\n1\n1\nnan\n",
+                      "velkmtx: width 1 along z is nan; it should be positive\n");
+}
+
+TEST_F(Velkmtx, RefusesACellThatVanishesInTheRoundingOfItsEdges) {
+  expect_refused_mesh("1 1 1\n1e20 0 0\n1\n1\n1\n",
+                      "velkmtx: cell 1 along x vanishes between its edges 1e+20 and 1e+20\n");
+  expect_refused_mesh("1 1 1\n0 0 0\n1\n1\ninf\n",
+                      "velkmtx: cell 1 along z vanishes between its edges 0 and inf\n");
+}
+
+TEST_F(Velkmtx, RefusesADatumInsideTheMesh) {
+  expect_refused_datum("150 0 0",
+                       "velkmtx: datum 2 at (150, 0, 0) lies in or on the mesh; data should lie outside of "
+                       "it\n");
+}
+
+TEST_F(Velkmtx, RefusesADatumOnAFaceAnEdgeOrACornerOfTheMesh) {
+  expect_refused_datum("150 0 12.5", "datum 2 at (150, 0, 12.5) lies in or on the mesh");
+  expect_refused_datum("100 0 12.5", "datum 2 at (100, 0, 12.5) lies in or on the mesh");
+  expect_refused_datum("225 40 -134.5", "datum 2 at (225, 40, -134.5) lies in or on the mesh");
+}
+
+TEST_F(Velkmtx, TakesADatumJustAboveTheMesh) {
+  folder.write("loc", "62 -4 52000\n62 -4 1\n1\n130 -25 12.500001\n");
+  EXPECT_EQ(run("mesh loc g.mtx").status, 0);
+}
+
+TEST_F(Velkmtx, RefusesNumbersThatAreNotFinite) {
+  expect_refused_datum("1 2 nan", "velkmtx: datum 2 has the position (1, 2, nan), which is not finite\n");
+  folder.write("loc", "62 -4 inf\n62 -4 1\n1\n0 0 100\n");
+  expect_failure("mesh loc g.mtx",
+                 "velkmtx: the header of the location file holds inf, which is not finite\n");
+  folder.write("loc", "62 -4 5\n62 -4 0\n1\n0 0 100 nan 0\n");
+  expect_failure("mesh loc g.mtx", "velkmtx: datum 1 has the direction (nan, 0), which is not finite\n");
+}
+
+TEST_F(Velkmtx, RefusesResponsesBeyond32BitFloats) {
+  folder.write("loc", "62 -4 1e45\n62 -4 1\n1\n130 -25 20\n");
+  expect_failure("mesh loc g.mtx", "velkmtx: datum 1: a value of G is too large for a 32-bit float\n");
+  expect_failure("mesh loc g.mtx --dense",
+                 "velkmtx: datum 1: a value of G is too large for a 32-bit float\n");
+}
+
+TEST_F(Velkmtx, FieldOfZeroGivesRowsWithoutCoefficients) {
+  folder.write("loc", "62 -4 0\n62 -4 1\n1\n130 -25 20\n");
+  EXPECT_THAT(run("mesh loc g.mtx").out, HasSubstr("\n0 coefficients kept"));
+}
+
+/// SciPy reads every record; the judge computes the rows by quadrature and the transform by matrices.
+TEST_F(Velkmtx, BothFormsHoldWhatAnIndependentJudgeComputes) {
+  ASSERT_EQ(run("mesh loc dense.mtx --dense").status, 0);
+  for (const char* filter : {"2", "4", "6", "8", "10", "12"})
+    for (const char* tolerance : {"0", "1e-3", "0.05"}) {
+      ASSERT_EQ(
+          run(std::string("mesh loc compressed.mtx --filter ") + filter + " --tolerance " + tolerance).status,
+          0);
+      judge(std::string("mesh loc dense.mtx compressed.mtx ") + filter + " " + tolerance);
+    }
+}
+
+TEST_F(Velkmtx, DirectionsOfEachDatumCount) {
+  folder.write("loc", survey_of_own_directions);
+  ASSERT_EQ(run("mesh loc dense.mtx --dense").status, 0);
+  ASSERT_EQ(run("mesh loc compressed.mtx --filter 4 --tolerance 1e-3").status, 0);
+  judge("mesh loc dense.mtx compressed.mtx 4 1e-3");
+}
+
+TEST_F(Velkmtx, DefaultsAreFilter4AndTolerance1e3) {
+  ASSERT_EQ(run("mesh loc default.mtx").status, 0);
+  ASSERT_EQ(run("mesh loc named.mtx --filter 4 --tolerance 1e-3").status, 0);
+  EXPECT_EQ(folder.read("default.mtx"), folder.read("named.mtx"));
+}
+
+TEST_F(Velkmtx, ThreadCountDoesNotChangeAByte) {
+  // More data than a block holds for few threads, so that the blocks differ too.
+  std::string survey = "62 -4 52000\n62 -4 1\n97\n";
+  for (int n = 0; n < 97; ++n)
+    survey += std::to_string(90 + 1.7 * n) + " " + std::to_string(n - 60) + " 20\n";
+  folder.write("loc", survey);
+  for (const std::string form : {"--dense", "--filter 6"}) {
+    ASSERT_EQ(run("mesh loc one.mtx --threads 1 " + form).status, 0);
+    for (const std::string threads : {"2", "3", "7"}) {
+      ASSERT_EQ(run("mesh loc many.mtx " + form + " --threads " + threads).status, 0);
+      EXPECT_TRUE(folder.read("one.mtx") == folder.read("many.mtx")) << form << " " << threads;
+    }
+  }
+}
+
+TEST_F(Velkmtx, FileIsLoadedByTheLibrary) {
+  ASSERT_EQ(run("mesh loc g.mtx").status, 0);
+  reset_state();
+  getpar(folder.path("g.mtx"));
+  EXPECT_EQ(store.ndata_mtx, 5);
+  EXPECT_EQ(store.ncol, 135);
+  EXPECT_TRUE(store.compressed);
+  EXPECT_EQ(mesh.nx, 5);
+  EXPECT_EQ(mesh.ny, 3);
+  EXPECT_EQ(mesh.nz, 9);
+  EXPECT_EQ(mesh.ztop, 12.5);
+  EXPECT_EQ(store.ncube, 8 * 4 * 16);
+  reset_state();
+}
+
+}  // namespace
+}  // namespace velko
