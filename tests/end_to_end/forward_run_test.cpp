@@ -1,0 +1,216 @@
+#include <algorithm>
+#include <random>
+
+#include "tests/end_to_end/survey.h"
+
+namespace velko::test {
+namespace {
+
+const std::string small_result =
+    "     65.00    -12.50  54321.00  !! incl, decl, geomag\n"
+    "     90.00      0.00      1     !! aincl, adecl, idir\n"
+    "      3                         !! # of data\n"
+    "  1.000000000E+00  1.000000000E+01  2.500000000E+00    1.000000E+00\n"
+    "  2.000000000E+00  2.000000000E+01  2.500000000E+00    0.000000E+00\n"
+    "  3.000000000E+00  3.000000000E+01  2.500000000E+00   -7.000000E+00\n";
+
+TEST_F(ForwardRun, CompressedMatrixPrintsTheBannerAloneAndWritesTheData) {
+  const program_run run = velkrund();
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.out, banner);
+  EXPECT_EQ(run.err, "");
+  EXPECT_EQ(folder_.read("velkrund.vlk"), small_result);
+}
+
+TEST_F(ForwardRun, DenseMatrixWarnsBehindTheBannerAndWritesTheSameData) {
+  write(small_dense());
+  const program_run run = velkrund();
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.out, banner + dense_warning);
+  EXPECT_EQ(run.err, "");
+  EXPECT_EQ(folder_.read("velkrund.vlk"), small_result);
+}
+
+TEST_F(ForwardRun, PairOfDirectionsPerDatumReachesTheResult) {
+  folder_.write("loc", "65 -12.5 54321\n0 0 0\n3\n1 2 3 65 -12.5\n4 5 6 7 8\n9 8 7 6 5\n");
+  velkrund();
+  EXPECT_EQ(
+      folder_.read("velkrund.vlk"),
+      "     65.00    -12.50  54321.00  !! incl, decl, geomag\n"
+      "      0.00      0.00      0     !! aincl, adecl, idir\n"
+      "      3                         !! # of data\n"
+      "  1.000000000E+00  2.000000000E+00  3.000000000E+00    6.5000E+01 -1.2500E+01    1.000000E+00\n"
+      "  4.000000000E+00  5.000000000E+00  6.000000000E+00    7.0000E+00  8.0000E+00    0.000000E+00\n"
+      "  9.000000000E+00  8.000000000E+00  7.000000000E+00    6.0000E+00  5.0000E+00   -7.000000E+00\n");
+}
+
+TEST_F(ForwardRun, ResultIsItselfALocationFile) {
+  velkrund();
+  folder_.write("second.loc", folder_.read("velkrund.vlk"));
+  const program_run run = velkrund({"velkosta.mtx", "second.loc", "model.sus"});
+  EXPECT_EQ(run.out, banner);
+  EXPECT_EQ(folder_.read("velkrund.vlk"), small_result);
+}
+
+TEST_F(ForwardRun, ConstantModelIsOneArgumentAndIsWeighted) {
+  write(small_compressed().wtz({1, 2, 3, 4}));
+  EXPECT_EQ(velkrund({"velkosta.mtx", "loc", "VALUE 0.5"}).out, banner);
+  EXPECT_THAT(folder_.read("velkrund.vlk"),
+              testing::EndsWith("    5.000000E-01\n"
+                                "  2.000000000E+00  2.000000000E+01  2.500000000E+00    0.000000E+00\n"
+                                "  3.000000000E+00  3.000000000E+01  2.500000000E+00   -3.500000E+00\n"));
+}
+
+TEST_F(ForwardRun, CellsAboveTheSurfaceTakeNoPart) {
+  write(small_compressed().itop({1, 0}));  // the first cell is air
+  velkrund();
+  EXPECT_THAT(folder_.read("velkrund.vlk"), testing::HasSubstr("2.500000000E+00    0.000000E+00\n  2.0"));
+}
+
+TEST_F(ForwardRun, AnyOtherNumberOfArgumentsPrintsTheUsageAndTouchesNoFile) {
+  for (const std::vector<std::string>& arguments : {std::vector<std::string>{},
+                                                    {"velkosta.mtx"},
+                                                    {"velkosta.mtx", "loc"},
+                                                    {"velkosta.mtx", "loc", "model.sus", "x"}})
+    expect_failure(velkrund(arguments), "   Usage: velkrund  velkosta.mtx locf model.sus\n");
+}
+
+TEST_F(ForwardRun, MissingSensitivityFileIsReportedAloneAndFirst) {
+  expect_failure(velkrund({"no.mtx", "no.loc", "no.sus"}), "\n ERROR: sensitivity file not found: no.mtx\n");
+}
+
+TEST_F(ForwardRun, MissingLocationFileIsReportedAfterTheLoad) {
+  expect_failure(velkrund({"velkosta.mtx", "no.loc", "no.sus"}), "\n ERROR: data file not found: no.loc\n");
+}
+
+TEST_F(ForwardRun, MissingModelIsReportedLast) {
+  write(small_dense());
+  expect_failure(velkrund({"velkosta.mtx", "loc", "no.sus"}),
+                 dense_warning + "\n ERROR: model file not found: no.sus\n");
+}
+
+TEST_F(ForwardRun, DirectoryIsNoFile) {
+  expect_failure(velkrund({".", "loc", "model.sus"}), "\n ERROR: sensitivity file not found: .\n");
+  expect_failure(velkrund({"velkosta.mtx", ".", "model.sus"}), "\n ERROR: data file not found: .\n");
+}
+
+TEST_F(ForwardRun, NameIsCutAtFiveHundredCharacters) {
+  const std::string name(500, 'n');
+  expect_failure(velkrund({name + "cut", "loc", "model.sus"}),
+                 "\n ERROR: sensitivity file not found: " + name + "\n");
+}
+
+TEST_F(ForwardRun, BlanksBehindANameAreNoPartOfIt) {
+  EXPECT_EQ(velkrund({"velkosta.mtx  ", "loc ", "model.sus   "}).out, banner);
+  EXPECT_EQ(folder_.read("velkrund.vlk"), small_result);
+}
+
+TEST_F(ForwardRun, AnotherNumberOfDataThanRowsStops) {
+  for (const int n : {2, 4}) {
+    folder_.write("loc", locations(n));
+    expect_failure("\nERROR: Number of data is inconsistent in obs and mtx files.\n");
+  }
+}
+
+TEST_F(ForwardRun, LocationFileIsReadInFullBeforeTheNumbersAreCompared) {
+  folder_.write("loc", locations(4) + "more lines\n");
+  expect_failure("\nERROR: Number of data is inconsistent in obs and mtx files.\n");
+  folder_.write("loc", "65 -12.5 54321\n90 0 1\n4\n1 2 3\n");
+  expect_failure("\nERROR: end reached when reading data file loc\n");
+}
+
+TEST_F(ForwardRun, FailedRunLeavesAnEarlierResultInPlace) {
+  folder_.write("velkrund.vlk", "earlier");
+  folder_.write("model.sus", "1\n2\n3\n");
+  EXPECT_EQ(velkrund().out, banner + "\nERROR: end reached reading model file model.sus\n");
+  EXPECT_EQ(folder_.read("velkrund.vlk"), "earlier");
+}
+
+TEST_F(ForwardRun, SuccessfulRunReplacesAnEarlierResult) {
+  folder_.write("velkrund.vlk", std::string(10000, 'x'));
+  velkrund();
+  EXPECT_EQ(folder_.read("velkrund.vlk"), small_result);
+}
+
+TEST_F(ForwardRun, ResultThatCannotBeWrittenIsSaidOnTheErrorStream) {
+  std::filesystem::create_directory(folder_.path("velkrund.vlk"));
+  const program_run run = velkrund();
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.out, banner);
+  EXPECT_THAT(run.err,
+              testing::AllOf(testing::HasSubstr("velkrund.vlk"), testing::HasSubstr("Is a directory")));
+  EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1);
+}
+
+TEST_F(ForwardRun, FullDiskIsSaidOnTheErrorStream) {
+  std::filesystem::create_symlink("/dev/full", folder_.path("velkrund.vlk"));
+  const program_run run = velkrund();
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.err,
+              testing::AllOf(testing::HasSubstr("velkrund.vlk"), testing::HasSubstr("No space left")));
+}
+
+TEST_F(ForwardRun, WeightsThatDoNotFitTheCellsStopOnTheErrorStream) {
+  for (const std::size_t n : {3U, 5U}) {
+    write(small_compressed().ncol(static_cast<i4>(n)));
+    expect_failure("", "idx1 /= size(wtz)\n");
+  }
+}
+
+TEST_F(ForwardRun, DenormalNumbersCountAsZero) {
+  write(small_dense());
+  folder_.write("model.sus", "1e-310\n1\n1\n1\n");
+  velkrund();
+  EXPECT_THAT(folder_.read("velkrund.vlk"), testing::HasSubstr("2.500000000E+00    0.000000E+00\n  2.0"));
+  folder_.write("model.sus", "1e-300\n1\n1\n1\n");
+  write(small_dense().wtz({1e-10, 1, 1, 1}));  // the weighted value is denormal
+  velkrund();
+  EXPECT_THAT(folder_.read("velkrund.vlk"), testing::HasSubstr("2.500000000E+00    0.000000E+00\n  2.0"));
+}
+
+TEST_F(ForwardRun, ManyThreadsAreWarnedOf) {
+  const program_run run = velkrund({"velkosta.mtx", "loc", "model.sus"}, "OMP_NUM_THREADS=200");
+  EXPECT_THAT(run.out, testing::StartsWith("\nParallelized with OpenMP.  # of threads:200\n"
+                                           "\nWARNING: more threads started than processors available.\n\n"
+                                           "\nVELKO - Version 5.0 :  VELKRUND\n"));
+  EXPECT_EQ(folder_.read("velkrund.vlk"), small_result);
+}
+
+/// A survey large enough that every thread has rows, with awkward numbers.
+sensitivity_file random_survey(bool compressed, std::mt19937& random) {
+  std::normal_distribution<float> value;
+  std::uniform_int_distribution<i4> position(1, 8 * 16 * 8);
+  sensitivity_file file(7, 11, 6);
+  if (compressed)
+    file.cube(8, 16, 8).filter({0.482962913144534, 0.836516303737808, 0.224143868042013, -0.129409522551260});
+  for (int i = 0; i < 101; ++i) {
+    std::vector<entry> sparse;
+    std::vector<r4> dense;
+    for (int k = 0; k < i; ++k) sparse.push_back({position(random), value(random)});
+    for (int k = 0; k < 7 * 11 * 6; ++k) dense.push_back(value(random));
+    compressed ? file.row(sparse) : file.dense_row(dense);
+  }
+  return file;
+}
+
+TEST_F(ForwardRun, EveryNumberOfThreadsWritesTheSameBytes) {
+  std::mt19937 random(4711);
+  std::string model;
+  for (int k = 0; k < 7 * 11 * 6; ++k) model += std::to_string(std::normal_distribution<>()(random)) + "\n";
+  folder_.write("model.sus", model);
+  folder_.write("loc", locations(101));
+  for (const bool compressed : {true, false}) {
+    write(random_survey(compressed, random));
+    velkrund();
+    const std::string with_one_thread = folder_.read("velkrund.vlk");
+    EXPECT_EQ(std::count(with_one_thread.begin(), with_one_thread.end(), '\n'), 104);
+    for (const std::string threads : {"2", "3", "7"}) {
+      velkrund({"velkosta.mtx", "loc", "model.sus"}, "OMP_NUM_THREADS=" + threads);
+      EXPECT_EQ(folder_.read("velkrund.vlk"), with_one_thread)
+          << threads << " threads, compressed " << compressed;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace velko::test
