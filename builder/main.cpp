@@ -40,19 +40,18 @@ void check_output_is_no_input(const command_line& options) {
 }
 
 void print_summary(const command_line& options, const matrix_summary& made, i8 bytes) {
-  const r8 all = static_cast<r8>(made.ndata) * made.ncol;
-  const auto megabytes = [](r8 n) { return n / 1e6; };
-  channel out("standard output", stdout);
-  out.write_line(fmt::format("{}: {} data x {} cells, {:.1f} MB", options.output_file, made.ndata, made.ncol,
-                             megabytes(static_cast<r8>(bytes))));
+  const r8 rows = made.ndata, values = rows * made.ncol;
+  const r8 cube = r8{1} * made.cube.y * made.cube.x * made.cube.z, stored = static_cast<r8>(made.stored);
+  std::string lines = fmt::format("{}: {} data x {} cells, {:.1f} MB", options.output_file, made.ndata,
+                                  made.ncol, static_cast<r8>(bytes) / 1e6);
   if (options.form.nfilter > 0)
-    out.write_line(fmt::format(
-        "{} coefficients kept, {:.1f} in a row: {:.2f} % of {} x {} x {}, with filter {} and tolerance {}; "
-        "dense, G would have {:.1f} MB",
-        made.stored, static_cast<r8>(made.stored) / made.ndata,
-        100.0 * static_cast<r8>(made.stored) / made.ndata / made.cube.y / made.cube.x / made.cube.z,
-        made.cube.y, made.cube.x, made.cube.z, options.form.nfilter, options.form.tolerance,
-        megabytes(4.0 * all)));
+    lines += fmt::format(
+        ", where a dense G has {:.1f} MB\n"
+        "filter {}, tolerance {}: {:.1f} coefficients kept in a row, {:.2f} % of the cube of {} x {} x {}",
+        4 * values / 1e6, options.form.nfilter, options.form.tolerance, stored / rows,
+        100 * stored / rows / cube, made.cube.y, made.cube.x, made.cube.z);
+  channel out("standard output", stdout);
+  out.write_line(lines);
   out.flush();
 }
 
