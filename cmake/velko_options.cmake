@@ -30,16 +30,19 @@ add_library(velko_warnings INTERFACE)
 target_compile_options(velko_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
                        $<$<BOOL:${VELKO_WARNINGS_ARE_ERRORS}>:-Werror>)
 
+# Instrumented is our own code. The Fortran programs of the tests are judges, and their compiler knows other flags.
+set(velko_cxx "$<COMPILE_LANGUAGE:CXX>")
+set(velko_linked_by_cxx "$<LINK_LANGUAGE:CXX>")
 if(VELKO_SANITIZE)
-  add_compile_options(-fsanitize=${VELKO_SANITIZE} -fno-sanitize-recover=all)
-  add_link_options(-fsanitize=${VELKO_SANITIZE})
+  add_compile_options("$<${velko_cxx}:-fsanitize=${VELKO_SANITIZE};-fno-sanitize-recover=all>")
+  add_link_options("$<${velko_linked_by_cxx}:-fsanitize=${VELKO_SANITIZE}>")
 endif()
 if(VELKO_LIBFUZZER)
-  add_compile_options(-fsanitize=fuzzer-no-link)
+  add_compile_options("$<${velko_cxx}:-fsanitize=fuzzer-no-link>")
 endif()
 if(VELKO_COVERAGE)
-  add_compile_options(-fprofile-instr-generate -fcoverage-mapping)
-  add_link_options(-fprofile-instr-generate)
+  add_compile_options("$<${velko_cxx}:-fprofile-instr-generate;-fcoverage-mapping>")
+  add_link_options("$<${velko_linked_by_cxx}:-fprofile-instr-generate>")
 endif()
 
 # velko_folder_library(NAME SOURCES ... USES ...): the library of one folder.
