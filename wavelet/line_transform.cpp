@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "wavelet/pyramid_step.h"
 #include "wavelet/wtn_mod.h"
@@ -28,29 +29,57 @@ line_batch batch_at(i8 line, i8 lines, i4 n, i8 nprev) {
   return batch;
 }
 
-VELKO_ALWAYS_INLINE void gather(const r8* a, const line_batch& batch, i4 n, r8x8_mem* line_buf) {
+/// Positions begin .. end-1 of the lines, from the block into line_buf.
+VELKO_ALWAYS_INLINE void gather(const r8* a, const line_batch& batch, i4 begin, i4 end, r8x8_mem* line_buf) {
   if (batch.adjacent) {
-    const r8* x = a + batch.start[0];
-    for (i4 k = 0; k < n; ++k, x += batch.stride) line_buf[k] = *reinterpret_cast<const r8x8_mem*>(x);
+    const r8* x = a + batch.start[0] + begin * batch.stride;
+    for (i4 k = begin; k < end; ++k, x += batch.stride) line_buf[k] = *reinterpret_cast<const r8x8_mem*>(x);
   } else {
     const auto& s = batch.start;
-    const r8* x = a;
-    for (i4 k = 0; k < n; ++k, x += batch.stride)
+    const r8* x = a + begin * batch.stride;
+    for (i4 k = begin; k < end; ++k, x += batch.stride)
       line_buf[k] = r8x8{x[s[0]], x[s[1]], x[s[2]], x[s[3]], x[s[4]], x[s[5]], x[s[6]], x[s[7]]};
   }
 }
 
-VELKO_ALWAYS_INLINE void scatter(const r8x8_mem* line_buf, const line_batch& batch, i4 n, r8* a) {
+/// The way back.
+VELKO_ALWAYS_INLINE void scatter(const r8x8_mem* line_buf, const line_batch& batch, i4 begin, i4 end, r8* a) {
   if (batch.adjacent) {
-    r8* x = a + batch.start[0];
-    for (i4 k = 0; k < n; ++k, x += batch.stride) *reinterpret_cast<r8x8_mem*>(x) = line_buf[k];
+    r8* x = a + batch.start[0] + begin * batch.stride;
+    for (i4 k = begin; k < end; ++k, x += batch.stride) *reinterpret_cast<r8x8_mem*>(x) = line_buf[k];
   } else {
-    r8* x = a;
-    for (i4 k = 0; k < n; ++k, x += batch.stride) {
+    r8* x = a + begin * batch.stride;
+    for (i4 k = begin; k < end; ++k, x += batch.stride) {
       const r8x8 lanes = line_buf[k];
       for (std::size_t lane = 0; lane < batch.start.size(); ++lane) x[batch.start[lane]] = lanes[lane];
     }
   }
+}
+
+// Steps go to and fro between two buffers. A band of details goes straight to or from its place in the block, and
+// nothing is copied from one buffer to the other.
+
+VELKO_ALWAYS_INLINE void analyse_batch(r8* a, const line_batch& batch, i4 n, r8x8_mem* from, r8x8_mem* to) {
+  gather(a, batch, 0, n, from);
+  for (i4 nt = n; nt >= 4; nt /= 2) {
+    analyse<eight_lines>(placed_filters(wavelet, nt), from, to);
+    const bool another = nt / 2 >= 4;
+    scatter(to, batch, another ? nt / 2 : 0, nt, a);
+    std::swap(from, to);
+  }
+}
+
+VELKO_ALWAYS_INLINE void synthesise_batch(r8* a, const line_batch& batch, i4 n, r8x8_mem* from,
+                                          r8x8_mem* to) {
+  gather(a, batch, 0, 4, from);
+  i4 nt = 4;
+  for (;; nt *= 2) {
+    synthesise<eight_lines>(placed_filters(wavelet, nt), from, to);
+    std::swap(from, to);
+    if (nt > n / 2) break;
+    gather(a, batch, nt, 2 * nt, from);
+  }
+  scatter(from, batch, 0, nt, a);
 }
 
 VELKO_ALWAYS_INLINE void transform_lines(std::span<r8> block, i4 n, i8 nprev, bool forward, line_work work) {
@@ -59,9 +88,10 @@ VELKO_ALWAYS_INLINE void transform_lines(std::span<r8> block, i4 n, i8 nprev, bo
   const i8 lines = static_cast<i8>(block.size()) / n;
   for (i8 line = 0; line < lines; line += lines_at_once) {
     const line_batch batch = batch_at(line, lines, n, nprev);
-    gather(block.data(), batch, n, line_buf);
-    pyramid<eight_lines>(wavelet, line_buf, step_acc, n, forward);
-    scatter(line_buf, batch, n, block.data());
+    if (forward)
+      analyse_batch(block.data(), batch, n, line_buf, step_acc);
+    else
+      synthesise_batch(block.data(), batch, n, line_buf, step_acc);
   }
 }
 

@@ -80,40 +80,43 @@ VELKO_ALWAYS_INLINE void synthesise_pair(const placed_filters& f, const typename
   }
 }
 
-/// The step on a(0 .. n-1), in place by way of acc(0 .. n-1).
+/// The analysis step: acc(0 .. n-1) from a(0 .. n-1), smooth coefficients first.
 template <class line>
-VELKO_ALWAYS_INLINE void pyramid_step(const wavelet_state& w, typename line::in_memory* a,
-                                      typename line::in_memory* acc, i4 line_length, bool forward) {
+VELKO_ALWAYS_INLINE void analyse(const placed_filters& f, const typename line::in_memory* a,
+                                 typename line::in_memory* acc) {
   using value = typename line::in_register;
-  const placed_filters f(w, line_length);
   const u4 n = f.n, nh = n / 2;
-
-  for (u4 p = 0; p < n; ++p) acc[p] = value{};
-  // n - nh passes. Where n is odd, the last smooth and the first detail coefficient meet at one position and
-  // add up.
-  for (u4 h = 0; h < n - nh; ++h) {
-    if (forward) {
+  if (n % 2 == 0) {
+    for (u4 h = 0; h < nh; ++h) {
       value smooth{}, detail{};
       analyse_pair<line>(f, a, h, smooth, detail);
-      acc[h] += smooth;
-      acc[h + nh] += detail;
-    } else {
-      const value smooth = a[h], detail = a[h + nh];
-      synthesise_pair<line>(f, smooth, detail, h, acc);
+      // What is stored has been added to 0, as where two coefficients meet: a sum that flushed to -0 becomes 0.
+      acc[h] = value{} + smooth;
+      acc[h + nh] = value{} + detail;
     }
+    return;
   }
-  for (u4 p = 0; p < n; ++p) a[p] = acc[p];
+  // The last smooth and the first detail coefficient meet at one position and add up.
+  for (u4 p = 0; p < n; ++p) acc[p] = value{};
+  for (u4 h = 0; h <= nh; ++h) {
+    value smooth{}, detail{};
+    analyse_pair<line>(f, a, h, smooth, detail);
+    acc[h] += smooth;
+    acc[h + nh] += detail;
+  }
 }
 
-/// The whole pyramid on one element `line` per position: steps of length n, n/2, ... down to 4, or 4, 8, ...
-/// up to n.
+/// The synthesis step: acc(0 .. n-1) from a(0 .. n-1), the transpose of the analysis step.
 template <class line>
-VELKO_ALWAYS_INLINE void pyramid(const wavelet_state& w, typename line::in_memory* a,
-                                 typename line::in_memory* acc, i4 n, bool forward) {
-  if (forward)
-    for (i4 nt = n; nt >= 4; nt /= 2) pyramid_step<line>(w, a, acc, nt, true);
-  else
-    for (i8 nt = 4; nt <= n; nt *= 2) pyramid_step<line>(w, a, acc, static_cast<i4>(nt), false);
+VELKO_ALWAYS_INLINE void synthesise(const placed_filters& f, const typename line::in_memory* a,
+                                    typename line::in_memory* acc) {
+  using value = typename line::in_register;
+  const u4 n = f.n, nh = n / 2;
+  for (u4 p = 0; p < n; ++p) acc[p] = value{};
+  for (u4 h = 0; h < n - nh; ++h) {
+    const value smooth = a[h], detail = a[h + nh];
+    synthesise_pair<line>(f, smooth, detail, h, acc);
+  }
 }
 
 }  // namespace velko

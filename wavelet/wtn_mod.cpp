@@ -44,7 +44,13 @@ void PWT(std::span<r8> a, i4 n, bool forward) {
   assert(static_cast<i8>(a.size()) == n);
   if (n < 1) return;
   prepare_work(n);
-  pyramid_step<one_line>(wavelet, a.data(), work.step_acc.data(), n, forward);
+  r8* const step_acc = work.step_acc.data();
+  const placed_filters f(wavelet, n);
+  if (forward)
+    analyse<one_line>(f, a.data(), step_acc);
+  else
+    synthesise<one_line>(f, a.data(), step_acc);
+  std::copy_n(step_acc, n, a.data());
 }
 
 void WTN_for(instruction_set set, std::span<r8> a, std::array<i4, 3> nn, i4 isign) {
