@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cmath>
-#include <cstdint>
+#include <iterator>
 #include <limits>
 #include <string>
 
@@ -30,15 +29,11 @@ struct decimal {
   const char* point;         // the point, or where it would stand
   const char* mantissa_end;  // the exponent begins here, if there is one
   const char* end;           // of the number
-  std::uint64_t digits = 0;  // of the mantissa as one integer; its low 64 bits where it is longer
-  i8 digit_count = 0;
-  i8 exponent = 0;      // as written, or a stand-in of the same effect where it is absurd
-  bool c_style = true;  // whether std::from_chars knows the form of the exponent
+  i8 exponent = 0;           // as written, or a stand-in of the same effect where it is absurd
 };
 
-const char* take_digits(const char* p, const char* last, std::uint64_t& digits) {
-  for (; p != last && is_digit(*p); ++p) digits = 10 * digits + static_cast<std::uint64_t>(*p - '0');
-  return p;
+const char* take_digits(const char* p, const char* last) {
+  return std::find_if_not(p, last, is_digit);
 }
 
 /// Digits of an exponent. It stops growing where no mantissa in any memory could make up for it.
@@ -62,40 +57,20 @@ void take_exponent(decimal& d, const char* last) {
   const char* end = take_exponent_digits(p, last, d.exponent);
   if (end == p) return;
   if (negative) d.exponent = -d.exponent;
-  d.c_style = letter == 'e';
   d.end = end;
 }
 
 bool take_decimal(const char* first, const char* last, decimal& d) {
   d.mantissa = first;
-  d.point = d.mantissa_end = take_digits(first, last, d.digits);
-  d.digit_count = d.point - first;
+  d.point = d.mantissa_end = take_digits(first, last);
+  i8 digit_count = d.point - first;
   if (d.point != last && *d.point == '.') {
-    d.mantissa_end = take_digits(d.point + 1, last, d.digits);
-    d.digit_count += d.mantissa_end - (d.point + 1);
+    d.mantissa_end = take_digits(d.point + 1, last);
+    digit_count += d.mantissa_end - (d.point + 1);
   }
   d.end = d.mantissa_end;
-  if (d.digit_count == 0) return false;
+  if (digit_count == 0) return false;
   take_exponent(d, last);
-  return true;
-}
-
-constexpr std::array<r8, 23> power_of_ten{1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                          1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
-                                          1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-
-/// Most numbers of a survey are short: their digits and their power of ten are both exact in r8, so one
-/// multiplication or division rounds correctly. It takes a third of the time of std::from_chars.
-bool short_value(const decimal& d, r8& value) {
-  constexpr std::uint64_t most_digits = std::uint64_t{1} << 53;
-  constexpr i8 digits_that_fit = 19, most_power = std::ssize(power_of_ten) - 1;
-  if (d.digit_count > digits_that_fit || d.digits > most_digits) return false;
-  const i8 behind_point = d.mantissa_end - d.point - (d.mantissa_end > d.point ? 1 : 0);
-  const i8 power = d.exponent - behind_point;
-  if (std::abs(power) > most_power) return false;
-  const r8 digits = static_cast<r8>(d.digits),
-           scale = power_of_ten[static_cast<std::size_t>(std::abs(power))];
-  value = power < 0 ? digits / scale : digits * scale;
   return true;
 }
 
@@ -117,25 +92,27 @@ std::string in_c_style(const decimal& d, const char* leading, i8 exponent) {
   return text + 'e' + std::to_string(std::clamp<i8>(exponent, -9999, 9999));
 }
 
-/// Beyond this std::from_chars of some libraries loses count of digits and exponents.
-bool is_moderate(const decimal& d) {
-  return d.digit_count < 1000 && std::abs(d.exponent) < 1000;
-}
-
-bool long_value(const decimal& d, r8& value) {
+/// The value of a number in any form. False where it is too large for its type.
+bool value_of(const decimal& d, r8& value) {
   i8 exponent = 0;
   const char* leading = leading_digit(d, exponent);
   value = 0;
   if (leading == nullptr) return true;
-  std::string copy;
-  const char *text = d.mantissa, *end = d.end;
-  if (!d.c_style || !is_moderate(d)) {
-    copy = in_c_style(d, leading, exponent);
-    text = copy.data();
-    end = text + copy.size();
-  }
+  const std::string text = in_c_style(d, leading, exponent);
   // Out of range means too large or too small, and the value is left alone: here it stays 0.
-  return std::from_chars(text, end, value).ec == std::errc() || exponent < 0;
+  return std::from_chars(text.data(), text.data() + text.size(), value).ec == std::errc() || exponent < 0;
+}
+
+/// Nearly every number has a form that std::from_chars knows too, and needs no second look. Null where it may
+/// not be so: where what stands behind may be an exponent, where the number is out of range, and where it is
+/// so long that a library may lose count of its digits.
+const char* read_plain(const char* first, const char* last, r8& value) {
+  constexpr std::ptrdiff_t longest = 1000;
+  if (first == last || !(is_digit(*first) || *first == '.')) return nullptr;
+  const auto [end, error] = std::from_chars(first, last, value);
+  if (error != std::errc() || end - first > longest) return nullptr;
+  const bool exponent_may_follow = end != last && (is_sign(*end) || lower(*end) == 'd');
+  return exponent_may_follow ? nullptr : end;
 }
 
 bool begins_with(const char* first, const char* last, std::string_view word) {
@@ -160,9 +137,10 @@ const char* read_word(const char* first, const char* last, r8& value) {
 }
 
 const char* read_magnitude(const char* first, const char* last, r8& value) {
+  if (const char* end = read_plain(first, last, value)) return end;
   decimal d;
   if (!take_decimal(first, last, d)) return read_word(first, last, value);
-  return short_value(d, value) || long_value(d, value) ? d.end : nullptr;
+  return value_of(d, value) ? d.end : nullptr;
 }
 
 }  // namespace
