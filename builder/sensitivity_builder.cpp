@@ -53,7 +53,7 @@ class row_block {
   /// As many as 64 MiB hold, but enough to keep a large machine busy.
   static i4 rows_that_fit(i4 ncol, i4 ndata) {
     constexpr i8 block_bytes = i8{64} << 20;
-    const i8 fit = block_bytes / (i8{ncol} * i8{sizeof(r8)});
+    const i8 fit = block_bytes / (std::max(i8{ncol}, i8{1}) * i8{sizeof(r8)});
     return std::min(ndata, static_cast<i4>(std::max(fit, i8{2} * omp_get_max_threads())));
   }
 
@@ -114,7 +114,7 @@ i8 values_in(const row_payload& payload, const matrix_form& form) {
 /// The filter of the form, which the transform is told too; none when dense.
 std::vector<r8> set_filter(const matrix_form& form) {
   if (form.nfilter <= 0) return {};
-  const std::vector<r8> wfilter = daubechies_filter(form.nfilter);
+  std::vector<r8> wfilter = daubechies_filter(form.nfilter);
   SET_WTN_FILTER(wfilter, form.nfilter);
   return wfilter;
 }
