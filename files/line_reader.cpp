@@ -33,7 +33,8 @@ bool read_line(text_input& unit1, std::span<char> line) {
   const std::string_view front = front_of_line(unit1, std::ssize(line));
   const auto padding = std::copy(front.begin(), front.end(), line.begin());
   std::fill(padding, line.end(), ' ');
-  const bool fetched = unit1.skip_line();
+  unit1.take_until(front.data() + front.size());
+  const bool fetched = unit1.skip_line() || !front.empty();
   unit1.throw_read_error();
   return fetched;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <iterator>
 #include <limits>
 #include <string>
@@ -16,7 +17,7 @@ bool is_digit(char c) {
 }
 
 bool is_sign(char c) {
-  return c == '+' || c == '-';
+  return (c == '+') | (c == '-');
 }
 
 char lower(char c) {
@@ -145,11 +146,13 @@ const char* read_magnitude(const char* first, const char* last, r8& value) {
 
 }  // namespace
 
+// The sign is put on without a branch: where values have any sign, it would be guessed wrong half of the
+// time.
 const char* read_number(const char* first, const char* last, r8& value) {
   r8 magnitude = 0;
-  const bool has_sign = first != last && is_sign(*first);
-  const char* end = read_magnitude(first + has_sign, last, magnitude);
-  if (end != nullptr) value = has_sign && *first == '-' ? -magnitude : magnitude;
+  const char sign = first != last ? *first : ' ';
+  const char* end = read_magnitude(first + is_sign(sign), last, magnitude);
+  if (end != nullptr) value = std::copysign(magnitude, sign == '-' ? -1.0 : 1.0);
   return end;
 }
 

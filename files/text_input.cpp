@@ -73,12 +73,8 @@ void text_input::make_room() {
   end_ = front + known;
 }
 
-bool text_input::skip_line() {
+bool text_input::search_line_end() {
   if (at_ == end_ && !fetch_more()) return false;
-  if (*at_ == '\n') {  // a value that ends its line: no search
-    ++at_;
-    return true;
-  }
   do {
     const void* line_feed = std::memchr(at_, '\n', static_cast<std::size_t>(end_ - at_));
     at_ = line_feed != nullptr ? static_cast<const char*>(line_feed) + 1 : end_;

@@ -38,7 +38,11 @@ class text_input {
   bool fetch_more();
 
   /// Takes the rest of the line with its end. False if there was not one character more, not even a line end.
-  bool skip_line();
+  bool skip_line() {
+    if (at_ == end_ || *at_ != '\n') return search_line_end();
+    ++at_;
+    return true;
+  }
 
   /// Back to the first character of the file. Throws std::system_error where the system can't, as on a pipe.
   void rewind();
@@ -49,6 +53,7 @@ class text_input {
 
  private:
   void close_file();
+  bool search_line_end();
   void make_room();
 
   const char* at_;
