@@ -18,6 +18,7 @@ VELKO_ALWAYS_INLINE r8 row_dot_body(const r4* g, const r8* m, i8 n) {
   return s;
 }
 
+// Four rows at once read a matrix of 240 MB 1.7 times as fast as rows one by one (one thread, SSE2 and AVX2 alike).
 VELKO_ALWAYS_INLINE void row_dots_body(const r4* g, const r8* m, i8 n, r8* y) {
   const i8 n8 = n - n % 8;
   r8x8 part[dense_rows_at_once] = {};
@@ -38,9 +39,14 @@ VELKO_ALWAYS_INLINE r8 sparse_row_dot_body(const r4* val, const i4* idx, i8 nnz,
   r8x8 part{};
   for (i8 k = 0; k < n8; k += 8) {
     const i4* at = idx + k;
-    // Eight plain loads on purpose: a gather instruction takes longer.
-    const r8x8 c = {cube[at[0] - 1], cube[at[1] - 1], cube[at[2] - 1], cube[at[3] - 1],
-                    cube[at[4] - 1], cube[at[5] - 1], cube[at[6] - 1], cube[at[7] - 1]};
+    // Eight plain loads on purpose (benchmarks/bench_products.cpp, ns per entry, one thread, a cube of 8 MiB): these
+    // 1.8, AVX2's gather instruction 2.5, two rows side by side 3.0. Prefetching 32 entries ahead: 1.6, and nothing
+    // on smaller or larger cubes.
+    // Positions are widened before the 1 is taken off: clang subtracts the narrow ones in a register of eight and
+    // then takes them out of it again, one by one.
+    const auto coefficient = [&](i8 j) { return cube[i8{at[j]} - 1]; };
+    const r8x8 c = {coefficient(0), coefficient(1), coefficient(2), coefficient(3),
+                    coefficient(4), coefficient(5), coefficient(6), coefficient(7)};
     part += __builtin_convertvector(*reinterpret_cast<const r4x8_mem*>(val + k), r8x8) * c;
   }
   r8 s = combined(part);
