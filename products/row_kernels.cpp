@@ -39,9 +39,8 @@ VELKO_ALWAYS_INLINE r8 sparse_row_dot_body(const r4* val, const i4* idx, i8 nnz,
   r8x8 part{};
   for (i8 k = 0; k < n8; k += 8) {
     const i4* at = idx + k;
-    // Eight plain loads on purpose (benchmarks/bench_products.cpp, ns per entry, one thread, a cube of 8 MiB): these
-    // 1.8, AVX2's gather instruction 2.5, two rows side by side 3.0. Prefetching 32 entries ahead: 1.6, and nothing
-    // on smaller or larger cubes.
+    // Eight plain loads. Tried on cubes of 256 KiB, 8 and 64 MiB, with no gain that lasts from one to the next: AVX2's
+    // gather instruction, prefetching 32 or 128 entries ahead, two rows side by side.
     // Positions are widened before the 1 is taken off: clang subtracts the narrow ones in a register of eight and
     // then takes them out of it again, one by one.
     const auto coefficient = [&](i8 j) { return cube[i8{at[j]} - 1]; };

@@ -16,7 +16,7 @@
 ///          are set up by its first call, grow when a later one needs more and are kept for the next
 /// Sources  S. Mallat, IEEE PAMI 11 (1989) 674-693, doi 10.1109/34.192463 (pyramid);
 ///          I. Daubechies, Comm. Pure Appl. Math. 41 (1988) 909-996, doi 10.1002/cpa.3160410705 (filters)
-/// See      tests/wavelet/wtn_test.cpp
+/// See      examples/transform_a_cube.cpp, tests/wavelet/wtn_test.cpp
 #pragma once
 
 #include <array>
