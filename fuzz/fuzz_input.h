@@ -16,7 +16,7 @@
 #include "tool/program_stop.h"
 
 /// Counts of billions are to end in the report of a failed allocation here, not in minutes of clearing memory.
-extern "C" inline const char* __asan_default_options() {
+extern "C" __attribute__((used)) inline const char* __asan_default_options() {
   return "max_allocation_size_mb=64:allocator_may_return_null=1";
 }
 
