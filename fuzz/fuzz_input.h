@@ -15,11 +15,6 @@
 #include "tool/channel.h"
 #include "tool/program_stop.h"
 
-/// Counts of billions are to end in the report of a failed allocation here, not in minutes of clearing memory.
-extern "C" __attribute__((used)) inline const char* __asan_default_options() {
-  return "max_allocation_size_mb=64:allocator_may_return_null=1";
-}
-
 namespace velko::fuzz {
 
 /// A file in memory that has a name as long as it lives.
