@@ -1,4 +1,5 @@
-/// The active-cell file on small meshes with some surface. What is resolved has to keep the invariants of the cell map.
+/// The active-cell file on small meshes with some surface. What is resolved has to keep the invariants of the
+/// cell map.
 #include "files/active_cells.h"
 #include "fuzz/fuzz_input.h"
 

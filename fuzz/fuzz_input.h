@@ -1,4 +1,5 @@
-/// What the fuzz targets share: bytes as a file, small numbers from the front of an input, and a quiet run of a reader.
+/// What the fuzz targets share: bytes as a file, small numbers from the front of an input, and a quiet run of
+/// a reader.
 #pragma once
 
 #include <sys/mman.h>

@@ -1,5 +1,6 @@
-/// Two readers, one rule: the list-directed reader over a text in memory and over the same text in pieces from a pipe, and
-/// the plain reader of the tests, have to agree on status, values, and where the next read begins.
+/// Two readers, one rule: the list-directed reader over a text in memory and over the same text in pieces
+/// from a pipe, and the plain reader of the tests, have to agree on status, values, and where the next read
+/// begins.
 #include <fcntl.h>
 
 #include <array>

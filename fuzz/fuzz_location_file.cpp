@@ -1,4 +1,5 @@
-/// The data file, as locations and as observations. What is read has to fit together, and to be written without a stop.
+/// The data file, as locations and as observations. What is read has to fit together, and to be written
+/// without a stop.
 #include "files/data_file.h"
 #include "files/predicted_data.h"
 #include "fuzz/fuzz_input.h"
