@@ -207,7 +207,9 @@ TEST_F(ModelFile, LargeModelKeepsModelOrder) {
   for (i4 i = 1; i <= 20; ++i)
     for (i4 j = 1; j <= 30; ++j)
       for (i4 k = 1; k <= 40; ++k)
-        if (++cell; k > mesh.itop(i, j)) ASSERT_EQ(model_.at(next++), cell + 0.5);
+        if (++cell; k > mesh.itop(i, j)) {
+          ASSERT_EQ(model_.at(next++), cell + 0.5);
+        }
   EXPECT_EQ(next, model_.size());
 }
 

@@ -25,7 +25,9 @@ r8 real(std::string_view text) {
 bool is_real(std::string_view text) {
   r8 value = untouched;
   const bool is = is_number(text, value);
-  if (!is) EXPECT_EQ(value, untouched) << text;
+  if (!is) {
+    EXPECT_EQ(value, untouched) << text;
+  }
   return is;
 }
 
