@@ -4,6 +4,7 @@
 #include "products/full_rows.h"
 #include "products/model_mapping.h"
 #include "products/sparse_rows.h"
+#include "store/cell_geometry.h"
 #include "store/state.h"
 #include "tool/reports.h"
 #include "wavelet/wtn_mod.h"
@@ -30,17 +31,11 @@ void compressed_GPROD(std::span<const r8> m, std::span<r8> d) {
   CALC_GV(cube.elements(), d);
 }
 
-/// nz * nx * ny in 32 bits, wrapping round like the counts of the store.
-i4 full_mesh_size() {
-  const auto bits = [](i4 n) { return static_cast<std::uint32_t>(n); };
-  return static_cast<i4>(bits(mesh.nz) * bits(mesh.nx) * bits(mesh.ny));
-}
-
 void dense_GPROD(std::span<const r8> m, std::span<r8> d) {
   const i8 n = static_cast<i8>(m.size());
   if (n == store.ncol) {
     CALC_FULL_GV(m, d);
-  } else if (n == full_mesh_size()) {
+  } else if (n == wrapped_product(mesh.nz, mesh.nx, mesh.ny)) {
     owned_array1<r8> mcol(uninitialised, store.ncol);
     GRID_TO_BELOW(m, mcol.elements());
     CALC_FULL_GV(mcol.elements(), d);
