@@ -137,9 +137,10 @@ class sensitivity_file {
     return given ? *given : std::vector<r8>(count(columns()), value);
   }
   i4 columns() const {
+    if (ncol_) return *ncol_;
     i4 below = 0;
     for (i4 above : itop_) below += nz_ - above;
-    return ncol_.value_or(below);
+    return below;
   }
 
   i4 ny_, nx_, nz_;
