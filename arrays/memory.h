@@ -4,7 +4,7 @@
 /// Why      a matrix of gigabytes is loaded once and read once or a few times, so page faults are a large
 ///          part of a run: a huge page takes one fault where 512 small pages take 512. Fresh pages are zero
 ///          and are there only once they are touched, so a large zeroed block costs nothing until it is used
-/// Errors   std::bad_alloc when the system refuses, and when one block would be larger than the machine's
+/// Errors   memory_refused when the system refuses, and when one block would be larger than the machine's
 ///          memory: it could only end in the hands of the system's memory killer
 #pragma once
 
@@ -13,6 +13,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -26,6 +27,18 @@ inline i8 machine_memory() {
   static const i8 bytes = i8{sysconf(_SC_PHYS_PAGES)} * sysconf(_SC_PAGESIZE);
   return bytes;
 }
+
+/// A block that the system refused, or that no machine like this can hold; what() says of how many bytes.
+class memory_refused : public std::bad_alloc {
+ public:
+  explicit memory_refused(std::size_t bytes) {
+    std::snprintf(text_, sizeof text_, "out of memory: %zu bytes refused", bytes);
+  }
+  const char* what() const noexcept override { return text_; }
+
+ private:
+  char text_[64];
+};
 
 namespace memory_detail {
 
@@ -56,7 +69,7 @@ inline void* map_aligned(std::size_t bytes) {
   const std::size_t length = in_whole_pages(bytes);
   void* mapped = mmap(nullptr, length + huge_page, PROT_READ | PROT_WRITE,
                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-  if (mapped == MAP_FAILED) throw std::bad_alloc();
+  if (mapped == MAP_FAILED) throw memory_refused(bytes);
   auto* start = static_cast<std::byte*>(mapped);
   const std::size_t before = (huge_page - reinterpret_cast<std::uintptr_t>(start) % huge_page) % huge_page;
   if (before > 0) munmap(start, before);
@@ -71,7 +84,7 @@ inline void* from_the_heap(std::size_t bytes) {
 #else
   void* block = std::aligned_alloc(64, (bytes + 63) / 64 * 64);
 #endif
-  return block != nullptr ? block : throw std::bad_alloc();
+  return block != nullptr ? block : throw memory_refused(bytes);
 }
 
 }  // namespace memory_detail
@@ -79,7 +92,7 @@ inline void* from_the_heap(std::size_t bytes) {
 /// A block of `bytes` bytes, zero throughout if `zeroed`; null for 0 bytes.
 inline void* acquire_bytes(std::size_t bytes, bool zeroed) {
   if (bytes == 0) return nullptr;
-  if (bytes > static_cast<std::size_t>(machine_memory())) throw std::bad_alloc();
+  if (bytes > static_cast<std::size_t>(machine_memory())) throw memory_refused(bytes);
   if (bytes >= memory_detail::from_the_system) return memory_detail::map_aligned(bytes);
   void* block = memory_detail::from_the_heap(bytes);
   if (zeroed) std::memset(block, 0, bytes);

@@ -1,4 +1,4 @@
-/// GTGPROD_MOD: the products with G, in either form of G.
+/// The products with G, in either form of G.
 ///
 /// What     compressed: d = Gs (W P m), P = MODEL_TO_CUBE with zero fill and W = WTN forward; the model is
 ///          transformed once, not once per datum, and no inverse transform takes place.

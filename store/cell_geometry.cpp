@@ -30,7 +30,8 @@ void check_surface(array2<const i4> itop) {
 }
 
 void check_cube() {
-  if (store.ncube_z < mesh.nz || store.ncube_x < mesh.nx || store.ncube_y < mesh.ny)
+  const auto holds = [](i4 cube, i4 cells_along_axis) { return cube >= std::max(cells_along_axis, 0); };
+  if (!holds(store.ncube_z, mesh.nz) || !holds(store.ncube_x, mesh.nx) || !holds(store.ncube_y, mesh.ny))
     stop_program("the cube is smaller than the mesh");
 }
 

@@ -11,8 +11,8 @@ namespace velko {
 
 namespace {
 
-[[noreturn]] void fail(const std::string& name) {
-  throw std::system_error(errno, std::generic_category(), "cannot write to the " + name);
+[[noreturn]] void fail(const std::string& name, const char* what = "write to") {
+  throw std::system_error(errno, std::generic_category(), std::string("cannot ") + what + " the " + name);
 }
 
 }  // namespace
@@ -26,7 +26,7 @@ void channel::open_scratch() {
   // A file in memory has no name, needs no writable folder, and is gone however the process ends.
   const int descriptor = memfd_create(name_.c_str(), MFD_CLOEXEC);
   file_ = descriptor < 0 ? nullptr : fdopen(descriptor, "w+");
-  if (file_ == nullptr) fail(name_);
+  if (file_ == nullptr) fail(name_, "open");
   owns_file_ = true;
 }
 

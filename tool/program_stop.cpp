@@ -4,6 +4,7 @@
 #include <exception>
 #include <new>
 
+#include "arrays/memory.h"
 #include "tool/channel.h"
 
 namespace velko {
@@ -26,6 +27,8 @@ stop_or_done run_until_stop(const std::function<void()>& body) {
     return {};
   } catch (const program_stop& stop) {
     return {stop_or_done::stopped, stop.text};
+  } catch (const memory_refused& failure) {
+    return {stop_or_done::failed, std::string("velko: ") + failure.what()};
   } catch (const std::bad_alloc&) {
     return {stop_or_done::failed, "velko: out of memory"};
   } catch (const std::exception& failure) {

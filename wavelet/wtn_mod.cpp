@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <iterator>
 
 #include "wavelet/line_transform.h"
 #include "wavelet/pyramid_step.h"
@@ -17,12 +18,46 @@ struct work_arrays {
 };
 thread_local work_arrays work;
 
-/// Makes room for batches of lines of up to n elements.
-void prepare_work(i4 n) {
-  const i8 needed = lines_at_once * n;
-  if (work.step_acc.size() >= needed) return;
-  work.line_buf = owned_array1<r8>(uninitialised, needed);
-  work.step_acc = owned_array1<r8>(uninitialised, needed);
+/// Makes room for so many elements in each work array.
+void prepare_work(i8 elements) {
+  if (work.step_acc.size() >= elements) return;
+  work.line_buf = owned_array1<r8>(uninitialised, elements);
+  work.step_acc = owned_array1<r8>(uninitialised, elements);
+}
+
+/// Lines go in batches unless a batch would outgrow the cube: one long line must not cost the memory of eight.
+bool goes_in_batches(i4 n) {
+  constexpr i8 small = 1 << 16;
+  return lines_at_once * n <= std::max(work.ntot, small);
+}
+
+/// The pyramid of the line that stands in line_buf.
+void transform_line(std::span<r8> line, bool forward) {
+  const i8 n = std::ssize(line);
+  const auto step = [&](i8 nt) {
+    PWT(line.first(static_cast<std::size_t>(nt)), static_cast<i4>(nt), forward);
+  };
+  if (forward)
+    for (i8 nt = n; nt >= 4; nt /= 2) step(nt);
+  else
+    for (i8 nt = 4; nt <= n; nt *= 2) step(nt);
+}
+
+void transform_one_by_one(std::span<r8> block, i4 n, i8 nprev, bool forward) {
+  const auto line = work.line_buf.elements().first(static_cast<std::size_t>(n));
+  for (i8 i2 = 0; i2 < std::ssize(block); i2 += n * nprev)
+    for (i8 i1 = 0; i1 < nprev; ++i1) {
+      r8* const a = block.data() + i2 + i1;
+      for (i4 k = 0; k < n; ++k) line[static_cast<std::size_t>(k)] = a[k * nprev];
+      transform_line(line, forward);
+      for (i4 k = 0; k < n; ++k) a[k * nprev] = line[static_cast<std::size_t>(k)];
+    }
+}
+
+/// Room for the lines of every dimension, each in the way that it goes.
+void prepare_work(std::array<i4, 3> nn) {
+  work.ntot = i8{nn[0]} * nn[1] * nn[2];
+  for (i4 n : nn) prepare_work(goes_in_batches(n) ? lines_at_once * n : n);
 }
 
 }  // namespace
@@ -55,13 +90,16 @@ void PWT(std::span<r8> a, i4 n, bool forward) {
 
 void WTN_for(instruction_set set, std::span<r8> a, std::array<i4, 3> nn, i4 isign) {
   if (std::ranges::min(nn) < 1) return;
-  prepare_work(std::ranges::max(nn));
-  work.ntot = i8{nn[0]} * nn[1] * nn[2];
+  prepare_work(nn);
   assert(static_cast<i8>(a.size()) == work.ntot);
 
   const line_transform transform = line_transform_for(set);
   const auto along = [&](std::span<r8> block, i4 n, i8 nprev) {
-    if (n > 4) transform(block, n, nprev, isign >= 0, {work.line_buf.data(), work.step_acc.data()});
+    if (n <= 4) return;
+    if (goes_in_batches(n))
+      transform(block, n, nprev, isign >= 0, {work.line_buf.data(), work.step_acc.data()});
+    else
+      transform_one_by_one(block, n, nprev, isign >= 0);
   };
   // A plane of the first two dimensions goes through both while it is in cache; its lines do not know of those
   // in other planes.

@@ -57,6 +57,15 @@ TEST_F(CellGeometry, CubeMustHoldTheMeshWhenCompressed) {
   EXPECT_EQ(check(), stop_or_done{});
 }
 
+TEST_F(CellGeometry, CubeOfNegativeDimensionsHoldsNoMesh) {
+  store.compressed = true;
+  mesh.ny = store.ncube_y = -2;
+  mesh.nx = store.ncube_x = -3;
+  store.ncube_z = 4;
+  mesh.itop = {};
+  EXPECT_EQ(check(), stop("the cube is smaller than the mesh"));
+}
+
 TEST_F(CellGeometry, MeshOfMoreCellsThanAnIndexCountsStops) {
   mesh.nz = most / 6 + 1;
   EXPECT_EQ(check(), stop("ny x nx x nz beyond 32 bits"));

@@ -5,6 +5,7 @@
 #include <new>
 #include <system_error>
 
+#include "arrays/memory.h"
 #include "tool/channel.h"
 
 namespace velko {
@@ -33,6 +34,11 @@ TEST(ProgramStop, NeedsNoText) {
 TEST(ProgramStop, ExhaustedMemoryIsAFailureInOneLine) {
   EXPECT_EQ(run_until_stop([] { throw std::bad_alloc(); }),
             (stop_or_done{stop_or_done::failed, "velko: out of memory"}));
+}
+
+TEST(ProgramStop, RefusedArrayIsAFailureThatSaysItsSize) {
+  EXPECT_EQ(run_until_stop([] { throw memory_refused(17179869176U); }),
+            (stop_or_done{stop_or_done::failed, "velko: out of memory: 17179869176 bytes refused"}));
 }
 
 TEST(ProgramStop, RefusalOfTheSystemIsAFailureInOneLine) {

@@ -1,5 +1,6 @@
 // WTN: the transform of a cube.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <xmmintrin.h>
 
 #include <iostream>
@@ -36,12 +37,14 @@ values by_formula(values a, shape nn, i4 isign) {
   return a;
 }
 
-// Even and odd, above and below eight lines side by side, one line, dimensions that are skipped.
-const std::vector<shape> shapes{{8, 8, 8},  {16, 16, 16}, {32, 8, 16}, {8, 32, 2}, {16, 4, 8},  {4, 16, 8},
-                                {2, 2, 32}, {1, 1, 64},   {64, 1, 1},  {1, 16, 1}, {3, 8, 5},   {5, 8, 3},
-                                {7, 6, 5},  {9, 9, 9},    {8, 5, 8},   {12, 6, 7}, {6, 10, 1},  {11, 13, 2},
-                                {1, 5, 1},  {5, 1, 1},    {1, 1, 5},   {13, 1, 8}, {1, 64, 64}, {4, 4, 4},
-                                {8, 3, 16}, {10, 8, 8},   {128, 2, 8}};
+// Even and odd, above and below eight lines side by side, one line, lines too long to go in batches, dimensions that
+// are skipped.
+const std::vector<shape> shapes{
+    {8, 8, 8},     {16, 16, 16}, {32, 8, 16}, {8, 32, 2},    {16, 4, 8},    {4, 16, 8},    {2, 2, 32},
+    {1, 1, 64},    {64, 1, 1},   {1, 16, 1},  {3, 8, 5},     {5, 8, 3},     {7, 6, 5},     {9, 9, 9},
+    {8, 5, 8},     {12, 6, 7},   {6, 10, 1},  {11, 13, 2},   {1, 5, 1},     {5, 1, 1},     {1, 1, 5},
+    {13, 1, 8},    {1, 64, 64},  {4, 4, 4},   {1, 1, 16384}, {16384, 1, 1}, {1, 16384, 1}, {2, 16385, 3},
+    {3, 2, 20000}, {8, 3, 16},   {10, 8, 8},  {128, 2, 8}};
 
 class flush_to_zero {
  public:
@@ -198,6 +201,20 @@ TEST(WTN, LaterCallWithALargerCubeIsServed) {
   (void)transformed(small, {8, 1, 1}, 1);
   EXPECT_TRUE(same_bits(transformed(large, {8, 256, 1}, 1), by_formula(large, {8, 256, 1}, 1)));
   EXPECT_TRUE(same_bits(transformed(small, {8, 1, 1}, 1), by_formula(small, {8, 1, 1}, 1)));
+}
+
+TEST(WTN, OneLongLineNeedsNoMoreThanTwiceItsMemory) {
+  const auto peak_kilobytes = [] {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+  };
+  set_filter(haar);
+  constexpr i4 n = 1 << 23;
+  values cube(n, 1.0);
+  const auto before = peak_kilobytes();
+  WTN(cube, {1, 1, n}, 1);
+  EXPECT_LT(peak_kilobytes() - before, 3 * (8L * n >> 10));
 }
 
 TEST(WTN, ThreadsTransformDifferentCubesAtTheSameTime) {
