@@ -176,6 +176,44 @@ TEST_F(ForwardRun, ManyThreadsAreWarnedOf) {
   EXPECT_EQ(folder_.read("velkrund.vlk"), small_result);
 }
 
+TEST_F(ForwardRun, ClosedConsoleEndsTheRunInWords) {
+  const program_run run = run_program(folder_, "/bin/bash",
+                                      {"-c",
+                                       std::string("\"$0\" velkosta.mtx loc model.sus | true; "
+                                                   "echo ${PIPESTATUS[0]}"),
+                                       VELKRUND});
+  EXPECT_EQ(run.out, "0\n");
+}
+
+TEST_F(ForwardRun, FileThatMayNotGrowEndsTheRunInWords) {
+  const std::string script =
+      "(ulimit -f 0; exec \"$0\" velkosta.mtx loc model.sus 2>&1) | cat; echo ${PIPESTATUS[0]}";
+  EXPECT_EQ(run_program(folder_, "/bin/bash", {"-c", script, VELKRUND}, "OMP_NUM_THREADS=1").out,
+            banner + "velko: cannot write velkrund.vlk: File too large\n0\n");
+}
+
+TEST_F(ForwardRun, RefusedConsoleIsSaidOnTheErrorStream) {
+  const program_run run = run_program(folder_, "/bin/bash",
+                                      {"-c", "exec \"$0\" velkosta.mtx loc model.sus >/dev/full", VELKRUND});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err, "velko: cannot write to the console: No space left on device\n");
+}
+
+TEST_F(ForwardRun, BannerIsOutBeforeTheLongRead) {
+  // The sensitivity file is a pipe that stays open, with nothing more to read, until the banner is there.
+  const std::string head = folder_.read("velkosta.mtx").substr(0, 300);
+  folder_.write("head", head);
+  const std::string script =
+      "mkfifo pipe\n"
+      "\"$0\" pipe loc model.sus >out &\n"
+      "exec 3>pipe\n"
+      "cat head >&3\n"
+      "for k in {1..100}; do grep -q VELKRUND out && echo early && break; sleep 0.1; done\n"
+      "exec 3>&-\n"
+      "wait\n";
+  EXPECT_EQ(run_program(folder_, "/bin/bash", {"-c", script, VELKRUND}).out, "early\n");
+}
+
 /// A survey large enough that every thread has rows, with awkward numbers.
 sensitivity_file random_survey(bool compressed, std::mt19937& random) {
   std::normal_distribution<float> value;

@@ -1,8 +1,11 @@
 #include "store/getpar.h"
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <limits>
 
@@ -321,7 +324,8 @@ TEST_F(Getpar, CountsThatTheMachineCannotHoldEndWithTheirOwnReport) {
   const sensitivity_file many_columns = compressed_file().ncol(most).wtz({1}).gdiag({1});
   for (const sensitivity_file& file : {many_rows, many_columns}) {
     const stop_or_done end = load(file);
-    EXPECT_TRUE(end == (stop_or_done{stop_or_done::failed, "velko: out of memory: 68719476704 bytes refused"}) ||
+    EXPECT_TRUE(end ==
+                    (stop_or_done{stop_or_done::failed, "velko: out of memory: 68719476704 bytes refused"}) ||
                 said_ == "\nERROR reading sensitivity file " + name_ + "\n");
   }
 }
@@ -334,6 +338,49 @@ TEST_F(Getpar, DenseMatrixThatTheMachineCannotHoldIsReported) {
   EXPECT_EQ(said_, dense_warning + "\nMemory allocation error in: getpar Gfull\n\n");
   EXPECT_EQ(logged_, said_);
 }
+
+#if !defined(VELKO_ADDRESS_SANITIZER)
+// Not under the address sanitizer: its own memory is bound by the same limit.
+class GetparWithLittleMemory : public Getpar {
+ protected:
+  /// Loads with so many bytes of address space beyond what the process has.
+  void load_within(i8 bytes, const sensitivity_file& file) {
+    const std::string name = folder_.write("velkosta.mtx", file.bytes());
+    rlimit before{};
+    getrlimit(RLIMIT_AS, &before);
+    const rlimit less{static_cast<rlim_t>(address_space() + bytes), before.rlim_max};
+    setrlimit(RLIMIT_AS, &less);
+    EXPECT_EQ(load_name(name), (stop_or_done{stop_or_done::stopped, ""}));
+    setrlimit(RLIMIT_AS, &before);
+  }
+
+ private:
+  static i8 address_space() {
+    i8 pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    return pages * sysconf(_SC_PAGESIZE);
+  }
+};
+
+TEST_F(GetparWithLittleMemory, NoRoomForAFullRowIsReported) {
+  load_within(i8{100} << 20, compressed_file().cube(1 << 26, 1, 1));
+  EXPECT_EQ(said_, "\nMemory allocation error in: getpar\n\n");
+  EXPECT_EQ(logged_, said_);
+}
+
+TEST_F(GetparWithLittleMemory, NoRoomForTheRowsIsReported) {
+  load_within(i8{20} << 20, compressed_file());
+  EXPECT_EQ(said_, "\nMemory allocation error in: getpar Gs\n\n");
+  EXPECT_EQ(logged_, said_);
+}
+
+TEST_F(GetparWithLittleMemory, NoRoomForTheDiagonalIsReported) {
+  constexpr i4 ncol = 1 << 24;  // weights of 128 MiB fit, a diagonal of the same size doesn't
+  load_within(i8{200} << 20, sensitivity_file(1, 4096, 4096).ncol(ncol).gdiag({}));
+  EXPECT_EQ(said_, dense_warning + "\nMemory allocation error in: getpar gdiag\n\n");
+  EXPECT_EQ(logged_, said_);
+}
+#endif
 
 TEST_F(Getpar, ReportsReachTheConsoleEvenWhileTheLogIsClosed) {
   const capture console_capture(console());
