@@ -34,6 +34,7 @@ target_compile_options(velko_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshado
 set(velko_cxx "$<COMPILE_LANGUAGE:CXX>")
 set(velko_linked_by_cxx "$<LINK_LANGUAGE:CXX>")
 if(VELKO_SANITIZE)
+  add_compile_definitions(VELKO_SANITIZED)  # tests of memory limits: the sanitizers' own memory meets them first
   add_compile_options("$<${velko_cxx}:-fsanitize=${VELKO_SANITIZE};-fno-sanitize-recover=all>")
   add_link_options("$<${velko_linked_by_cxx}:-fsanitize=${VELKO_SANITIZE}>")
 endif()

@@ -186,8 +186,12 @@ TEST_F(ForwardRun, ClosedConsoleEndsTheRunInWords) {
 }
 
 TEST_F(ForwardRun, FileThatMayNotGrowEndsTheRunInWords) {
+  sensitivity_file file = small_compressed();
+  for (int i = 4; i <= 200; ++i) file.row({});
+  write(file);
+  folder_.write("loc", locations(200));  // a result of 14 kB
   const std::string script =
-      "(ulimit -f 0; exec \"$0\" velkosta.mtx loc model.sus 2>&1) | cat; echo ${PIPESTATUS[0]}";
+      "(ulimit -f 4; exec \"$0\" velkosta.mtx loc model.sus 2>&1) | cat; echo ${PIPESTATUS[0]}";
   EXPECT_EQ(run_program(folder_, "/bin/bash", {"-c", script, VELKRUND}, "OMP_NUM_THREADS=1").out,
             banner + "velko: cannot write velkrund.vlk: File too large\n0\n");
 }

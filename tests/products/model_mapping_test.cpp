@@ -176,6 +176,11 @@ TEST_F(ModelMapping, GridToBelowKeepsTheCellsBelowTheSurfaceInModelOrder) {
   EXPECT_EQ(to_below(counting(12), 6), (values{1, 2, 3, 6, 8, 9}));
 }
 
+TEST_F(ModelMapping, SurfaceAtTheTopMakesSurfaceOrderModelOrder) {
+  set_mesh(2, 2, 3, {0, 0, 0, 0});
+  EXPECT_EQ(to_below(counting(12), 12), counting(12));
+}
+
 TEST_F(ModelMapping, GridToBelowStopsAfterTheWalkUnlessTheOutputIsFilledExactly) {
   set_mesh(2, 2, 3, {0, 1, 2, 3});
   for (const std::size_t n : {0u, 1u, 5u, 7u, 20u})

@@ -339,8 +339,8 @@ TEST_F(Getpar, DenseMatrixThatTheMachineCannotHoldIsReported) {
   EXPECT_EQ(logged_, said_);
 }
 
-#if !defined(VELKO_ADDRESS_SANITIZER)
-// Not under the address sanitizer: its own memory is bound by the same limit.
+#if !defined(VELKO_SANITIZED)
+// Not under the sanitizers: their own memory is bound by the same limit.
 class GetparWithLittleMemory : public Getpar {
  protected:
   /// Loads with so many bytes of address space beyond what the process has.
