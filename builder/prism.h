@@ -14,7 +14,7 @@
 /// Units    lengths in any one unit (T has none); nT for geomag in nT
 /// Accuracy terms of order 1 cancel down to the response, so about 1e-15 (r/a)^3 of it is lost, for a cell of size a
 ///          at distance r
-/// Errors   none: that the point lies outside of the closed mesh is the caller's promise (survey_checks.h)
+/// Errors   none: that the point lies outside of the closed mesh is the caller's promise (input_checks.h)
 /// Threads  an object holds work arrays and belongs to one thread; the mesh is shared
 /// Sources  B. K. Bhattacharyya, Geophysics 29 (1964) 517-531, doi 10.1190/1.1439386 (field of a prism)
 /// See      tests/builder/prism_test.cpp, benchmarks/bench_sensitivity.cpp

@@ -11,6 +11,7 @@
 
 #include <initializer_list>
 #include <span>
+#include <type_traits>
 
 #include "arrays/numbers.h"
 #include "builder/output_file.h"
