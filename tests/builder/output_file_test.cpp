@@ -1,8 +1,13 @@
 #include "builder/output_file.h"
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <filesystem>
+#include <iterator>
+#include <span>
+#include <stdexcept>
+#include <string>
 #include <string_view>
 #include <system_error>
 
@@ -61,8 +66,57 @@ TEST(OutputFile, ThatIsKeptReplacesWhatWasThere) {
 
 TEST(OutputFile, RefusesAFolderAndADevice) {
   temporary_folder folder;
-  EXPECT_THROW(output_file{folder.path()}, std::system_error);
-  EXPECT_THROW(output_file{"/dev/null"}, std::system_error);
+  for (const std::string& name : {folder.path(), std::string("/dev/null")}) {
+    try {
+      output_file file(name);
+      ADD_FAILURE() << name;
+    } catch (const std::runtime_error& failure) {
+      EXPECT_EQ(failure.what(), "cannot write " + name + ": not a regular file");
+    }
+  }
+}
+
+/// The descriptor is closed behind the file's back, and no byte waits: closing alone fails.
+TEST(OutputFile, ThatCannotBeClosedLeavesWhatWasThere) {
+  temporary_folder folder;
+  folder.write("target", "before");
+  const int lowest_free = dup(STDERR_FILENO);
+  close(lowest_free);
+  output_file file(folder.path("target"));
+  ASSERT_EQ(close(lowest_free), 0);
+  EXPECT_THROW(file.keep(), std::system_error);
+  EXPECT_EQ(folder.read("target"), "before");
+  EXPECT_EQ(files_in(folder), 1u);
+}
+
+TEST(OutputFile, ThatCannotTakeItsNameLeavesNothing) {
+  temporary_folder folder;
+  output_file file(folder.path("target"));
+  std::filesystem::create_directory(folder.path("target"));
+  EXPECT_THROW(file.keep(), std::system_error);
+  EXPECT_EQ(files_in(folder), 1u);
+}
+
+TEST(OutputFile, FollowsALinkToItsFile) {
+  temporary_folder folder;
+  std::filesystem::create_directory(folder.path("elsewhere"));
+  folder.write("elsewhere/target", "before");
+  std::filesystem::create_symlink("elsewhere/target", folder.path("link"));
+  output_file file(folder.path("link"));
+  put(file, "after");
+  file.keep();
+  EXPECT_TRUE(std::filesystem::is_symlink(folder.path("link")));
+  EXPECT_EQ(folder.read("elsewhere/target"), "after");
+}
+
+TEST(OutputFile, ReplacesALinkThatLeadsNowhere) {
+  temporary_folder folder;
+  std::filesystem::create_symlink("nowhere", folder.path("link"));
+  output_file file(folder.path("link"));
+  put(file, "bytes");
+  file.keep();
+  EXPECT_FALSE(std::filesystem::is_symlink(folder.path("link")));
+  EXPECT_EQ(folder.read("link"), "bytes");
 }
 
 TEST(OutputFile, InAFolderThatIsNotThereFailsWithItsName) {
