@@ -7,6 +7,9 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <string>
+#include <string_view>
+#include <system_error>
 
 #include "builder/command_line.h"
 #include "builder/input_checks.h"
@@ -39,16 +42,20 @@ void check_output_is_no_input(const command_line& options) {
   }
 }
 
+std::string size_text(r8 bytes) {
+  return bytes < 1e6 ? fmt::format("{:.1f} kB", bytes / 1e3) : fmt::format("{:.1f} MB", bytes / 1e6);
+}
+
 void print_summary(const command_line& options, const matrix_summary& made, i8 bytes) {
   const r8 rows = made.ndata, values = rows * made.ncol;
   const r8 cube = r8{1} * made.cube.y * made.cube.x * made.cube.z, stored = static_cast<r8>(made.stored);
-  std::string lines = fmt::format("{}: {} data x {} cells, {:.1f} MB", options.output_file, made.ndata,
-                                  made.ncol, static_cast<r8>(bytes) / 1e6);
+  std::string lines = fmt::format("{}: {} data x {} cells, {}", options.output_file, made.ndata, made.ncol,
+                                  size_text(static_cast<r8>(bytes)));
   if (options.form.nfilter > 0)
     lines += fmt::format(
-        ", where a dense G has {:.1f} MB\n"
+        ", where a dense G has {}\n"
         "filter {}, tolerance {}: {:.1f} coefficients kept in a row, {:.2f} % of the cube of {} x {} x {}",
-        4 * values / 1e6, options.form.nfilter, options.form.tolerance, stored / rows,
+        size_text(4 * values), options.form.nfilter, options.form.tolerance, stored / rows,
         100 * stored / rows / cube, made.cube.y, made.cube.x, made.cube.z);
   channel out("standard output", stdout);
   out.write_line(lines);
@@ -66,6 +73,13 @@ void make_sensitivity_file(const command_line& options) {
   print_summary(options, made, bytes);
 }
 
+/// The run-time's own failures come under the name of the suite.
+stop_or_done under_our_name(stop_or_done end) {
+  constexpr std::string_view suite = "velko: ";
+  if (end.text.starts_with(suite)) end.text.replace(0, suite.size(), "velkmtx: ");
+  return end;
+}
+
 }  // namespace
 
 }  // namespace velko
@@ -75,7 +89,7 @@ int main(int argc, char** argv) {
   command_line options;
   if (const std::optional<int> status = parse_command_line(argc, argv, options)) return *status;
   console().send_to(stderr);
-  const stop_or_done end = run_until_stop([&] { make_sensitivity_file(options); });
+  const stop_or_done end = under_our_name(run_until_stop([&] { make_sensitivity_file(options); }));
   write_end(end);
   return end.kind == stop_or_done::done ? 0 : 1;
 }

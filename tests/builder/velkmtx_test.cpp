@@ -101,6 +101,18 @@ TEST_F(Velkmtx, HelpShowsAnExampleAndSucceeds) {
   EXPECT_THAT(end.err, IsEmpty());
 }
 
+TEST_F(Velkmtx, HelpHasTheUsageLineOfErrorsAndEveryDefault) {
+  const std::string help = run("--help").out;
+  EXPECT_THAT(help, HasSubstr("\nUsage: velkmtx [OPTIONS] MESH LOCATIONS OUTPUT\n"));
+  EXPECT_THAT(help, HasSubstr("--filter NUMBER "));
+  EXPECT_THAT(help, HasSubstr("2 (Haar), 4, 6, 8, 10 or 12; default 4\n"));
+  EXPECT_THAT(help, HasSubstr("--tolerance NUMBER "));
+  EXPECT_THAT(help, HasSubstr("default 0.001\n"));
+  EXPECT_THAT(help, HasSubstr("--threads NUMBER "));
+  EXPECT_THAT(help, HasSubstr("default OMP_NUM_THREADS, or else all processors\n"));
+  EXPECT_THAT(help, testing::Not(testing::ContainsRegex("TEXT|INT|FLOAT|Excludes|REQUIRED")));
+}
+
 TEST_F(Velkmtx, VersionSucceeds) {
   EXPECT_EQ(run("--version").status, 0);
   EXPECT_EQ(run("--version").out, "velkmtx, VELKO 5.0\n");
@@ -110,26 +122,54 @@ TEST_F(Velkmtx, CommandLineErrorsGoToTheErrorStreamWithAStatus) {
   for (const char* wrong :
        {"", "mesh", "mesh loc", "mesh loc g.mtx more", "mesh loc g.mtx --filter 3",
         "mesh loc g.mtx --filter 14", "mesh loc g.mtx --tolerance -1", "mesh loc g.mtx --tolerance 1.5",
-        "mesh loc g.mtx --tolerance x", "mesh loc g.mtx --dense --filter 4",
-        "mesh loc g.mtx --dense --tolerance 0.1", "mesh loc g.mtx --threads 0", "mesh loc g.mtx --unknown"}) {
+        "mesh loc g.mtx --tolerance x", "mesh loc g.mtx --tolerance nan", "mesh loc g.mtx --tolerance inf",
+        "mesh loc g.mtx --dense --filter 4", "mesh loc g.mtx --dense --tolerance 0.1",
+        "mesh loc g.mtx --threads 0", "mesh loc g.mtx --unknown"}) {
     const outcome end = run(wrong);
     EXPECT_GT(end.status, 0) << wrong;
     EXPECT_THAT(end.out, IsEmpty()) << wrong;
-    EXPECT_THAT(end.err, HasSubstr("Run with --help")) << wrong;
+    EXPECT_THAT(end.err, StartsWith("velkmtx: ")) << wrong;
+    EXPECT_THAT(end.err,
+                EndsWith("\nvelkmtx: usage: velkmtx [OPTIONS] MESH LOCATIONS OUTPUT; --help says more\n"))
+        << wrong;
     expect_only_inputs();
   }
+}
+
+TEST_F(Velkmtx, OptionThatIsRefusedIsToldWithWhatItTakes) {
+  const auto first_line = [&](const std::string& options) {
+    const std::string err = run("mesh loc g.mtx " + options).err;
+    return err.substr(0, err.find('\n'));
+  };
+  EXPECT_EQ(first_line("--filter 4.0"), "velkmtx: --filter: '4.0' is not one of 2, 4, 6, 8, 10, 12");
+  EXPECT_EQ(first_line("--filter 14"), "velkmtx: --filter: '14' is not one of 2, 4, 6, 8, 10, 12");
+  EXPECT_EQ(first_line("--tolerance abc"), "velkmtx: --tolerance: 'abc' is not a number from 0 to 1");
+  EXPECT_EQ(first_line("--tolerance nan"), "velkmtx: --tolerance: 'nan' is not a number from 0 to 1");
+  EXPECT_EQ(first_line("--threads 1025"), "velkmtx: --threads: '1025' is not a whole number from 1 to 1024");
+}
+
+TEST_F(Velkmtx, OptionsTakeTheEndsOfTheirRanges) {
+  for (const char* options : {"--tolerance 0", "--tolerance 1", "--threads 1", "--filter 2", "--filter 12"})
+    EXPECT_EQ(run(std::string("mesh loc g.mtx ") + options).status, 0) << options;
 }
 
 TEST_F(Velkmtx, SummaryTellsSizesAndWhatWasKept) {
   const outcome dense = run("mesh loc g.mtx --dense");
   EXPECT_EQ(dense.status, 0);
-  EXPECT_EQ(dense.out, "g.mtx: 5 data x 135 cells, 0.0 MB\n");
+  EXPECT_EQ(dense.out, "g.mtx: 5 data x 135 cells, 5.2 kB\n");
   EXPECT_THAT(dense.err, IsEmpty());
   const outcome compressed = run("mesh loc g.mtx");
   EXPECT_THAT(compressed.out,
-              AllOf(StartsWith("g.mtx: 5 data x 135 cells, 0.0 MB, where a dense G has 0.0 MB\n"
+              AllOf(StartsWith("g.mtx: 5 data x 135 cells, 14.6 kB, where a dense G has 2.7 kB\n"
                                "filter 4, tolerance 0.001: "),
                     HasSubstr(" coefficients kept in a row, "), EndsWith(" % of the cube of 4 x 8 x 16\n")));
+}
+
+TEST_F(Velkmtx, SummaryTellsLargeSizesInMegabytes) {
+  folder.write("mesh", "32 32 32\n0 0 0\n32*10\n32*10\n32*10\n");
+  const i8 rows = 5 * 4 * 32768, weights_and_diagonal = 2 * 8 * 32768;
+  ASSERT_EQ((rows + weights_and_diagonal) / 100000, 11);
+  EXPECT_EQ(run("mesh loc g.mtx --dense").out, "g.mtx: 5 data x 32768 cells, 1.2 MB\n");
 }
 
 TEST_F(Velkmtx, ReadersReportOnTheErrorStream) {
@@ -140,15 +180,15 @@ TEST_F(Velkmtx, ReadersReportOnTheErrorStream) {
 }
 
 TEST_F(Velkmtx, OutputThatCannotBeWrittenFails) {
-  expect_failure("mesh loc missing/g.mtx", "cannot write missing/g.mtx: No such file or directory");
-  expect_failure("mesh loc /dev/null", "cannot write /dev/null: not a regular file");
+  expect_failure("mesh loc missing/g.mtx", "velkmtx: cannot write missing/g.mtx: No such file or directory");
+  expect_failure("mesh loc /dev/null", "velkmtx: cannot write /dev/null: not a regular file\n");
 }
 
 /// A limit on the size of files stands for a full disk.
 TEST_F(Velkmtx, OutputThatIsCutShortFailsAndLeavesNothing) {
   const outcome end = run("mesh loc g.mtx --dense", "trap '' XFSZ; ulimit -f 4;");
   EXPECT_EQ(end.status, 1);
-  EXPECT_THAT(end.err, HasSubstr("cannot write g.mtx: File too large"));
+  EXPECT_THAT(end.err, HasSubstr("velkmtx: cannot write g.mtx: File too large"));
   expect_only_inputs();
 }
 
