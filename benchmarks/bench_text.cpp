@@ -3,6 +3,7 @@
 /// Reading  read_model, read_data_file and read_mesh_file, from files in the page cache, beside a loop of
 ///          std::from_chars over the same text in memory, which knows where each number begins, and strtod, fscanf and
 ///          a stream over the same file
+/// Skipping read_data_file over a million blank lines beside std::memchr
 /// Writing  write_predicted_data beside a loop of std::to_chars into memory, and fprintf
 /// Rates    are bytes of text per second
 #include <benchmark/benchmark.h>
@@ -13,6 +14,7 @@
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -167,6 +169,37 @@ void BM_data_from_chars(benchmark::State& state) {
 }
 BENCHMARK(BM_read_data_file)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_data_from_chars)->Unit(benchmark::kMillisecond);
+
+/// A location file that is blank but for its last lines, beside the search for line feeds alone.
+constexpr i4 blank_count = 1000000;
+
+std::string blank_lines() {
+  return std::string(blank_count, '\n') + "65 0 5e4\n90 0 1\n1\n1 2 3\n";
+}
+void count_lines(benchmark::State& state) {
+  state.counters["ns_per_line"] = benchmark::Counter(
+      blank_count * 1e-9, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+void BM_skip_blank_lines(benchmark::State& state) {
+  const std::string name = folder().write("blanks", blank_lines());
+  reset_state();
+  read_data_file(name, false);
+  if (survey.zobs(1) != 3) return state.SkipWithError("wrong values");
+  for (auto _ : state) read_data_file(name, false);
+  count_lines(state);
+}
+void BM_blank_lines_memchr(benchmark::State& state) {
+  const std::string text = blank_lines();
+  for (auto _ : state) {
+    const char *p = text.data(), *last = p + text.size();
+    while (p != last)
+      p = static_cast<const char*>(std::memchr(p, '\n', static_cast<std::size_t>(last - p))) + 1;
+    benchmark::DoNotOptimize(p);
+  }
+  count_lines(state);
+}
+BENCHMARK(BM_skip_blank_lines)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_blank_lines_memchr)->Unit(benchmark::kMillisecond);
 
 /// A mesh with a million widths along x, all on one line: the list itself, without a line for each value.
 void BM_read_mesh_file(benchmark::State& state) {

@@ -20,15 +20,16 @@ class data_lines {
       : name_(without_trailing_blanks(file_name)), unit1_(file_name, "data") {}
 
   std::string_view file_name() const { return name_; }
-  std::string_view text() const { return {line_.data(), line_.size()}; }
+  std::string_view text() const { return text_; }
 
   void fetch() {
-    if (!read_next_line(unit1_, line_))
-      report_and_stop({"ERROR: end reached when reading data file " + std::string(name_)});
+    const auto text = next_line(unit1_, line_);
+    if (!text) report_and_stop({"ERROR: end reached when reading data file " + std::string(name_)});
+    text_ = *text;
   }
 
   [[noreturn]] void fail_at_line(std::string_view message) const {
-    report_and_stop({message, without_trailing_blanks(text())});
+    report_and_stop({message, without_trailing_blanks(text_)});
   }
 
   void check(read_status status) const {
@@ -39,7 +40,7 @@ class data_lines {
   template <class... items>
   void read(items&... xs) {
     fetch();
-    text_input in(text());
+    text_input in(text_);
     check(read_list(in, xs...));
   }
 
@@ -47,6 +48,7 @@ class data_lines {
   std::string_view name_;
   text_input unit1_;
   std::array<char, 1000> line_;
+  std::string_view text_;  // what the line at hand fills of the buffer
 };
 
 void read_field(data_lines& in) {

@@ -28,20 +28,16 @@ std::string_view front_of_line(text_input& unit1, std::ptrdiff_t width) {
   return {unit1.begin(), static_cast<std::size_t>(std::min(end - unit1.begin(), width))};
 }
 
-/// Fetches one line into the buffer. False at the end of the file.
-bool read_line(text_input& unit1, std::span<char> line) {
-  const std::string_view front = front_of_line(unit1, std::ssize(line));
-  const auto padding = std::copy(front.begin(), front.end(), line.begin());
-  std::fill(padding, line.end(), ' ');
+/// Takes the line with this front. False at the end of the file.
+bool take_line(text_input& unit1, std::string_view front) {
   unit1.take_until(front.data() + front.size());
-  const bool fetched = unit1.skip_line() || !front.empty();
+  const bool taken = unit1.skip_line() || !front.empty();
   unit1.throw_read_error();
-  return fetched;
+  return taken;
 }
 
-bool is_significant(std::span<const char> line) {
-  return !line.empty() && line.front() != '!' &&
-         std::any_of(line.begin(), line.end(), [](char c) { return c != ' '; });
+bool is_significant(std::string_view front) {
+  return !front.starts_with('!') && std::any_of(front.begin(), front.end(), [](char c) { return c != ' '; });
 }
 
 void write_rule() {
@@ -50,13 +46,36 @@ void write_rule() {
   log_file().write_line("");
 }
 
+/// Each line is copied to the log once the file has given it whole.
+void echo_lines(text_input& unit1) {
+  std::array<char, 200> line;
+  for (;;) {
+    const std::string_view front = front_of_line(unit1, std::ssize(line));
+    const std::size_t length = front.copy(line.data(), line.size());
+    if (!take_line(unit1, front)) return;
+    log_file().write_line(without_trailing_blanks({line.data(), length}));
+  }
+}
+
 }  // namespace
 
-bool read_next_line(text_input& unit1, std::span<char> line, i4* line_count) {
-  do {
+/// A line is judged where it lies and copied only if it is wanted, as a file may have a line of blanks, or a
+/// comment, for each line of values.
+std::optional<std::string_view> next_line(text_input& unit1, std::span<char> line, i4* line_count) {
+  for (;;) {
     if (line_count != nullptr) ++*line_count;
-    if (!read_line(unit1, line)) return false;
-  } while (!is_significant(line));
+    const std::string_view front = front_of_line(unit1, std::ssize(line));
+    const bool significant = is_significant(front);
+    if (significant) front.copy(line.data(), front.size());
+    if (!take_line(unit1, front)) return std::nullopt;
+    if (significant) return std::string_view(line.data(), front.size());
+  }
+}
+
+bool read_next_line(text_input& unit1, std::span<char> line, i4* line_count) {
+  const auto text = next_line(unit1, line, line_count);
+  if (!text) return false;
+  std::fill(line.begin() + std::ssize(*text), line.end(), ' ');
   return true;
 }
 
@@ -70,8 +89,7 @@ void echo_input_file(std::string_view file_name, text_input& unit1) {
   log_file().write_line("");
   log_file().write_line(heading);
   write_rule();
-  std::array<char, 200> line;
-  while (read_line(unit1, line)) log_file().write_line(without_trailing_blanks({line.data(), line.size()}));
+  echo_lines(unit1);
   write_rule();
   unit1.rewind();
 }

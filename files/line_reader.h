@@ -6,6 +6,7 @@
 /// Errors   a read that the system refuses throws std::system_error
 #pragma once
 
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -16,8 +17,12 @@ namespace velko {
 
 /// Fetches the next significant line, passing over lines with '!' in column 1 and lines of blanks. False at
 /// the end of the file. Every line fetched adds 1 to line_count, also those passed over and the fetch that
-/// met the end.
+/// met the end. A line that is passed over never reaches the buffer.
 bool read_next_line(text_input& unit1, std::span<char> line, i4* line_count = nullptr);
+
+/// The same without the padding: the part of the buffer that the line fills, or nothing at the end of the
+/// file. What stands behind that part is of no meaning.
+std::optional<std::string_view> next_line(text_input& unit1, std::span<char> line, i4* line_count = nullptr);
 
 /// Blanks out everything from the first '!' to the end of the line.
 void strip_comment(std::span<char> line);

@@ -79,7 +79,8 @@ list_directed_read::found list_directed_read::next_value(number& x) {
   if (*in_.begin() == ',') return found::null;
   // Nearly every value is a number that lies in the window with what ends it.
   const char* end = read_number(in_.begin(), in_.end(), x);
-  if (end == nullptr || end == in_.end() || !ends_value(end, in_.end())) return next_word(x);
+  const bool ends = end == in_.end() ? in_.is_complete() : end != nullptr && ends_value(end, in_.end());
+  if (!ends) return next_word(x);
   in_.take_until(end);
   return found::constant;
 }

@@ -48,7 +48,7 @@ void text_input::close_file() {
 }
 
 bool text_input::fetch_more() {
-  if (file_ < 0 || exhausted_) return false;
+  if (is_complete()) return false;
   make_room();
   char* target = buffer_.data() + (end_ - buffer_.data());
   const i8 got = read_once(file_, target, buffer_.end() - target);

@@ -37,6 +37,9 @@ class text_input {
   /// Appends characters to the window; what is in it stays, at another place. False when no more will come.
   bool fetch_more();
 
+  /// Whether the window is known to reach the end of the text.
+  bool is_complete() const { return file_ < 0 || exhausted_; }
+
   /// Takes the rest of the line with its end. False if there was not one character more, not even a line end.
   bool skip_line() {
     if (at_ == end_ || *at_ != '\n') return search_line_end();

@@ -178,6 +178,21 @@ TEST_F(DataFile, ValuesBehindColumnOneThousandAreNotSeen) {
   EXPECT_THAT(survey.zobs.elements(), ElementsAre(3));
 }
 
+TEST_F(DataFile, ValueThatEndsAtColumnOneThousandIsCutThereAndNotBeyond) {
+  const std::string front = "1 2" + std::string(993, ' ');
+  EXPECT_THAT(read("65 0 5e4\n90 0 1\n1\n" + front + "3456.5\n"), Silent());
+  EXPECT_THAT(survey.zobs.elements(), ElementsAre(3456));
+  EXPECT_THAT(read("65 0 5e4\n90 0 1\n1\n" + front + "3e+x\n"), StopsAfter(reading_error(front + "3e+x")));
+}
+
+TEST_F(DataFile, MessageShowsTheLineAtHandWithNothingOfALongerOneInFrontOfIt) {
+  EXPECT_THAT(read("65 0 5e4 a long line of words\n90 x 1   \n"), StopsAfter(reading_error("90 x 1")));
+}
+
+TEST_F(DataFile, CarriageReturnWithoutALineFeedBelongsToTheLastValueOfTheFile) {
+  EXPECT_THAT(read("65 0 5e4\n90 0 1\n1\n1 2 3\r"), StopsAfter(reading_error("1 2 3\r")));
+}
+
 TEST_F(DataFile, SemicolonBelongsToItsValue) {
   EXPECT_THAT(read("65; 0; 5e4\n"), StopsAfter(reading_error("65; 0; 5e4")));
 }

@@ -64,6 +64,27 @@ TEST_F(LineReader, LineIsPaddedWithBlanks) {
   EXPECT_EQ(line, "ab   ");
 }
 
+TEST_F(LineReader, LinesPassedOverAreNotCopied) {
+  text_input in(file("! one\n\n     \n!"), "data");
+  std::string line(5, '?');
+  EXPECT_FALSE(read_next_line(in, line));
+  EXPECT_EQ(line, "?????");
+}
+
+TEST_F(LineReader, WithoutPaddingALineIsThePartOfTheBufferThatItFills) {
+  text_input in(file("!\nab \r\n\n1234567\n"), "data");
+  std::string line(5, '?');
+  EXPECT_EQ(next_line(in, line), "ab ");
+  EXPECT_EQ(line, "ab ??");
+  EXPECT_EQ(next_line(in, line, &line_count_), "12345");
+  EXPECT_EQ(line_count_, 2);
+  EXPECT_EQ(next_line(in, line), std::nullopt);
+}
+
+TEST_F(LineReader, LineWithItsFirstSignBeyondTheWidthIsBlank) {
+  EXPECT_THAT(lines("     a\n    b\n", 5), ElementsAre("    b"));
+}
+
 TEST_F(LineReader, LastLineWithoutALineEndIsRead) {
   EXPECT_THAT(lines("one\ntwo"), ElementsAre("one", "two"));
 }
