@@ -1,15 +1,13 @@
 #include "store/getpar.h"
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <limits>
 
 #include "store/state.h"
+#include "tests/support/little_memory.h"
 #include "tests/support/sensitivity_file.h"
 #include "tests/support/temporary_folder.h"
 #include "tool/reports.h"
@@ -340,25 +338,13 @@ TEST_F(Getpar, DenseMatrixThatTheMachineCannotHoldIsReported) {
 }
 
 #if !defined(VELKO_SANITIZED)
-// Not under the sanitizers: their own memory is bound by the same limit.
 class GetparWithLittleMemory : public Getpar {
  protected:
-  /// Loads with so many bytes of address space beyond what the process has.
+  /// Loads with so many bytes beyond what the process has.
   void load_within(i8 bytes, const sensitivity_file& file) {
-    const std::string name = folder_.write("velkosta.mtx", file.bytes());
-    rlimit before{};
-    getrlimit(RLIMIT_AS, &before);
-    const rlimit less{static_cast<rlim_t>(address_space() + bytes), before.rlim_max};
-    setrlimit(RLIMIT_AS, &less);
-    EXPECT_EQ(load_name(name), (stop_or_done{stop_or_done::stopped, ""}));
-    setrlimit(RLIMIT_AS, &before);
-  }
-
- private:
-  static i8 address_space() {
-    i8 pages = 0;
-    std::ifstream("/proc/self/statm") >> pages;
-    return pages * sysconf(_SC_PAGESIZE);
+    name_ = folder_.write("velkosta.mtx", file.bytes());
+    const test::little_memory limit(bytes);
+    EXPECT_EQ(load_name(name_), (stop_or_done{stop_or_done::stopped, ""}));
   }
 };
 

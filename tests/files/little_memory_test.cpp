@@ -1,0 +1,76 @@
+/// The allocation reports of the readers, provoked by a limit on the memory of the process.
+#include "tests/support/little_memory.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "files/active_cells.h"
+#include "files/data_file.h"
+#include "store/state.h"
+#include "tests/support/temporary_folder.h"
+#include "tool/channel.h"
+#include "tool/program_stop.h"
+
+#if !defined(VELKO_SANITIZED)
+namespace velko {
+namespace {
+
+class LittleMemory : public testing::Test {
+ protected:
+  void SetUp() override { reset_state(); }
+  void TearDown() override { reset_state(); }
+
+  static void expect_report(i8 bytes, const std::function<void()>& reader, const std::string& label) {
+    const capture console_capture(console()), log_capture(log_file());
+    stop_or_done end;
+    {
+      const test::little_memory limit(bytes);
+      end = run_until_stop(reader);
+    }
+    EXPECT_EQ(end, (stop_or_done{stop_or_done::stopped, ""}));
+    EXPECT_EQ(console_capture.text, "\nMemory allocation error in: " + label + "\n\n");
+    EXPECT_EQ(log_capture.text, console_capture.text);
+  }
+
+  test::temporary_folder folder_;
+};
+
+constexpr i8 mebibyte = i8{1} << 20;
+
+TEST_F(LittleMemory, NoRoomForThePositionsIsReported) {
+  const std::string name = folder_.write("loc", "0 0 0\n0 0 1\n67108864\n");  // three arrays of 512 MiB
+  expect_report(
+      800 * mebibyte, [&] { read_data_file(name, false); }, "read_data_file");
+}
+
+TEST_F(LittleMemory, NoRoomForTheDataIsReported) {
+  const std::string name = folder_.write("obs", "0 0 0\n0 0 1\n67108864\n");
+  store.ndata_mtx = 67108864;
+  expect_report(
+      1800 * mebibyte, [&] { read_data_file(name, true); }, "read_data_file");
+}
+
+TEST_F(LittleMemory, NoRoomForTheDirectionsOfTheDataIsTheRunTimesOwnFailure) {
+  const std::string name = folder_.write("loc", "0 0 0\n0 0 0\n67108864\n");
+  const capture console_capture(console());
+  stop_or_done end;
+  {
+    const test::little_memory limit(1800 * mebibyte);
+    end = run_until_stop([&] { read_data_file(name, false); });
+  }
+  EXPECT_EQ(end, (stop_or_done{stop_or_done::failed, "velko: out of memory: 536870912 bytes refused"}));
+  EXPECT_EQ(console_capture.text, "");
+}
+
+TEST_F(LittleMemory, NoRoomForTheCellMapIsReported) {
+  mesh.ny = mesh.nx = 1024;
+  mesh.nz = 256;
+  mesh.itop = owned_array2<i4>(mesh.ny, mesh.nx);
+  expect_report(
+      800 * mebibyte, [] { get_active_cells("null", mesh.itop); }, "get_active_cells");
+}
+
+}  // namespace
+}  // namespace velko
+#endif
