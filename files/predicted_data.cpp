@@ -17,17 +17,17 @@ namespace velko {
 namespace {
 
 /// Unit 22: an output file, written in large pieces.
-class output_file {
+class text_output {
  public:
-  explicit output_file(std::string_view name)
+  explicit text_output(std::string_view name)
       : name_(without_trailing_blanks(name)),
         file_(open(name_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)) {
     if (file_ < 0) fail();
     text_.reserve(piece + longest_line);
   }
-  output_file(const output_file&) = delete;
-  output_file& operator=(const output_file&) = delete;
-  ~output_file() {
+  text_output(const text_output&) = delete;
+  text_output& operator=(const text_output&) = delete;
+  ~text_output() {
     if (file_ >= 0) ::close(file_);
   }
 
@@ -66,7 +66,7 @@ class output_file {
   std::string text_;
 };
 
-void write_header(output_file& out) {
+void write_header(text_output& out) {
   std::string& line = out.line();
   for (r8 x : {survey.incl, survey.decl, survey.geomag}) append_fixed(line, x, 10, 2);
   line += "  !! incl, decl, geomag";
@@ -80,7 +80,7 @@ void write_header(output_file& out) {
   out.end_line();
 }
 
-void write_datum(output_file& out, i4 i, r8 value) {
+void write_datum(text_output& out, i4 i, r8 value) {
   std::string& line = out.line();
   for (r8 x : {survey.xobs(i), survey.yobs(i), survey.zobs(i)}) append_scientific(line, x, 17, 9);
   line += "  ";
@@ -95,7 +95,7 @@ void write_datum(output_file& out, i4 i, r8 value) {
 }  // namespace
 
 void write_predicted_data(std::string_view file_name, std::span<const r8> d) {
-  output_file out(file_name);
+  text_output out(file_name);
   write_header(out);
   for (i4 i = 1; i <= survey.ndata; ++i) write_datum(out, i, d[static_cast<std::size_t>(i - 1)]);
   out.close();

@@ -164,6 +164,36 @@ TEST_F(PredictedData, FileLargerThanTheBufferIsWrittenWhole) {
   EXPECT_EQ(lines.back().substr(53), "  1.999900E+04");
 }
 
+TEST_F(PredictedData, DirectionsKeepFiveDigitsOnTheWayBack) {
+  give_each_datum_a_direction();
+  survey.aincl_obs(1) = 65.123456;
+  written();
+  reset_state();
+  EXPECT_THAT(outcome_of([&] { read_data_file(folder_.path("velkrund.vlk"), false); }), Silent());
+  EXPECT_EQ(survey.aincl_obs(1), 65.123);
+}
+
+TEST_F(PredictedData, HeaderWhoseFieldsAreFullCannotBeReadBack) {
+  survey.decl = -123456.78;  // leaves no blank behind incl
+  survey.geomag = 9999999.99;
+  written();
+  reset_state();
+  EXPECT_EQ(outcome_of([&] {
+              read_data_file(folder_.path("velkrund.vlk"), false);
+            }).console.find("\nERROR reading data file "),
+            0U);
+}
+
+TEST_F(PredictedData, AsterisksCannotBeReadBack) {
+  survey.geomag = 10000000;
+  written();
+  reset_state();
+  EXPECT_EQ(outcome_of([&] {
+              read_data_file(folder_.path("velkrund.vlk"), false);
+            }).console.find("\nERROR reading data file "),
+            0U);
+}
+
 TEST_F(PredictedData, OutputIsALocationFileAgain) {
   give_each_datum_a_direction();
   written();
