@@ -23,7 +23,7 @@ class data_lines {
   std::string_view text() const { return text_; }
 
   void fetch() {
-    const auto text = next_line(unit1_, line_);
+    const auto text = next_line(unit1_, buffer_);
     if (!text) report_and_stop({"ERROR: end reached when reading data file " + std::string(name_)});
     text_ = *text;
   }
@@ -47,8 +47,8 @@ class data_lines {
  private:
   std::string_view name_;
   text_input unit1_;
-  std::array<char, 1000> line_;
-  std::string_view text_;  // what the line at hand fills of the buffer
+  std::array<char, 1000> buffer_;
+  std::string_view text_;  // the line at hand
 };
 
 void read_field(data_lines& in) {

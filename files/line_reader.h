@@ -17,12 +17,14 @@ namespace velko {
 
 /// Fetches the next significant line, passing over lines with '!' in column 1 and lines of blanks. False at
 /// the end of the file. Every line fetched adds 1 to line_count, also those passed over and the fetch that
-/// met the end. A line that is passed over never reaches the buffer.
+/// met the end.
 bool read_next_line(text_input& unit1, std::span<char> line, i4* line_count = nullptr);
 
-/// The same without the padding: the part of the buffer that the line fills, or nothing at the end of the
-/// file. What stands behind that part is of no meaning.
-std::optional<std::string_view> next_line(text_input& unit1, std::span<char> line, i4* line_count = nullptr);
+/// The same without padding and, as a rule, without a copy: a line lies where the file's characters are, or in
+/// the buffer, whose width counts here too, if its end had still to be fetched. It is gone with the next read
+/// of unit1. Nothing at the end of the file.
+std::optional<std::string_view> next_line(text_input& unit1, std::span<char> buffer,
+                                          i4* line_count = nullptr);
 
 /// Blanks out everything from the first '!' to the end of the line.
 void strip_comment(std::span<char> line);

@@ -65,20 +65,24 @@ TEST_F(LineReader, LineIsPaddedWithBlanks) {
 }
 
 TEST_F(LineReader, LinesPassedOverAreNotCopied) {
-  text_input in(file("! one\n\n     \n!"), "data");
+  text_input in(file("! one\n\n     \n!\n"), "data");
   std::string line(5, '?');
   EXPECT_FALSE(read_next_line(in, line));
   EXPECT_EQ(line, "?????");
 }
 
-TEST_F(LineReader, WithoutPaddingALineIsThePartOfTheBufferThatItFills) {
-  text_input in(file("!\nab \r\n\n1234567\n"), "data");
-  std::string line(5, '?');
-  EXPECT_EQ(next_line(in, line), "ab ");
-  EXPECT_EQ(line, "ab ??");
-  EXPECT_EQ(next_line(in, line, &line_count_), "12345");
+TEST_F(LineReader, WithoutPaddingALineLiesWhereItIsOrInTheBufferIfItsEndIsNotInSight) {
+  const std::string far(3000000, 'b');
+  text_input in(file("!\nab \r\n\n1234567\n" + far + "\nlast"), "data");
+  std::string buffer(5, '?');
+  EXPECT_EQ(next_line(in, buffer), "ab ");
+  EXPECT_EQ(next_line(in, buffer, &line_count_), "12345");
   EXPECT_EQ(line_count_, 2);
-  EXPECT_EQ(next_line(in, line), std::nullopt);
+  EXPECT_EQ(buffer, "?????");
+  EXPECT_EQ(next_line(in, buffer), "bbbbb");
+  EXPECT_EQ(buffer, "bbbbb");
+  EXPECT_EQ(next_line(in, buffer), "last");
+  EXPECT_EQ(next_line(in, buffer), std::nullopt);
 }
 
 TEST_F(LineReader, LineWithItsFirstSignBeyondTheWidthIsBlank) {
