@@ -1,0 +1,23 @@
+/// The command line of velkmtx, and its subcommands.
+///
+/// What     each add_ function gives the program one subcommand with its options, and has `chosen` set to what it
+///          does once the command line has been read
+/// Status   a task gives the exit status: 0, or 1 for an answer that is no; it ends in the program stop when it fails
+#pragma once
+
+#include <functional>
+
+namespace CLI {
+class App;
+}
+
+namespace velko {
+
+using task = std::function<int()>;
+
+void add_make(CLI::App& app, task& chosen);
+
+/// The whole program; gives its exit status.
+int velkmtx(int argc, const char* const* argv);
+
+}  // namespace velko
