@@ -10,6 +10,7 @@
 #include "store/cell_geometry.h"
 #include "store/state.h"
 #include "tool/number_layout.h"
+#include "tool/program_stop.h"
 #include "tool/reports.h"
 
 namespace velko {
@@ -85,6 +86,11 @@ void set_counts(const cell_counts& count, array2<const i4> itop) {
   cells.ninactive_inf = count.inactive_inf;
 }
 
+void check_is_of_mesh(array3<const r8> grid) {
+  for (const int axis : {1, 2, 3})
+    if (grid.extent(axis) != cells.cell_map.extent(axis)) stop_program("size(grid) /= nz x nx x ny");
+}
+
 std::string report_label(std::string_view label) {
   std::string line;
   append_text(line, label, 30);
@@ -136,6 +142,23 @@ void get_active_cells(std::string_view file_name, array2<const i4> itop) {
   set_counts(number_cells(itop), itop);
   log_counts();
   if (cells.ncell == 0) report_and_stop({"ERROR: all cells are inactive."});
+}
+
+void store_inactive_values(array3<const r8> grid, array2<const i4> itop) {
+  if (cells.ninactive == 0 && cells.ninactive_inf == 0) return;
+  check_is_of_mesh(grid);
+  check_surface(itop);
+  cells.inactive_values = owned_array1<r8>(uninitialised, cells.ninactive);
+  cells.inactive_inf_values = owned_array1<r8>(uninitialised, cells.ninactive_inf);
+  const r8* value = grid.data();
+  const i4* cell = cells.cell_map.data();
+  i4 c = 0;
+  for (i4 i = 1; i <= mesh.ny; ++i)
+    for (i4 j = 1; j <= mesh.nx; ++j)
+      for (i4 k = 1; k <= mesh.nz; ++k, ++cell, ++value) {
+        if (*cell == 0) cells.inactive_values(++c) = k > itop(i, j) ? *value : 0.0;
+        if (*cell < 0) cells.inactive_inf_values(-*cell) = *value;
+      }
 }
 
 }  // namespace velko

@@ -128,4 +128,10 @@ void read_data_file(std::string_view file_name, bool read_values) {
   read_data(in, {.directions = survey.idir == 0, .values = read_values});
 }
 
+void read_data_file_short(std::string_view file_name, bool read_values) {
+  data_lines in(file_name);
+  read_number_of_data(in);
+  read_data(in, {.directions = false, .values = read_values});
+}
+
 }  // namespace velko

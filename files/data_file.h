@@ -1,7 +1,9 @@
 /// The data or location file: field directions, number of data, and one line per datum.
 ///
 /// What     read_data_file fills `survey`; with read_values false it takes the positions (and, for idir 0,
-///          the directions) and ignores the columns behind them
+///          the directions) and ignores the columns behind them. read_data_file_short is the same for a file
+///          whose header is the number of data alone: it leaves the field directions and idir as they are, and
+///          no data line holds a direction
 /// Format   docs/formats/data_file.md
 /// Needs    store.ndata_mtx, when read_values is true
 /// State    dobs holds observed value / standard deviation, never the raw value. Runs once per process
@@ -15,5 +17,6 @@
 namespace velko {
 
 void read_data_file(std::string_view file_name, bool read_values);
+void read_data_file_short(std::string_view file_name, bool read_values);
 
 }  // namespace velko

@@ -5,6 +5,7 @@
 
 #include "files/list_directed.h"
 #include "files/text_input.h"
+#include "store/cell_geometry.h"
 #include "store/state.h"
 #include "tool/number_layout.h"
 #include "tool/program_stop.h"
@@ -18,6 +19,8 @@ constexpr std::string_view constant_word = "VALUE ";
 
 /// What a model is named by, as all messages show it.
 struct model_source {
+  model_source(std::string_view file_name, std::string_view label_of_file)
+      : label(without_trailing_blanks(label_of_file)), name(without_trailing_blanks(file_name)) {}
   std::string_view label, name;
 };
 
@@ -60,6 +63,11 @@ void check(read_status status, const model_source& from) {
   if (status == read_status::bad_value) fail("ERROR reading ", from);
 }
 
+/// One read takes all values, across lines as needed.
+void read_elements(text_input& unit1, const model_source& from, std::span<r8> cube) {
+  check(read_list(unit1, cube), from);
+}
+
 /// Each value is a read of its own, so each begins on a new line.
 void read_cells(text_input& unit1, const model_source& from, std::span<r8> model) {
   r8 value = 0;  // a null value, or a slash, leaves here what the line in front gave
@@ -74,32 +82,64 @@ void check_nothing_follows(text_input& unit1, const model_source& from) {
   if (read_list(unit1, one_more) == read_status::ok) fail("ERROR: too many values in ", from);
 }
 
-void read_file(const model_source& from, std::span<r8> model) {
+using reader_of_values = void(text_input& unit1, const model_source& from, std::span<r8> values);
+
+void read_file(const model_source& from, std::span<r8> values, reader_of_values& read) {
   text_input unit1(from.name, from.label);
-  read_cells(unit1, from, model);
+  read(unit1, from, values);
   check_nothing_follows(unit1, from);
 }
 
-/// Multiplies the active cells of one column by the weights of its cells below the surface.
-void weight_column(std::span<r8> model, std::span<const i4> cell_map, std::span<const r8> wtz) {
-  for (std::size_t k = 0; k < wtz.size(); ++k)
-    if (cell_map[k] > 0) model[static_cast<std::size_t>(cell_map[k] - 1)] *= wtz[k];
+/// Sets the values from the constant or from the file, and tells the log which.
+void read_source(const model_source& from, std::span<r8> values, reader_of_values& read) {
+  if (names_constant(from)) {
+    const r8 value = read_constant(from);
+    std::fill(values.begin(), values.end(), value);
+    log_constant(from, value);
+  } else {
+    read_file(from, values, read);
+    log_file_name(from);
+  }
 }
 
-/// Weights that end before the walk does are found out behind it; until then nothing is read beyond them.
-void weight_model(std::span<r8> model, std::span<const r8> wtz, array2<const i4> itop) {
-  std::span<const i4> map = cells.cell_map.elements();
+/// Calls weigh(k, j, i, weights) for every column that has cells below the surface: the first of them is (k, j, i),
+/// and these are their weights. Weights that end before the walk does are found out behind it; until then nothing
+/// is read beyond them.
+template <class body>
+void for_each_weighted_column(std::span<const r8> wtz, array2<const i4> itop, body&& weigh) {
   std::size_t idx1 = 0;
   for (i4 i = 1; i <= mesh.ny; ++i)
     for (i4 j = 1; j <= mesh.nx; ++j) {
-      const auto column = map.first(static_cast<std::size_t>(std::max(mesh.nz, 0)));
-      const auto below = column.subspan(static_cast<std::size_t>(itop(i, j)));
-      const auto from = std::min(idx1, wtz.size());
-      weight_column(model, below, wtz.subspan(from, std::min(below.size(), wtz.size() - from)));
-      idx1 += below.size();
-      map = map.subspan(column.size());
+      const auto below = static_cast<std::size_t>(std::max(mesh.nz, 0) - itop(i, j));
+      const auto weights = wtz.subspan(std::min(idx1, wtz.size()));
+      if (below > 0) weigh(itop(i, j) + 1, j, i, weights.first(std::min(below, weights.size())));
+      idx1 += below;
     }
   if (idx1 != wtz.size()) stop_program("idx1 /= size(wtz)");
+}
+
+void weight_model(std::span<r8> model, std::span<const r8> wtz, array2<const i4> itop) {
+  for_each_weighted_column(wtz, itop, [=](i4 k, i4 j, i4 i, std::span<const r8> weights) {
+    const i4* position = &cells.cell_map(k, j, i);
+    for (const r8 weight : weights) {
+      if (*position > 0) model[static_cast<std::size_t>(*position - 1)] *= weight;
+      ++position;
+    }
+  });
+}
+
+void check_holds_mesh(array3<r8> cube) {
+  if (cube.extent(1) < mesh.nz || cube.extent(2) < mesh.nx || cube.extent(3) < mesh.ny)
+    stop_program("the cube is smaller than the mesh");
+}
+
+void weight_cube(array3<r8> cube, std::span<const r8> wtz, array2<const i4> itop) {
+  check_surface(itop);
+  check_holds_mesh(cube);
+  for_each_weighted_column(wtz, itop, [=](i4 k, i4 j, i4 i, std::span<const r8> weights) {
+    r8* value = &cube(k, j, i);
+    for (const r8 weight : weights) *value++ *= weight;
+  });
 }
 
 }  // namespace
@@ -107,16 +147,14 @@ void weight_model(std::span<r8> model, std::span<const r8> wtz, array2<const i4>
 void read_model(std::string_view file_name, std::string_view label, std::span<r8> model,
                 std::optional<std::span<const r8>> wtz, array2<const i4> itop) {
   if (std::ssize(model) != cells.ncell) stop_program("size(model) /= ncell");
-  const model_source from{without_trailing_blanks(label), without_trailing_blanks(file_name)};
-  if (names_constant(from)) {
-    const r8 value = read_constant(from);
-    std::fill(model.begin(), model.end(), value);
-    log_constant(from, value);
-  } else {
-    read_file(from, model);
-    log_file_name(from);
-  }
+  read_source({file_name, label}, model, read_cells);
   if (wtz) weight_model(model, *wtz, itop);
+}
+
+void read_cube(std::string_view file_name, std::string_view label, array3<r8> cube,
+               std::optional<std::span<const r8>> wtz, array2<const i4> itop) {
+  read_source({file_name, label}, cube.elements(), read_elements);
+  if (wtz) weight_cube(cube, *wtz, itop);
 }
 
 }  // namespace velko

@@ -11,10 +11,15 @@
 
 #include "store/state.h"
 #include "tool/number_layout.h"
+#include "tool/program_stop.h"
 
 namespace velko {
 
 namespace {
+
+[[noreturn]] void fail_to_write(const std::string& name, int reason) {
+  throw std::system_error(reason, std::generic_category(), "cannot write " + name);
+}
 
 /// Unit 22: an output file, written in large pieces.
 class text_output {
@@ -47,9 +52,7 @@ class text_output {
  private:
   static constexpr std::size_t piece = std::size_t{256} << 10, longest_line = 100;
 
-  [[noreturn]] void fail() const {
-    throw std::system_error(errno, std::generic_category(), "cannot write " + name_);
-  }
+  [[noreturn]] void fail() const { fail_to_write(name_, errno); }
 
   void write_text() {
     std::string_view left = text_;
@@ -92,13 +95,45 @@ void write_datum(text_output& out, i4 i, r8 value) {
   out.end_line();
 }
 
+void check_size(const std::string& name, std::ptrdiff_t size) {
+  if (size < survey.ndata) stop_program("size(" + name + ") < ndata");
+}
+
+/// The file with predicted(i) as the value of datum i.
+template <class value>
+void write_survey(std::string_view file_name, value&& predicted) {
+  text_output out(file_name);
+  write_header(out);
+  for (i4 i = 1; i <= survey.ndata; ++i) write_datum(out, i, predicted(i));
+  out.close();
+}
+
+/// Name of the file of one iteration, "inv_007.pre". Programs of the suite keep it in a field of 30 characters.
+std::string numbered_name(std::string_view base_name, std::string_view extension, i4 iteration) {
+  constexpr std::size_t longest_name = 30;
+  std::string name(without_trailing_blanks(base_name));
+  name += '_';
+  append_integer(name, iteration, 3, 3);
+  name += '.';
+  name += without_trailing_blanks(extension);
+  if (name.size() > longest_name) fail_to_write(name, ENAMETOOLONG);
+  return name;
+}
+
 }  // namespace
 
 void write_predicted_data(std::string_view file_name, std::span<const r8> d) {
-  text_output out(file_name);
-  write_header(out);
-  for (i4 i = 1; i <= survey.ndata; ++i) write_datum(out, i, d[static_cast<std::size_t>(i - 1)]);
-  out.close();
+  check_size("d", std::ssize(d));
+  write_survey(file_name, [d](i4 i) { return d[static_cast<std::size_t>(i - 1)]; });
+}
+
+/// An inversion holds its data divided by their standard deviations; the product undoes that.
+void write_predicted_iter(std::string_view base_name, std::string_view extension, std::span<const r8> d,
+                          i4 iteration) {
+  check_size("d", std::ssize(d));
+  check_size("derr", survey.derr.size());
+  write_survey(numbered_name(base_name, extension, iteration),
+               [d](i4 i) { return d[static_cast<std::size_t>(i - 1)] * survey.derr(i); });
 }
 
 }  // namespace velko

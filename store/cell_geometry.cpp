@@ -19,8 +19,6 @@ bool product_fits(i4 a, i4 b, i4 c) {
   return c <= 0 || ab <= most / c;
 }
 
-namespace {
-
 void check_surface(array2<const i4> itop) {
   if (itop.extent(1) != std::max(mesh.ny, 0) || itop.extent(2) != std::max(mesh.nx, 0))
     stop_program("size(itop) /= ny x nx");
@@ -28,6 +26,8 @@ void check_surface(array2<const i4> itop) {
   if (!std::all_of(itop.begin(), itop.end(), [=](i4 above) { return 0 <= above && above <= deepest; }))
     stop_program("itop outside 0..nz");
 }
+
+namespace {
 
 void check_cube() {
   const auto holds = [](i4 cube, i4 cells_along_axis) { return cube >= std::max(cells_along_axis, 0); };

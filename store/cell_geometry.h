@@ -18,6 +18,9 @@ i4 wrapped_product(i4 a, i4 b, i4 c);
 /// Whether the product of three counts, one below 1 counting as 0, fits an i4.
 bool product_fits(i4 a, i4 b, i4 c);
 
+/// Stops the program with a text unless the surface has the extents of the mesh and 0 <= itop <= nz throughout.
+void check_surface(array2<const i4> itop);
+
 /// Stops the program, with a text that names what does not fit, unless the surface fits the mesh and, for a
 /// compressed store, the mesh fits the cube. To be called once, before the first walk over the cells.
 void check_cell_geometry(array2<const i4> itop);

@@ -1,6 +1,8 @@
 #include "files/active_cells.h"
 
+#include <array>
 #include <limits>
+#include <numeric>
 
 #include "tests/files/reader_fixture.h"
 
@@ -207,6 +209,60 @@ TEST_F(ActiveCells, ReadActiveFileTakesTheExtentsOfTheArray) {
   EXPECT_THAT(outcome_of([&, name = file("-1 0 1 1")] { read_active_file(name, act); }),
               Logs(read_from_file()));
   EXPECT_THAT(act.elements(), ElementsAre(-1, 0, 1, 1));
+}
+
+/// Values 1, 2, 3 ... of a grid of the mesh, in model order.
+owned_array3<r8> numbered_grid() {
+  owned_array3<r8> grid(mesh.nz, mesh.nx, mesh.ny);
+  std::iota(grid.begin(), grid.end(), 1.0);
+  return grid;
+}
+
+TEST_F(ActiveCells, InactiveValuesKeepTheGridBelowTheSurfaceAndAreZeroAboveIt) {
+  mesh.itop(1, 1) = 1;
+  mesh.itop(1, 2) = 2;
+  resolve("1 0 -1 1 -1 1");
+  EXPECT_THAT(outcome_of([] { store_inactive_values(numbered_grid(), mesh.itop); }), test::Silent());
+  EXPECT_THAT(cells.inactive_values.elements(), ElementsAre(0, 2, 0, 0));
+  EXPECT_THAT(cells.inactive_inf_values.elements(), ElementsAre(3));
+}
+
+TEST_F(ActiveCells, InactiveValuesStandInModelOrder) {
+  set_mesh(2, 2, 2);
+  resolve("0 -1 1 0 -1 -1 0 1");
+  store_inactive_values(numbered_grid(), mesh.itop);
+  EXPECT_THAT(cells.inactive_values.elements(), ElementsAre(1, 4, 7));
+  EXPECT_THAT(cells.inactive_inf_values.elements(), ElementsAre(2, 5, 6));
+}
+
+TEST_F(ActiveCells, OneKindOfInactiveCellsLeavesTheOtherVectorEmpty) {
+  resolve("5*1 -1");
+  store_inactive_values(numbered_grid(), mesh.itop);
+  EXPECT_THAT(cells.inactive_values.elements(), testing::IsEmpty());
+  EXPECT_THAT(cells.inactive_inf_values.elements(), ElementsAre(6));
+}
+
+TEST_F(ActiveCells, NothingIsStoredWhereAllCellsAreActive) {
+  resolve_name("null");
+  store_inactive_values(numbered_grid(), mesh.itop);
+  EXPECT_EQ(cells.inactive_values.data(), nullptr);
+  EXPECT_EQ(cells.inactive_inf_values.data(), nullptr);
+}
+
+TEST_F(ActiveCells, GridOfAnotherSizeStops) {
+  resolve("5*1 0");
+  for (const auto& [n1, n2, n3] : {std::array{2, 3, 1}, std::array{3, 2, 2}, std::array{3, 1, 1}}) {
+    const owned_array3<r8> grid(n1, n2, n3);
+    EXPECT_THAT(outcome_of([&] { store_inactive_values(grid, mesh.itop); }),
+                StopsWithText("size(grid) /= nz x nx x ny"));
+  }
+}
+
+TEST_F(ActiveCells, SurfaceOfAnotherSizeStopsTheStoreOfInactiveValues) {
+  resolve("5*1 0");
+  const owned_array2<i4> itop(2, 1);
+  EXPECT_THAT(outcome_of([&] { store_inactive_values(numbered_grid(), itop); }),
+              StopsWithText("size(itop) /= ny x nx"));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "files/data_file.h"
 
 #include <cmath>
+#include <limits>
 
 #include "tests/files/reader_fixture.h"
 
@@ -211,6 +212,49 @@ TEST_F(DataFile, HugeCountInAShortFileFailsAtOnce) {
     EXPECT_THAT(o, StopsAfter("\nMemory allocation error in: read_data_file\n\n"));
   else
     EXPECT_THAT(o, StopsAfter(end_error()));
+}
+
+TEST_F(DataFile, ObservationsNeedNoMoreThanTheirColumnsAndTheirLines) {
+  store.ndata_mtx = 2;
+  EXPECT_THAT(read_observations("!\n65 0 5e4 x\n90 0 1 x\n!\n2 x\n1 2 3 4 5 x\n\n! c\n1 2 3 6 5\nnot read\n"),
+              Silent());
+  EXPECT_THAT(survey.dobs.elements(), ElementsAre(0.8, 1.2));
+  EXPECT_THAT(read_observations(std::string(header) + "1 2 3 4 5\n"), StopsAfter(end_error()));
+}
+
+TEST_F(DataFile, MismatchWithTheMatrixIsFoundBeforeADataLineIsRead) {
+  store.ndata_mtx = 1;
+  const outcome o = read_observations(header);
+  EXPECT_THAT(o, StopsAfter("\nERROR: Number of data is inconsistent in obs and mtx files.\n"));
+  EXPECT_THAT(survey.dobs.elements(), IsEmpty());
+}
+
+TEST_F(DataFile, IdirAndNumberOfDataAreCheckedBeforeTheMatrix) {
+  store.ndata_mtx = 3;
+  EXPECT_THAT(read_observations("65 0 5e4\n90 0 2\n1\n"),
+              StopsAfter("\nERROR: idir in data file should be 0 or 1.\n90 0 2\n"));
+  EXPECT_THAT(read_observations("65 0 5e4\n90 0 1\n0\n"),
+              StopsAfter("\nERROR: Number of data should be positive.\n" + name_ + "\n"));
+}
+
+TEST_F(DataFile, StandardDeviationIsCheckedLineByLine) {
+  store.ndata_mtx = 3;
+  EXPECT_THAT(read_observations("65 0 5e4\n90 0 0\n3\n1 2 3 60 10 8 2\n1 2 3 60 10 8 0 !\nnot a number\n"),
+              StopsAfter("\nERROR: standard deviation should be greater than 0.\n1 2 3 60 10 8 0 !\n"));
+  EXPECT_EQ(survey.dobs(1), 4);
+}
+
+TEST_F(DataFile, NullValueInPlaceOfTheDatumLeavesZero) {
+  store.ndata_mtx = 2;
+  EXPECT_THAT(read_observations(std::string(header) + "1 2 3,,4\n1 2 3 2*8\n"), Silent());
+  EXPECT_THAT(survey.dobs.elements(), ElementsAre(0, 1));
+  EXPECT_THAT(survey.derr.elements(), ElementsAre(4, 8));
+}
+
+TEST_F(DataFile, DatumOrStandardDeviationWithoutEndIsKept) {
+  store.ndata_mtx = 2;
+  EXPECT_THAT(read_observations(std::string(header) + "1 2 3 4 inf\n1 2 3 -inf 2\n"), Silent());
+  EXPECT_THAT(survey.dobs.elements(), ElementsAre(0, -std::numeric_limits<r8>::infinity()));
 }
 
 TEST_F(DataFile, ReadThatTheSystemRefusesEndsInTheRunTimesReport) {

@@ -214,7 +214,7 @@ TEST_F(PredictedData, OutputIsNoFileOfObservations) {
 
 TEST_F(PredictedData, FailedOpenNamesTheFileAndTheReason) {
   const std::string name = folder_.path("no_folder/velkrund.vlk");
-  const test::outcome o = outcome_of([&] { write_predicted_data(name, {}); });
+  const test::outcome o = outcome_of([&] { write_predicted_data(name, std::vector<r8>{1, 2}); });
   EXPECT_EQ(o.end.kind, stop_or_done::failed);
   EXPECT_THAT(o.end.text,
               testing::AllOf(testing::HasSubstr(name), testing::HasSubstr("No such file or directory")));
