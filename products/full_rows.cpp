@@ -1,29 +1,85 @@
 #include "products/full_rows.h"
 
 #include <algorithm>
+#include <array>
 #include <cassert>
 
+#include "products/private_sums.h"
 #include "products/row_kernels.h"
 #include "store/state.h"
 
 namespace velko {
+namespace {
+
+/// Rows go in groups that share one pass over the model; the last group may be smaller.
+struct row_group {
+  i8 first, size;  // the first row, counted from 0
+
+  const r4* data() const { return store.Gfull.data() + first * store.Gfull.extent(1); }
+  bool whole() const { return size == dense_rows_at_once; }
+};
+
+i8 group_count() {
+  return (store.Gfull.extent(2) + dense_rows_at_once - 1) / dense_rows_at_once;
+}
+
+row_group group_of_rows(i8 group) {
+  const i8 first = group * dense_rows_at_once;
+  return {first, std::min(dense_rows_at_once, store.Gfull.extent(2) - first)};
+}
+
+/// y(r) = row r of the group times v.
+void dots(const row_group& rows, std::span<const r8> v, r8* y) {
+  const row_kernels& kernels = best_row_kernels();
+  const i8 n = store.Gfull.extent(1);
+  if (rows.whole()) return kernels.row_dots(rows.data(), v.data(), n, y);
+  for (i8 r = 0; r < rows.size; ++r) y[r] = kernels.row_dot(rows.data() + r * n, v.data(), n);
+}
+
+/// Adds the rows of the group, row r times s(r), to sum.
+void add(const row_group& rows, const r8* s, r8* sum) {
+  const row_kernels& kernels = best_row_kernels();
+  const i8 n = store.Gfull.extent(1);
+  if (rows.whole()) return kernels.add_rows(rows.data(), s, n, sum);
+  for (i8 r = 0; r < rows.size; ++r) kernels.add_row(rows.data() + r * n, s[r], n, sum);
+}
+
+[[maybe_unused]] bool is_model(std::span<const r8> v) {
+  return static_cast<i8>(v.size()) == store.Gfull.extent(1);
+}
+
+[[maybe_unused]] bool is_data(std::span<const r8> v) {
+  return static_cast<i8>(v.size()) >= store.Gfull.extent(2);
+}
+
+}  // namespace
 
 void CALC_FULL_GV(std::span<const r8> v, std::span<r8> y) {
-  const row_kernels& kernels = best_row_kernels();
-  const i8 n = static_cast<i8>(v.size()), rows = store.Gfull.extent(2);
-  assert(n == store.Gfull.extent(1) && rows <= static_cast<i8>(y.size()));
-  const r4* G = store.Gfull.data();
-  // Rows go in groups that share one pass over the model; the last group may be smaller.
-  const i8 groups = (rows + dense_rows_at_once - 1) / dense_rows_at_once;
+  assert(is_model(v) && is_data(y));
+  const i8 groups = group_count();
 #pragma omp parallel for schedule(static)
   for (i8 group = 0; group < groups; ++group) {
-    const i8 first = group * dense_rows_at_once, end = std::min(first + dense_rows_at_once, rows);
-    if (end - first == dense_rows_at_once)
-      kernels.row_dots(G + first * n, v.data(), n, y.data() + first);
-    else
-      for (i8 i = first; i < end; ++i)
-        y[static_cast<std::size_t>(i)] = kernels.row_dot(G + i * n, v.data(), n);
+    const row_group rows = group_of_rows(group);
+    dots(rows, v, y.data() + rows.first);
   }
+}
+
+void CALC_FULL_GTV(std::span<const r8> v, std::span<r8> y) {
+  assert(is_data(v) && is_model(y));
+  sum_blocks(y, group_count(), [&](i8 group, r8* sum) {
+    const row_group rows = group_of_rows(group);
+    add(rows, v.data() + rows.first, sum);
+  });
+}
+
+void CALC_FULL_GTGV(std::span<const r8> v, std::span<r8> y) {
+  assert(is_model(v) && is_model(y));
+  sum_blocks(y, group_count(), [&](i8 group, r8* sum) {
+    const row_group rows = group_of_rows(group);
+    std::array<r8, dense_rows_at_once> s;
+    dots(rows, v, s.data());
+    add(rows, s.data(), sum);
+  });
 }
 
 }  // namespace velko

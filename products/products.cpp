@@ -1,5 +1,8 @@
 #include "products/products.h"
 
+#include <array>
+#include <cassert>
+
 #include "arrays/array.h"
 #include "products/full_rows.h"
 #include "products/model_mapping.h"
@@ -13,35 +16,84 @@ namespace velko {
 namespace {
 
 constexpr i4 zero_fill = 0;
-constexpr i4 forward = 1;
+constexpr i4 forward = 1, inverse = -1;
 
-/// The rows are trusted inside the loops; the loader has noted their extremes, so that this costs nothing.
-void check_idx() {
-  const bool any = store.idx_min <= store.idx_max;
-  if (any && (store.idx_min < 1 || store.idx_max > store.ncube)) stop_program("idx outside the cube");
+owned_array1<r8> new_cube() {
+  return owned_array1<r8>(uninitialised, store.ncube);
+}
+
+std::array<i4, 3> cube_shape() {
+  return {store.ncube_z, store.ncube_x, store.ncube_y};
+}
+
+/// cube = W P m, the transform of the model on the zero-filled cube.
+void model_to_coefficients(std::span<const r8> m, std::span<r8> cube) {
+  MODEL_TO_CUBE(m, cube, mesh.ny, mesh.nx, mesh.nz, store.ncube_y, store.ncube_x, store.ncube_z, zero_fill);
+  WTN(cube, cube_shape(), forward);
+}
+
+/// m = P' W' cube at the active cells; other elements of m keep what they held. cube is left transformed back.
+void coefficients_to_model(std::span<r8> cube, std::span<r8> m) {
+  WTN(cube, cube_shape(), inverse);
+  assert(static_cast<i8>(m.size()) >= cells.ncell);
+  CUBE_TO_MODEL(m, cube, mesh.ny, mesh.nx, mesh.nz, store.ncube_y, store.ncube_x, store.ncube_z);
+}
+
+bool has_columns(std::span<const r8> m) {
+  return static_cast<i8>(m.size()) == store.ncol;
 }
 
 void compressed_GPROD(std::span<const r8> m, std::span<r8> d) {
   owned_array1<r8> cube;
-  allocate_or_report("gprod", [&] { cube = owned_array1<r8>(uninitialised, store.ncube); });
-  MODEL_TO_CUBE(m, cube.elements(), mesh.ny, mesh.nx, mesh.nz, store.ncube_y, store.ncube_x, store.ncube_z,
-                zero_fill);
-  check_idx();
-  WTN(cube.elements(), {store.ncube_z, store.ncube_x, store.ncube_y}, forward);
+  allocate_or_report("gprod", [&] { cube = new_cube(); });
+  model_to_coefficients(m, cube.elements());
   CALC_GV(cube.elements(), d);
 }
 
 void dense_GPROD(std::span<const r8> m, std::span<r8> d) {
-  const i8 n = static_cast<i8>(m.size());
-  if (n == store.ncol) {
-    CALC_FULL_GV(m, d);
-  } else if (n == wrapped_product(mesh.nz, mesh.nx, mesh.ny)) {
-    owned_array1<r8> mcol(uninitialised, store.ncol);
-    GRID_TO_BELOW(m, mcol.elements());
-    CALC_FULL_GV(mcol.elements(), d);
-  } else {
+  if (has_columns(m)) return CALC_FULL_GV(m, d);
+  if (static_cast<i8>(m.size()) != wrapped_product(mesh.nz, mesh.nx, mesh.ny))
     stop_program("problem in gprod");
-  }
+  owned_array1<r8> mcol(uninitialised, store.ncol);
+  GRID_TO_BELOW(m, mcol.elements());
+  CALC_FULL_GV(mcol.elements(), d);
+}
+
+void compressed_GTPROD(std::span<r8> m, std::span<const r8> d) {
+  owned_array1<r8> cube;
+  allocate_or_report("gtprod", [&] { cube = new_cube(); });
+  CALC_GTV(d, cube.elements());
+  coefficients_to_model(cube.elements(), m);
+}
+
+void dense_GTPROD(std::span<r8> m, std::span<const r8> d) {
+  if (has_columns(m)) return CALC_FULL_GTV(d, m);
+  owned_array1<r8> mcol(uninitialised, store.ncol);
+  CALC_FULL_GTV(d, mcol.elements());
+  BELOW_TO_ACTIVE(mcol.elements(), m);
+}
+
+void compressed_GTGPROD(std::span<const r8> x, std::span<r8> y) {
+  owned_array1<r8> cube, cubeout;
+  allocate_or_report("gtgprod", [&] {
+    cube = new_cube();
+    cubeout = new_cube();
+  });
+  model_to_coefficients(x, cube.elements());
+  CALC_GTGV_1LOOP(cube.elements(), cubeout.elements());
+  coefficients_to_model(cubeout.elements(), y);
+}
+
+void dense_GTGPROD(std::span<const r8> x, std::span<r8> y) {
+  if (has_columns(x)) return CALC_FULL_GTGV(x, y);
+  owned_array1<r8> mcol, mcolout;
+  allocate_or_report("gtgprod", [&] {
+    mcol = owned_array1<r8>(uninitialised, store.ncol);
+    mcolout = owned_array1<r8>(uninitialised, store.ncol);
+  });
+  ACTIVE_TO_BELOW(x, mcol.elements());
+  CALC_FULL_GTGV(mcol.elements(), mcolout.elements());
+  BELOW_TO_ACTIVE(mcolout.elements(), y);
 }
 
 }  // namespace
@@ -51,6 +103,20 @@ void GPROD(std::span<const r8> m, std::span<r8> d) {
     compressed_GPROD(m, d);
   else
     dense_GPROD(m, d);
+}
+
+void GTPROD(std::span<r8> m, std::span<const r8> d) {
+  if (store.compressed)
+    compressed_GTPROD(m, d);
+  else
+    dense_GTPROD(m, d);
+}
+
+void GTGPROD(std::span<const r8> x, std::span<r8> y) {
+  if (store.compressed)
+    compressed_GTGPROD(x, y);
+  else
+    dense_GTGPROD(x, y);
 }
 
 }  // namespace velko

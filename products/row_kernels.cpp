@@ -53,6 +53,36 @@ VELKO_ALWAYS_INLINE r8 sparse_row_dot_body(const r4* val, const i4* idx, i8 nnz,
   return s;
 }
 
+VELKO_ALWAYS_INLINE void add_row_body(const r4* g, r8 s, i8 n, r8* y) {
+  const i8 n8 = n - n % 8;
+  for (i8 k = 0; k < n8; k += 8)
+    *reinterpret_cast<r8x8_mem*>(y + k) +=
+        __builtin_convertvector(*reinterpret_cast<const r4x8_mem*>(g + k), r8x8) * s;
+  for (i8 k = n8; k < n; ++k) y[k] += r8{g[k]} * s;
+}
+
+VELKO_ALWAYS_INLINE void add_rows_body(const r4* g, const r8* s, i8 n, r8* y) {
+  const i8 n8 = n - n % 8;
+  for (i8 k = 0; k < n8; k += 8) {
+    r8x8 yk = *reinterpret_cast<const r8x8_mem*>(y + k);
+    for (i8 r = 0; r < dense_rows_at_once; ++r)
+      yk += __builtin_convertvector(*reinterpret_cast<const r4x8_mem*>(g + r * n + k), r8x8) * s[r];
+    *reinterpret_cast<r8x8_mem*>(y + k) = yk;
+  }
+  for (i8 k = n8; k < n; ++k)
+    for (i8 r = 0; r < dense_rows_at_once; ++r) y[k] += r8{g[r * n + k]} * s[r];
+}
+
+VELKO_ALWAYS_INLINE void add_sparse_row_body(const r4* val, const i4* idx, i8 nnz, r8 s, r8* cube) {
+  const i8 n8 = nnz - nnz % 8;
+  for (i8 k = 0; k < n8; k += 8) {
+    const i4* at = idx + k;
+    const r8x8 c = __builtin_convertvector(*reinterpret_cast<const r4x8_mem*>(val + k), r8x8) * s;
+    for (i8 j = 0; j < 8; ++j) cube[i8{at[j]} - 1] += c[j];
+  }
+  for (i8 k = n8; k < nnz; ++k) cube[idx[k] - 1] += r8{val[k]} * s;
+}
+
 r8 row_dot_sse2(const r4* g, const r8* m, i8 n) {
   return row_dot_body(g, m, n);
 }
@@ -83,9 +113,42 @@ VELKO_TARGET_AVX512 r8 sparse_row_dot_avx512(const r4* val, const i4* idx, i8 nn
   return sparse_row_dot_body(val, idx, nnz, cube);
 }
 
-constexpr row_kernels sse2_kernels{row_dot_sse2, row_dots_sse2, sparse_row_dot_sse2};
-constexpr row_kernels avx2_kernels{row_dot_avx2, row_dots_avx2, sparse_row_dot_avx2};
-constexpr row_kernels avx512_kernels{row_dot_avx512, row_dots_avx512, sparse_row_dot_avx512};
+void add_row_sse2(const r4* g, r8 s, i8 n, r8* y) {
+  add_row_body(g, s, n, y);
+}
+VELKO_TARGET_AVX2 void add_row_avx2(const r4* g, r8 s, i8 n, r8* y) {
+  add_row_body(g, s, n, y);
+}
+VELKO_TARGET_AVX512 void add_row_avx512(const r4* g, r8 s, i8 n, r8* y) {
+  add_row_body(g, s, n, y);
+}
+
+void add_rows_sse2(const r4* g, const r8* s, i8 n, r8* y) {
+  add_rows_body(g, s, n, y);
+}
+VELKO_TARGET_AVX2 void add_rows_avx2(const r4* g, const r8* s, i8 n, r8* y) {
+  add_rows_body(g, s, n, y);
+}
+VELKO_TARGET_AVX512 void add_rows_avx512(const r4* g, const r8* s, i8 n, r8* y) {
+  add_rows_body(g, s, n, y);
+}
+
+void add_sparse_row_sse2(const r4* val, const i4* idx, i8 nnz, r8 s, r8* cube) {
+  add_sparse_row_body(val, idx, nnz, s, cube);
+}
+VELKO_TARGET_AVX2 void add_sparse_row_avx2(const r4* val, const i4* idx, i8 nnz, r8 s, r8* cube) {
+  add_sparse_row_body(val, idx, nnz, s, cube);
+}
+VELKO_TARGET_AVX512 void add_sparse_row_avx512(const r4* val, const i4* idx, i8 nnz, r8 s, r8* cube) {
+  add_sparse_row_body(val, idx, nnz, s, cube);
+}
+
+constexpr row_kernels sse2_kernels{row_dot_sse2, row_dots_sse2, sparse_row_dot_sse2,
+                                   add_row_sse2, add_rows_sse2, add_sparse_row_sse2};
+constexpr row_kernels avx2_kernels{row_dot_avx2, row_dots_avx2, sparse_row_dot_avx2,
+                                   add_row_avx2, add_rows_avx2, add_sparse_row_avx2};
+constexpr row_kernels avx512_kernels{row_dot_avx512, row_dots_avx512, sparse_row_dot_avx512,
+                                     add_row_avx512, add_rows_avx512, add_sparse_row_avx512};
 
 }  // namespace
 

@@ -2,21 +2,62 @@
 
 #include <cassert>
 
+#include "products/private_sums.h"
 #include "products/row_kernels.h"
 #include "store/state.h"
+#include "tool/program_stop.h"
 
 namespace velko {
+namespace {
+
+/// The rows are trusted inside the loops; the loader has noted their extremes, so that this costs nothing.
+void check_idx(std::span<const r8> cube) {
+  const bool any = store.idx_min <= store.idx_max;
+  if (any && (store.idx_min < 1 || store.idx_max > static_cast<i8>(cube.size())))
+    stop_program("idx outside the cube");
+}
+
+/// The rows of the loop, from 1; the size of the data vector is the caller's promise.
+i4 rows_for([[maybe_unused]] std::span<const r8> data) {
+  assert(survey.ndata <= store.Gs.size() && survey.ndata <= static_cast<i8>(data.size()));
+  return survey.ndata;
+}
+
+}  // namespace
 
 void CALC_GV(std::span<const r8> v, std::span<r8> y) {
-  const auto sparse_row_dot = best_row_kernels().sparse_row_dot;
-  const i4 ndata = survey.ndata;
-  assert(ndata <= store.Gs.size() && ndata <= static_cast<i8>(y.size()));
+  check_idx(v);
+  const row_kernels& kernels = best_row_kernels();
+  const i4 ndata = rows_for(y);
 #pragma omp parallel for schedule(static)
   for (i4 i = 1; i <= ndata; ++i) {
     const sparse_row& row = store.Gs(i);
     y[static_cast<std::size_t>(i - 1)] =
-        sparse_row_dot(row.val.data(), row.idx.data(), row.idx.size(), v.data());
+        kernels.sparse_row_dot(row.val.data(), row.idx.data(), row.idx.size(), v.data());
   }
+}
+
+void CALC_GTV(std::span<const r8> v, std::span<r8> y) {
+  check_idx(y);
+  const row_kernels& kernels = best_row_kernels();
+  sum_blocks(y, rows_for(v), [&](i8 i, r8* sum) {
+    const sparse_row& row = store.Gs(i + 1);
+    kernels.add_sparse_row(row.val.data(), row.idx.data(), row.idx.size(), v[static_cast<std::size_t>(i)],
+                           sum);
+  });
+}
+
+void CALC_GTGV_1LOOP(std::span<const r8> v, std::span<r8> y) {
+  assert(v.size() == y.size());
+  check_idx(y);
+  const row_kernels& kernels = best_row_kernels();
+  assert(survey.ndata <= store.Gs.size());
+  sum_blocks(y, survey.ndata, [&](i8 i, r8* sum) {
+    const sparse_row& row = store.Gs(i + 1);
+    const i8 nnz = row.idx.size();
+    const r8 s = kernels.sparse_row_dot(row.val.data(), row.idx.data(), nnz, v.data());
+    kernels.add_sparse_row(row.val.data(), row.idx.data(), nnz, s, sum);
+  });
 }
 
 }  // namespace velko

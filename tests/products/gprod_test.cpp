@@ -1,7 +1,5 @@
 // GPROD and its row loops.
 #include <gmock/gmock.h>
-#include <omp.h>
-#include <sys/resource.h>
 
 #include <cmath>
 
@@ -9,57 +7,19 @@
 #include "products/products.h"
 #include "products/sparse_rows.h"
 #include "tests/products/problem.h"
+#include "tests/support/little_memory.h"
 #include "tests/wavelet/plain_transform.h"
-#include "wavelet/wtn_mod.h"
 
 namespace velko::test {
 namespace {
 
-constexpr r8 untouched = -99;
-
 class GProd : public products_test {
  public:
-  ~GProd() override { omp_set_num_threads(threads_before_); }
-
-  static void set_haar() { SET_WTN_FILTER(values{std::sqrt(0.5), std::sqrt(0.5)}, 2); }
-  static void set_daubechies_4() {
-    const r8 s = std::sqrt(3.0), q = 4 * std::sqrt(2.0);
-    SET_WTN_FILTER(values{(1 + s) / q, (3 + s) / q, (3 - s) / q, (1 - s) / q}, 4);
-  }
-
-  /// An uneven surface over 6 x 5 x 7 cells in a cube of 8 x 8 x 16, some cells inactive.
-  static void set_uneven_problem() {
-    std::vector<i4> itop(30);
-    for (std::size_t i = 0; i < itop.size(); ++i) itop[i] = static_cast<i4>(i * i % 4);
-    set_mesh(6, 5, 7, itop);
-    set_cells([](i4 k, i4 j, i4 i) { return (k + 2 * j + 3 * i) % 11 == 0 ? 0 : 1; });
-    set_cube(8, 8, 16);
-    set_daubechies_4();
-  }
-  static void set_random_sparse_rows(std::size_t rows) {
-    std::mt19937 generator(11);
-    std::vector<std::vector<entry>> all(rows);
-    for (std::size_t i = 0; i < rows; ++i)
-      for (std::size_t k = 0; k < i * 7 % 60; ++k)
-        all[i].push_back({1 + static_cast<i4>(generator() % static_cast<unsigned>(store.ncube)),
-                          static_cast<r4>(generator()) / 4e9f - 0.5f});
-    set_sparse_rows(all);
-  }
-  static std::vector<std::vector<r4>> random_dense_rows(std::size_t rows, std::size_t ncol) {
-    std::vector<std::vector<r4>> all(rows);
-    for (std::size_t i = 0; i < rows; ++i)
-      for (const r8 x : random_values(ncol, static_cast<unsigned>(i + 1)))
-        all[i].push_back(static_cast<r4>(x));
-    return all;
-  }
   static values predicted(const values& m, std::size_t ndata) {
     values d(ndata, untouched);
     GPROD(m, d);
     return d;
   }
-
- private:
-  int threads_before_ = omp_get_max_threads();
 };
 
 /// G of the compressed form as a dense matrix over the active cells: each unit cube is transformed by the formula of the
@@ -278,13 +238,11 @@ TEST_F(GProd, CubeThatTheSystemRefusesEndsInTheAllocationReport) {
   set_cells();
   set_sparse_rows({});
   store.ncube = 2147483647;  // 16 GiB
-  rlimit before{};
-  getrlimit(RLIMIT_AS, &before);
-  const rlimit less{rlim_t{8} << 30, before.rlim_max};
-  setrlimit(RLIMIT_AS, &less);
   const capture on_console(console());
-  EXPECT_EQ(stop_of([] { predicted(values(1), 0); }), "");
-  setrlimit(RLIMIT_AS, &before);
+  {
+    const little_memory limit(i8{8} << 30);
+    EXPECT_EQ(stop_of([] { predicted(values(1), 0); }), "");
+  }
   EXPECT_EQ(on_console.text, "\nMemory allocation error in: gprod\n\n");
 }
 #endif

@@ -10,8 +10,6 @@
 namespace velko::test {
 namespace {
 
-constexpr r8 untouched = -99;
-
 class ModelMapping : public products_test {
  public:
   static values to_cube(const values& x, i4 fill = 0) {

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <omp.h>
 
+#include <cmath>
 #include <cstring>
 #include <functional>
 #include <random>
@@ -12,6 +14,7 @@
 #include "store/state.h"
 #include "tool/channel.h"
 #include "tool/program_stop.h"
+#include "wavelet/wtn_mod.h"
 
 namespace velko::test {
 
@@ -22,11 +25,44 @@ struct entry {
   r4 val;
 };
 
-/// Starts and ends with empty state.
+inline values random_values(std::size_t n, unsigned seed = 1) {
+  std::mt19937 generator(seed);
+  std::normal_distribution<r8> normal;
+  values a(n);
+  for (r8& x : a) x = normal(generator);
+  return a;
+}
+
+/// What an output holds beforehand, to see that it stays.
+constexpr r8 untouched = -99;
+
+/// Starts and ends with empty state and with the threads of the environment.
 class products_test : public testing::Test {
  public:
   products_test() { reset_state(); }
-  ~products_test() override { reset_state(); }
+  ~products_test() override {
+    reset_state();
+    omp_set_num_threads(threads_before_);
+  }
+
+  static void set_haar() { SET_WTN_FILTER(values{std::sqrt(0.5), std::sqrt(0.5)}, 2); }
+  static void set_daubechies_4() {
+    const r8 s = std::sqrt(3.0), q = 4 * std::sqrt(2.0);
+    SET_WTN_FILTER(values{(1 + s) / q, (3 + s) / q, (3 - s) / q, (1 - s) / q}, 4);
+  }
+
+  /// An uneven surface over 6 x 5 x 7 cells in a cube of 8 x 8 x 16, some cells inactive, of both kinds.
+  static void set_uneven_problem() {
+    std::vector<i4> itop(30);
+    for (std::size_t i = 0; i < itop.size(); ++i) itop[i] = static_cast<i4>(i * i % 4);
+    set_mesh(6, 5, 7, itop);
+    set_cells([](i4 k, i4 j, i4 i) {
+      const i4 at = k + 2 * j + 3 * i;
+      return at % 11 == 0 ? 0 : at % 13 == 0 ? -1 : 1;
+    });
+    set_cube(8, 8, 16);
+    set_daubechies_4();
+  }
 
   /// A mesh with its surface at the given depths, y index fastest, or at the top.
   static void set_mesh(i4 ny, i4 nx, i4 nz, const std::vector<i4>& itop = {}) {
@@ -79,6 +115,23 @@ class products_test : public testing::Test {
     for (const auto& row : rows) g = std::copy(row.begin(), row.end(), g);
   }
 
+  static void set_random_sparse_rows(std::size_t rows) {
+    std::mt19937 generator(11);
+    std::vector<std::vector<entry>> all(rows);
+    for (std::size_t i = 0; i < rows; ++i)
+      for (std::size_t k = 0; k < i * 7 % 60; ++k)
+        all[i].push_back({1 + static_cast<i4>(generator() % static_cast<unsigned>(store.ncube)),
+                          static_cast<r4>(generator()) / 4e9f - 0.5f});
+    set_sparse_rows(all);
+  }
+  static std::vector<std::vector<r4>> random_dense_rows(std::size_t rows, std::size_t ncol) {
+    std::vector<std::vector<r4>> all(rows);
+    for (std::size_t i = 0; i < rows; ++i)
+      for (const r8 x : random_values(ncol, static_cast<unsigned>(i + 1)))
+        all[i].push_back(static_cast<r4>(x));
+    return all;
+  }
+
  private:
   static sparse_row sparse_row_of(const std::vector<entry>& entries) {
     const auto nnz = static_cast<i8>(entries.size());
@@ -94,15 +147,9 @@ class products_test : public testing::Test {
     }
     return row;
   }
-};
 
-inline values random_values(std::size_t n, unsigned seed = 1) {
-  std::mt19937 generator(seed);
-  std::normal_distribution<r8> normal;
-  values a(n);
-  for (r8& x : a) x = normal(generator);
-  return a;
-}
+  int threads_before_ = omp_get_max_threads();
+};
 
 /// 1, 2, ... n
 inline values counting(std::size_t n) {
