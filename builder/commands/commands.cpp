@@ -73,6 +73,7 @@ int velkmtx(int argc, const char* const* argv) {
   app.require_subcommand(0, 1);
   task chosen;
   add_make(app, chosen);
+  add_mesh(app, chosen);
   try {
     app.parse(argc, argv);
     if (!chosen) throw CLI::RequiredError("A subcommand");

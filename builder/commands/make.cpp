@@ -3,11 +3,8 @@
 #include <omp.h>
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <string>
-#include <system_error>
 
 #include "builder/commands/commands.h"
 #include "builder/commands/options.h"
@@ -16,8 +13,6 @@
 #include "files/data_file.h"
 #include "files/mesh_file.h"
 #include "store/state.h"
-#include "tool/channel.h"
-#include "tool/program_stop.h"
 
 namespace velko {
 
@@ -47,15 +42,6 @@ void read_inputs(const make_options& options) {
   check_survey(survey, mesh);
 }
 
-/// The output takes the place of what has its name; an input that is named twice by mistake would be lost.
-void check_output_is_no_input(const make_options& options) {
-  for (const std::string& input : {options.mesh_file, options.location_file}) {
-    std::error_code either_is_missing;
-    if (std::filesystem::equivalent(options.output_file, input, either_is_missing))
-      stop_program(fmt::format("{} is an input; the output should be another file", options.output_file));
-  }
-}
-
 std::string size_text(r8 bytes) {
   return bytes < 1e6 ? fmt::format("{:.1f} kB", bytes / 1e3) : fmt::format("{:.1f} MB", bytes / 1e6);
 }
@@ -71,15 +57,13 @@ void print_summary(const make_options& options, const matrix_summary& made, i8 b
         "filter {}, tolerance {}: {:.1f} coefficients kept in a row, {:.2f} % of the cube of {} x {} x {}",
         size_text(4 * values), options.form.nfilter, options.form.tolerance, stored / rows,
         100 * stored / rows / cube, made.cube.y, made.cube.x, made.cube.z);
-  channel out("standard output", stdout);
-  out.write_line(lines);
-  out.flush();
+  print(lines);
 }
 
 int make_sensitivity_file(make_options options) {
   if (options.dense) options.form = {.nfilter = 0, .tolerance = 0.0};
   if (options.threads > 0) omp_set_num_threads(options.threads);
-  check_output_is_no_input(options);
+  check_output_is_no_input(options.output_file, {options.mesh_file, options.location_file});
   read_inputs(options);
   output_file file(options.output_file);
   const matrix_summary made = write_sensitivity(file, mesh, survey, options.form);

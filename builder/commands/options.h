@@ -1,8 +1,12 @@
-/// Options of the subcommands: how their values are tested and shown in the help.
+/// What the subcommands share: how values of options are tested and shown in the help, files, and the summary.
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <string>
+#include <vector>
+
+#include "arrays/numbers.h"
 
 namespace velko {
 
@@ -21,5 +25,26 @@ CLI::Validator allowed(predicate is_allowed, const std::string& words) {
 inline CLI::Option* add_file(CLI::App& app, const char* name, std::string& file, const char* what) {
   return app.add_option(name, file, what)->required()->option_text(" ");
 }
+
+/// Finite numbers with commas between them; empty if the text is something else.
+std::vector<r8> numbers_of(const std::string& text);
+
+/// An option whose value is a list of finite numbers with commas between them, `form` says which, as in "WEST,EAST".
+inline CLI::Option* add_numbers(CLI::App& app, const std::string& name, std::vector<r8>& into,
+                                std::vector<std::size_t> counts, const std::string& form,
+                                const std::string& what) {
+  const auto take = [=, &into](const std::string& text) {
+    into = numbers_of(text);
+    if (std::find(counts.begin(), counts.end(), into.size()) == counts.end())
+      throw CLI::ValidationError(name, "'" + text + "' is not " + form);
+  };
+  return app.add_option_function<std::string>(name, take, what)->option_text(form);
+}
+
+/// The output takes the place of what has its name; an input that is named twice by mistake would be lost.
+void check_output_is_no_input(const std::string& output, const std::vector<std::string>& inputs);
+
+/// One or more lines to the standard output, which is flushed.
+void print(const std::string& lines);
 
 }  // namespace velko
