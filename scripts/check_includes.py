@@ -9,6 +9,7 @@ MAY_USE = {
     "store": {"arrays", "reports", "wavelet"},
     "files": {"arrays", "reports", "store"},
     "products": {"arrays", "reports", "store", "wavelet"},
+    "topography": {"arrays", "reports", "store", "files"},
     "tool": {"arrays", "reports", "wavelet", "store", "files", "products"},
     "builder": {"arrays", "reports", "wavelet", "store", "files", "products"},
 }

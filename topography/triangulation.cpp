@@ -1,0 +1,117 @@
+#include "topography/triangulation.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+#include <optional>
+
+#include "topography/exact_tests.h"
+#include "topography/first_fan.h"
+#include "topography/geometry.h"
+#include "topography/walk.h"
+
+namespace velko {
+namespace {
+
+constexpr i4 most_nodes = 357'913'942;  // so that 6 n - 9 is a number of 32 bits
+
+enum build_status : i4 { done = 0, too_few = 1, on_one_line = 2, no_triangulation = 3 };
+
+/// Builds the table with one kind of tests.
+template <class tests>
+class builder {
+ public:
+  builder(array1<const r8> x, array1<const r8> y, array1<i4> adj_list, array1<i4> adj_end)
+      : nodes_{x, y}, adj_list_(adj_list), adj_end_(adj_end) {}
+
+  /// Nothing where the tests contradict one another.
+  std::optional<i4> build(i4 n) {
+    const std::optional<i4> apex = chain_up_to_apex<tests>(n, nodes_, adj_end_);
+    if (!apex) return {};
+    if (*apex == 0) return on_one_line;
+    write_fan(*apex, adj_list_, adj_end_);
+    for (i4 k = *apex + 1; k <= n; ++k)
+      if (!add(k)) return {};
+    return done;
+  }
+
+  bool add(i4 k) {
+    const std::optional<point_location> at = walk_to_point<tests>(nodes_(k), nodes_, lists()).from(k - 1);
+    if (!at || at->i1 == 0) return false;
+    if (at->i3 != 0)
+      add_interior_node(k, at->i1, at->i2, at->i3, adj_list_, adj_end_);
+    else
+      add_boundary_node(k, at->i1, at->i2, adj_list_, adj_end_);
+    return swap_around(k);
+  }
+
+ private:
+  neighbour_lists lists() const { return {adj_list_, adj_end_}; }
+
+  /// Goes round the newest node k, triangle (k, o2, o1) by triangle, and swaps each arc o1-o2 that faces k where the test
+  /// says so. The two arcs that face k then are looked at in turn.
+  bool swap_around(i4 k) {
+    i4 first = adj_end_(k - 1) + 1, position = first + 1;
+    const i4 last = adj_end_(k), start = adj_list_(first);
+    i4 o2 = start, o1 = adj_list_(position);
+    for (;;) {
+      const i4 across = node_across(o1, o2);
+      if (across != 0 && tests::swap(nodes_(across), nodes_(k), nodes_(o1), nodes_(o2))) {
+        if (is_neighbour(across, first, last)) return false;
+        swap_diagonal(across, k, o1, o2, adj_list_, adj_end_);
+        --first;  // the list of k has one entry more, and begins one place further down
+        --position;
+        o1 = across;
+        continue;
+      }
+      if (o1 == start) return true;
+      o2 = o1;
+      position = position < last ? position + 1 : first;
+      o1 = adj_list_(position);
+      if (o1 == 0) return true;
+    }
+  }
+
+  /// The vertex behind the arc o1-o2, seen from the newest node; 0 where the arc lies on the boundary.
+  i4 node_across(i4 o1, i4 o2) const {
+    const neighbour_lists lists = this->lists();
+    const i4 p = neighbor_index(o2, o1, adj_list_, adj_end_);
+    return lists(p == lists.first(o2) ? lists.last(o2) : p - 1);
+  }
+
+  bool is_neighbour(i4 node, i4 first, i4 last) const {
+    return std::find(&adj_list_(first), &adj_list_(last) + 1, node) != &adj_list_(last) + 1;
+  }
+
+  node_points nodes_;
+  array1<i4> adj_list_, adj_end_;
+};
+
+bool all_finite(i4 n, array1<const r8> v) {
+  return std::all_of(v.begin(), v.begin() + n, [](r8 value) { return std::isfinite(value); });
+}
+
+}  // namespace
+
+void build_triangulation(i4 n, array1<const r8> x, array1<const r8> y, array1<i4> adj_list,
+                         array1<i4> adj_end, i4& status) {
+  status = n < 3 ? too_few : no_triangulation;
+  if (n < 3 || n > most_nodes) return;
+  assert(x.size() >= n && y.size() >= n && adj_list.size() >= 6 * i8{n} - 9 && adj_end.size() >= n);
+  if (!all_finite(n, x) || !all_finite(n, y)) return;
+  std::optional<i4> result = builder<rounded_tests>(x, y, adj_list, adj_end).build(n);
+  if (!result) result = builder<exact_tests>(x, y, adj_list, adj_end).build(n);
+  status = result.value_or(no_triangulation);
+}
+
+void add_node(i4 k, array1<const r8> x, array1<const r8> y, array1<i4> adj_list, array1<i4> adj_end,
+              i4& status) {
+  status = builder<rounded_tests>(x, y, adj_list, adj_end).add(k) ? 0 : 1;
+}
+
+bool swap_test(i4 in1, i4 in2, i4 io1, i4 io2, array1<const r8> x, array1<const r8> y) {
+  const node_points nodes{x, y};
+  return rounded_tests::swap(nodes(in1), nodes(in2), nodes(io1), nodes(io2));
+}
+
+}  // namespace velko
