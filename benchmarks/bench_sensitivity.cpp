@@ -26,6 +26,7 @@ mesh_state mesh_of(i4 n) {
     m.xnode(p) = m.ynode(p) = 20.0 * (p - 1);
     m.znode(p) = 10.0 * (p - 1);
   }
+  m.itop = owned_array2<i4>(n, n);
   return m;
 }
 
