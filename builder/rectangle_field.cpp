@@ -58,7 +58,7 @@ r8 corner_angle(r8 u, r8 p, r8 w, r8 r) {
 r8 line_potential(r8 rho2, r8 d1, r8 d2, r8 r1, r8 r2, r8 length) {
   const r8 s = r1 + r2, dd = d1 * d2;
   const r8 product = dd < 0.0 ? rho2 * (rho2 + d1 * d1 + d2 * d2) / (r1 * r2 - dd) : r1 * r2 + dd;
-  const r8 excess = std::max(2.0 * (rho2 + product) / (s + length), 1e-12 * length);
+  const r8 excess = std::max(2.0 * (rho2 + product) / (s + length), 1e-24 * length);
   return portable_log((s + length) / excess);
 }
 

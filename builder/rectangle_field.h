@@ -14,8 +14,8 @@
 ///          Nothing cancels in these forms far away; there the arguments are small and few terms of the series of
 ///          arctan and artanh do. Near a rectangle Fn is taken from its corners and Fp, Fw from its edges
 /// Accuracy relative 4e-16 or so of |F| far away, of 1 near by (tests/builder/rectangle_field_test.cpp). A line is
-///          never seen from closer than s - b = 1e-12 b, which keeps E finite on an edge: it is what a point at a
-///          millionth of its length sees. On the plane of a rectangle the side u > 0 is taken
+///          never seen from closer than s - b = 1e-24 b, which keeps E finite on an edge: it is what a point at a
+///          1e-12th of its length sees. On the plane of a rectangle the side u > 0 is taken
 /// Bits     plain arithmetic and square roots in a fixed order: the same on every machine, whatever its vectors
 /// Threads  no state
 /// Sources  A. van Oosterom and J. Strackee, IEEE Trans. Biomed. Eng. 30 (1983) 125-126,

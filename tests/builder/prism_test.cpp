@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <numbers>
@@ -252,6 +253,70 @@ TEST(Prism, PointCloseToAnEdgeLineKeepsItsDigits) {
   const r8 on_the_line = response(m, {-1, -1, 3}, tilted, steep);
   for (const r8 h : {1e-300, 1e-160, 1e-20, 1e-12})
     EXPECT_NEAR(response(m, {-1 + h, -1 - h, 3}, tilted, steep), on_the_line, 1e-11);
+}
+
+/// The field in the middle of a cube is that in a sphere: a third of the magnetisation lost, two thirds left.
+TEST(Prism, InsideOfACellItIsTheFluxDensity) {
+  const mesh_state cube = mesh_with({-1, 1}, {-1, 1}, {1, -1});
+  for (const direction& d : {east, north, up, tilted})
+    EXPECT_NEAR(response(cube, {0, 0, 0}, d, d), 2.0 / 3, 1e-15);
+  EXPECT_NEAR(response(cube, {0, 0, 0}, up, north), 0.0, 1e-15);
+}
+
+TEST(Prism, FluxThroughAFaceIsContinuous) {
+  const mesh_state m = mesh_with({-1, 1}, {-1, 1}, {1, -1});
+  const auto jump = [&](const direction& normal, const direction& b) {
+    const auto at = [&](r8 height) {
+      return response(m, {height * normal.x + 0.1, height * normal.y + 0.2, height * normal.z - 0.3}, b,
+                      normal);
+    };
+    const point off{normal.x != 0 ? -0.1 : 0, normal.y != 0 ? -0.2 : 0, normal.z != 0 ? 0.3 : 0};
+    const r8 face = 1 + off.x * normal.x + off.y * normal.y + off.z * normal.z;
+    return at(face + 1e-9) - at(face - 1e-9);
+  };
+  for (const direction& normal : {east, north, up})
+    for (const direction& b : {east, north, up, tilted}) EXPECT_NEAR(jump(normal, b), 0.0, 1e-8);
+}
+
+/// Along the face the flux density jumps by the magnetisation; a point on the face belongs to one side.
+TEST(Prism, PointOnAFaceIsInTheWesternSouthernOrUpperCell) {
+  const mesh_state m =
+      mesh_with({-2, 0, 2}, {-2, 0, 2}, {2, 0, -2});  // columns SW, SE, NW, NE; upper before lower
+  const auto own_cell = [&](const point& p, const direction& along) {
+    const std::vector<r8> row = responses(m, p, along, along);
+    return std::max_element(row.begin(), row.end()) - row.begin();
+  };
+  EXPECT_EQ(own_cell({0, 1, 1}, north), 4);
+  EXPECT_EQ(own_cell({1, 0, 1}, east), 2);
+  EXPECT_EQ(own_cell({1, 1, 0}, east), 6);
+}
+
+TEST(Prism, CellsAboveTheSurfaceHaveNoPlaceInTheRow) {
+  mesh_state m = mesh_with({-2, -1, 0.5, 3, 4}, {-1, 2, 2.5, 6}, {-1, -1.5, -2, -4, -4.5});
+  const point p{0.4, 0.6, 0};
+  const std::vector<r8> whole = responses(m, p, tilted, steep);
+  numbers below;
+  std::size_t cell = 0;
+  for (i4 i = 1; i <= m.ny; ++i)
+    for (i4 j = 1; j <= m.nx; ++j) {
+      m.itop(i, j) = (3 * i + 2 * j) % 5;  // 0 to 4: columns without air, and columns of air
+      for (i4 k = 1; k <= m.nz; ++k, ++cell)
+        if (k > m.itop(i, j)) below.push_back(whole[cell]);
+    }
+  ASSERT_LT(below.size(), whole.size());
+  numbers row(below.size());
+  prism_responses(m).compute(p, factors_of(tilted, steep, 1.0), row);
+  EXPECT_EQ(row, below);
+}
+
+TEST(Prism, PointInTheAirAmongCellsIsOutside) {
+  mesh_state m = mesh_with({-1, 1, 3}, {-1, 1, 3}, {1, -1, -3});
+  m.itop(1, 1) = 1;
+  const point p{0, 0, 0};  // in the cell that is air
+  numbers row(7);
+  prism_responses(m).compute(p, factors_of(up, up, 1.0), row);
+  EXPECT_NEAR(row[0], response(mesh_with({-1, 1}, {-1, 1}, {-1, -3}), p, up, up), 1e-15);
+  EXPECT_NEAR(row[1], response(mesh_with({1, 3}, {-1, 1}, {1, -1}), p, up, up), 1e-15);
 }
 
 }  // namespace
