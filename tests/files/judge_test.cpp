@@ -1,13 +1,12 @@
 /// The Fortran run-time as judge: what it makes of lines of values, and how it writes numbers in fields.
+#include "tests/files/judge.h"
+
 #include <gmock/gmock.h>
 
 #include <array>
 #include <bit>
 #include <cmath>
-#include <cstdio>
-#include <limits>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -19,21 +18,9 @@
 namespace velko {
 namespace {
 
-std::string output_of(const std::string& command) {
-  std::string text;
-  std::FILE* pipe = popen(command.c_str(), "r");
-  std::array<char, 65536> piece;
-  while (const std::size_t n = std::fread(piece.data(), 1, piece.size(), pipe)) text.append(piece.data(), n);
-  EXPECT_EQ(pclose(pipe), 0) << command;
-  return text;
-}
-
-std::vector<std::string> lines_of(const std::string& text) {
-  std::istringstream in(text);
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  return lines;
-}
+using test::hexadecimal;
+using test::lines_of;
+using test::output_of;
 
 // --- list-directed reading ---------------------------------------------------------------------------------------
 
@@ -65,20 +52,11 @@ read_status read_kind(int kind, text_input& in, items& i) {
   }
 }
 
-std::string hexadecimal(r8 x) {
-  std::array<char, 17> text;
-  std::snprintf(text.data(), text.size(), "%016llX",
-                static_cast<unsigned long long>(std::bit_cast<std::uint64_t>(x)));
-  return text.data();
-}
-
-constexpr const char* not_a_number = "7FF8000000000000";
-
 /// Status and values of a read in the judge's form. A failed read promises no values.
 std::string shown(read_status status, const items& i) {
   if (status != read_status::ok) return status == read_status::end_of_input ? "-1;" : "1;";
   std::string line = "0";
-  for (const r8 x : i.x) line += ' ' + (std::isnan(x) ? not_a_number : hexadecimal(x));
+  for (const r8 x : i.x) line += ' ' + hexadecimal(x);
   for (const i4 n : i.n) line += ' ' + std::to_string(n);
   return line + ';';
 }
@@ -88,13 +66,7 @@ bool judge_is_asked(int kind, const std::string& text) {
   // A repeated constant belongs to each of its items in turn; the judge refuses one that meets both types.
   const bool mixes_types = kind == 5 || kind == 7;
   if (mixes_types && text.find('*') != text.npos) return false;
-  // A line end acts as a blank; the judge takes a comma or a slash that begins a line in a way of its own.
-  const std::size_t line_end = text.find('\n');
-  for (std::size_t at = line_end; at != text.npos; at = text.find('\n', at + 1)) {
-    const std::size_t next = text.find_first_not_of(" \t\r\n", at);
-    if (next != text.npos && (text[next] == ',' || text[next] == '/')) return false;
-  }
-  return true;
+  return !test::line_begins_with_separator(text);
 }
 
 std::string our_answer(int kind, const std::string& text) {

@@ -17,6 +17,13 @@ class random_lines {
     return text;
   }
 
+  /// The same for lists of active cells.
+  std::string activities(int words) {
+    std::string text;
+    for (int n = 0; n < words; ++n) text += activity() + separator();
+    return text;
+  }
+
   std::size_t below(std::size_t n) { return random_() % n; }
 
  private:
@@ -61,6 +68,20 @@ class random_lines {
         return "";
       default:
         return number();
+    }
+  }
+
+  std::string activity() {
+    switch (below(20)) {
+      case 0:
+      case 1:
+        return one_of({"1", "2", "3", "12"}) + std::string("*") + one_of({"1", "0", "-1", "+1"});
+      case 2:
+        return one_of({"2*", "1*", "3*", "/", "", "2"});
+      case 3:
+        return below(4) > 0 ? "1" : one_of({"x", "1.0", "1e0", "2*x", "!", "0*1", "1 !", "9999999999"});
+      default:
+        return one_of({"1", "1", "0", "0", "-1", "+1", "01", "-0"});
     }
   }
 
