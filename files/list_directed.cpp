@@ -9,6 +9,8 @@ namespace velko {
 
 namespace {
 
+constexpr std::ptrdiff_t longest_value = std::ptrdiff_t{16} << 20;
+
 bool is_blank(char c) {
   return c == ' ' || c == '\t';
 }
@@ -89,6 +91,7 @@ list_directed_read::found list_directed_read::next_value(number& x) {
 template <class number>
 list_directed_read::found list_directed_read::next_word(number& x) {
   const std::string_view word = whole_word();
+  if (std::ssize(word) > longest_value) return stop(read_status::bad_value);
   in_.take_until(word.data() + word.size());
   if (is_number(word, x)) return found::constant;
   return begin_repeats(word) ? repeated_value(x) : stop(read_status::bad_value);
@@ -132,7 +135,8 @@ bool list_directed_read::pass_blanks() {
   return !over_;
 }
 
-/// The characters up to the end of the value, fetching more of the text as long as the end is not in sight.
+/// The characters up to the end of the value, fetching more of the text as long as the end is not in sight and the
+/// value not too long.
 std::string_view list_directed_read::whole_word() {
   std::ptrdiff_t length = 0;
   for (;;) {
@@ -142,7 +146,7 @@ std::string_view list_directed_read::whole_word() {
     const bool in_sight = first + length != last;
     if (in_sight) break;
     const bool look_again = length > 0 && last[-1] == '\r';
-    if (!in_.fetch_more()) break;
+    if (length > longest_value || !in_.fetch_more()) break;
     if (look_again) --length;
   }
   return {in_.begin(), static_cast<std::size_t>(length)};
@@ -156,7 +160,7 @@ list_directed_read::found list_directed_read::stop(read_status status) {
 }
 
 read_status list_directed_read::finish() {
-  in_.skip_line();
+  if (status_ == read_status::ok) in_.skip_line();
   return in_.read_error() != 0 ? read_status::bad_value : status_;
 }
 

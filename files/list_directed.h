@@ -9,6 +9,9 @@
 /// Lines    each read begins on a new line, passes over blank lines, takes as many lines as its items need,
 ///          and skips what stands behind its last value on the last line. Without items it skips one line
 /// Numbers  files/number_text.h
+/// Memory   a value of more than 16 MiB is bad, so that a text without separators, such as that of a device which
+///          never ends, fills no memory; what is skipped is kept nowhere. A repeat form stands for values that are
+///          there: the items it fills take their memory, however short the text
 /// Errors   a status, and no word: the messages are the callers'. A read that the system refuses is a bad
 ///          value
 ///
@@ -36,7 +39,7 @@ class list_directed_read {
   void item(std::span<r8> xs);
   void item(std::span<i4> xs);
 
-  /// Skips the rest of the line and tells how the read went.
+  /// Skips the rest of the line, unless the read failed, and tells how it went.
   read_status finish();
 
  private:

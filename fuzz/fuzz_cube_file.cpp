@@ -67,8 +67,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t n) 
   const i4 weights = in.below(64);
   const std::string text(in.rest());
   const fuzz::named_bytes file(text);
-  const auto cells = static_cast<std::size_t>(new_cube().size());
-  const auto expected = test::read_array_slowly(text, cells, 'r', kept);
+  const auto count = static_cast<std::size_t>(new_cube().size());
+  const auto expected = test::read_array_slowly(text, count, 'r', kept);
   expect(read_all_ways(file.name(), expected, weights) == expected.has_value());
   read_all_ways("VALUE " + text, {}, weights);
   return 0;

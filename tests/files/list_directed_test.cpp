@@ -199,6 +199,22 @@ TEST_F(ListDirectedFile, ValueOfAMillionDigitsIsReadAcrossBuffers) {
   EXPECT_THAT(x, ElementsAre(1, 5, 5, 5, 7));
 }
 
+TEST_F(ListDirectedFile, ValueMayHaveSixteenMebibytesAndNotOneByteMore) {
+  const std::string zeros((16 << 20) - 11, '0'), exponent = "e-16777205";  // as long as there are zeros
+  for (const std::string more : {"", "0"}) {
+    text_input in(file('1' + zeros + more + exponent), "data");
+    r8 x = kept;
+    EXPECT_EQ(read_list(in, x), more.empty() ? read_status::ok : read_status::bad_value);
+    EXPECT_EQ(x, more.empty() ? 1 : kept);
+  }
+}
+
+TEST_F(ListDirectedFile, DeviceThatNeverEndsHoldsABadValue) {
+  text_input in("/dev/zero", "data");
+  r8 x = kept;
+  EXPECT_EQ(read_list(in, x), read_status::bad_value);
+}
+
 TEST_F(ListDirectedFile, WholeListOnOneLine) {
   constexpr int n = 300000;
   std::string line;
