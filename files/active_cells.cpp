@@ -19,10 +19,6 @@ namespace {
 
 enum activity : i4 { inactive_inf = -1, inactive = 0, active = 1 };
 
-bool names_no_file(std::string_view file_name) {
-  return file_name.starts_with("NULL") || file_name.starts_with("null");
-}
-
 [[noreturn]] void fail(std::string_view what, std::string_view name) {
   report_and_stop({std::string(what).append("active cell file ").append(name)});
 }

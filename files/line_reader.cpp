@@ -44,19 +44,6 @@ bool take_to_line_feed(text_input& unit1, std::string_view front) {
   return taken;
 }
 
-/// Takes a line. Its front stays where it is if the window need not move for it, or goes into the buffer.
-/// Nothing at the end of the file.
-std::optional<std::string_view> take_line(text_input& unit1, std::span<char> line) {
-  const known_line known = look_at_line(unit1, std::ssize(line));
-  if (known.next != nullptr) {
-    unit1.take_until(known.next);
-    return known.front;
-  }
-  const std::string_view copy(line.data(), known.front.copy(line.data(), line.size()));
-  if (!take_to_line_feed(unit1, known.front)) return std::nullopt;
-  return copy;
-}
-
 bool is_significant(std::string_view front) {
   return !front.starts_with('!') && std::any_of(front.begin(), front.end(), [](char c) { return c != ' '; });
 }
@@ -68,6 +55,17 @@ void write_rule() {
 }
 
 }  // namespace
+
+std::optional<std::string_view> take_line(text_input& unit1, std::span<char> buffer) {
+  const known_line known = look_at_line(unit1, std::ssize(buffer));
+  if (known.next != nullptr) {
+    unit1.take_until(known.next);
+    return known.front;
+  }
+  const std::string_view copy(buffer.data(), known.front.copy(buffer.data(), buffer.size()));
+  if (!take_to_line_feed(unit1, known.front)) return std::nullopt;
+  return copy;
+}
 
 std::optional<std::string_view> next_line(text_input& unit1, std::span<char> buffer, i4* line_count) {
   for (;;) {

@@ -17,14 +17,17 @@
 
 namespace velko {
 
+/// Takes the next line, whatever it holds. Its front, as far as it fits the buffer, stays where the file's characters
+/// are, or goes into the buffer if its end had still to be fetched; it is gone with the next read of unit1. Nothing at
+/// the end of the file.
+std::optional<std::string_view> take_line(text_input& unit1, std::span<char> buffer);
+
 /// Fetches the next significant line, passing over lines with '!' in column 1 and lines of blanks. False at
 /// the end of the file. Every line fetched adds 1 to line_count, also those passed over and the fetch that
 /// met the end.
 bool read_next_line(text_input& unit1, std::span<char> line, i4* line_count = nullptr);
 
-/// The same without padding and, as a rule, without a copy: a line lies where the file's characters are, or in
-/// the buffer, whose width counts here too, if its end had still to be fetched. It is gone with the next read
-/// of unit1. Nothing at the end of the file.
+/// The same without padding and, as a rule, without a copy: the line lies where take_line leaves it.
 std::optional<std::string_view> next_line(text_input& unit1, std::span<char> buffer,
                                           i4* line_count = nullptr);
 

@@ -34,6 +34,10 @@ i8 read_once(int file, char* target, i8 room) {
 
 }  // namespace
 
+bool names_no_file(std::string_view file_name) {
+  return file_name.starts_with("null") || file_name.starts_with("NULL");
+}
+
 text_input::text_input(std::string_view file_name, std::string_view label) : at_(nullptr), end_(nullptr) {
   const std::string name(without_trailing_blanks(file_name));
   file_ = open(name.c_str(), O_RDONLY | O_CLOEXEC);

@@ -16,6 +16,9 @@
 
 namespace velko {
 
+/// Whether a name stands for no file at all: it begins with "null" or "NULL".
+bool names_no_file(std::string_view file_name);
+
 class text_input {
  public:
   /// Characters that somebody else holds.
