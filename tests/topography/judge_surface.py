@@ -1,13 +1,10 @@
-""
-    "Judges the surface, and the surface index, of scattered points over a mesh.
+"""Judges the surface, and the surface index, of scattered points over a mesh.
 
-    judge_surface
-        .py FOLDER
+    judge_surface.py FOLDER
 
-            For each NAME.topography in the folder : NAME.mesh holds ztop and then the edges along y,
-    x and z, a line each;
-NAME.gz the elevations at the samples and NAME.itop the index,
-    y fastest.SciPy's LinearNDInterpolator gives the surface inside the hull of the points; beyond it, it is as high as the nearest of all points of all edges of the hull. Nothing is taken
+For each NAME.topography in the folder: NAME.mesh holds ztop and then the edges along y, x and z, a line each; NAME.gz
+the elevations at the samples and NAME.itop the index, y fastest. SciPy's LinearNDInterpolator gives the surface inside
+the hull of the points; beyond it, it is as high as the nearest of all points of all edges of the hull. Nothing is taken
 from the library.
 """
 
@@ -87,13 +84,13 @@ def main():
     names = sorted(pathlib.Path(sys.argv[1]).glob("*.topography"))
     for name in names:
         apart, wrong, count, beyond = judge(name)
-        if apart > 1e-9 or wrong:
+        if not apart < 1e-8 or wrong:
             print(f"{name.name}: elevations {apart:.2e} apart, {wrong} columns differ")
         worst, columns_wrong = max(worst, apart), columns_wrong + wrong
         all_samples, all_beyond = all_samples + count, all_beyond + beyond
     print(f"{len(names)} files, {all_samples} samples, {all_beyond} of them beyond the hull: "
           f"elevations at most {worst:.1e} apart, {columns_wrong} columns differ")
-#Elevations are of the order of 100; slivers at the hull lose some of 16 digits.
+    # Elevations are of the order of 100; slivers at the hull lose some of 16 digits.
     sys.exit(0 if names and worst < 1e-8 and columns_wrong == 0 and all_beyond > 1000 else 1)
 
 

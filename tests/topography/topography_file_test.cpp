@@ -145,8 +145,8 @@ TEST_F(TopographyFile, ValuesBehindTheLastPointAreNotRead) {
 }
 
 TEST_F(TopographyFile, NullValuesAndASlashLeaveZeros) {
-  EXPECT_THAT(triangulated("4\n,,7\n40 /\n2*,8\n40 30 3*9\n"),
-              UnorderedElementsAre(point{0, 0, 7}, point{40, 0, 0}, point{0, 0, 8}, point{40, 30, 9}));
+  EXPECT_THAT(triangulated("4\n,5,7\n40 /\n2*,8\n40 30 3*9\n"),
+              UnorderedElementsAre(point{0, 5, 7}, point{40, 0, 0}, point{0, 0, 8}, point{40, 30, 9}));
 }
 
 TEST_F(TopographyFile, EndOfFileAndBadValuesInAPointStopWithTheReadingError) {
