@@ -34,4 +34,16 @@ void write_mesh_file(output_file& file, const mesh_axes& axes) {
   for (const mesh_axis* axis : {&axes.x, &axes.y, &axes.z}) write(file, line_of_widths(axis->widths));
 }
 
+void write_model_file(output_file& file, std::span<const r8> values) {
+  constexpr std::size_t chunk = 4096;
+  std::string lines;
+  for (std::size_t n = 0; n < values.size(); ++n) {
+    fmt::format_to(std::back_inserter(lines), "{:.9g}\n", values[n]);
+    if ((n + 1) % chunk == 0 || n + 1 == values.size()) {
+      write(file, lines);
+      lines.clear();
+    }
+  }
+}
+
 }  // namespace velko

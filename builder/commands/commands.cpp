@@ -32,6 +32,13 @@ std::string words_of_error(const CLI::App* app, const CLI::Error& error) {
   return name + ": " + words + "; see " + name + " --help\n";
 }
 
+/// The parser's own words for an unknown one would hold the whole command line.
+void check_subcommand(const CLI::App& app, const std::string& name) {
+  const auto has_the_name = [&](const CLI::App* subcommand) { return subcommand->get_name() == name; };
+  if (!name.starts_with('-') && app.get_subcommands(has_the_name).empty())
+    throw CLI::ParseError("no subcommand is called " + name, wrong_command_line);
+}
+
 /// The lines of a report of the library as one line: without blank ones, and without the blanks around each.
 std::string in_one_line(std::string_view report) {
   std::string joined;
@@ -74,7 +81,9 @@ int velkmtx(int argc, const char* const* argv) {
   task chosen;
   add_make(app, chosen);
   add_mesh(app, chosen);
+  add_model(app, chosen);
   try {
+    if (argc > 1) check_subcommand(app, argv[1]);
     app.parse(argc, argv);
     if (!chosen) throw CLI::RequiredError("A subcommand");
   } catch (const CLI::ParseError& end) {

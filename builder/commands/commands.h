@@ -17,6 +17,7 @@ using task = std::function<int()>;
 
 void add_make(CLI::App& app, task& chosen);
 void add_mesh(CLI::App& app, task& chosen);
+void add_model(CLI::App& app, task& chosen);
 
 /// The whole program; gives its exit status.
 int velkmtx(int argc, const char* const* argv);

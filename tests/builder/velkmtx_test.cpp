@@ -142,7 +142,7 @@ TEST_F(Velkmtx, CommandLineErrorsGoToTheErrorStreamWithAStatus) {
 TEST_F(Velkmtx, SubcommandThatIsMissingOrUnknownIsToldInALine) {
   EXPECT_EQ(run("").err, "velkmtx: A subcommand is required; see velkmtx --help\n");
   EXPECT_EQ(run("").status, 2);
-  EXPECT_EQ(run("frob").err, "velkmtx: The following argument was not expected: frob; see velkmtx --help\n");
+  EXPECT_EQ(run("frob").err, "velkmtx: no subcommand is called frob; see velkmtx --help\n");
   EXPECT_EQ(run("frob").status, 2);
 }
 
