@@ -1,6 +1,6 @@
 /// Text files against bare loops: what the formats cost on top of turning digits into numbers and back.
 ///
-/// Reading  read_model, read_data_file and read_mesh_file, from files in the page cache, beside a loop of
+/// Reading  read_model, read_cube, read_data_file and read_mesh_file, from files in the page cache, beside a loop of
 ///          std::from_chars over the same text in memory, which knows where each number begins, and strtod, fscanf and
 ///          a stream over the same file
 /// Skipping read_data_file over a million blank lines beside std::memchr
@@ -149,26 +149,61 @@ BENCHMARK(BM_model_strtod)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_model_fscanf)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_model_stream)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
 
-/// Locations with three columns.
+/// The same numbers as a whole array in one read, twenty to a line and one to a line.
+void BM_read_cube(benchmark::State& state) {
+  set_mesh();
+  owned_array3<r8> cube(edge, edge, edge);
+  const auto columns = static_cast<int>(state.range(1));
+  const std::string text =
+      lines_of_numbers(formats[static_cast<std::size_t>(state.range(0))], cell_count / columns, columns);
+  const std::string name = folder().write("cube", text);
+  read_cube(name, "cube", cube, {}, mesh.itop);
+  if (!std::equal(cube.begin(), cube.end(), model_in(state.range(0)).values.begin()))
+    return state.SkipWithError("wrong values");
+  for (auto _ : state) read_cube(name, "cube", cube, {}, mesh.itop);
+  count_text(state, text.size(), cell_count);
+  state.SetLabel(formats[static_cast<std::size_t>(state.range(0))]);
+}
+BENCHMARK(BM_read_cube)->ArgsProduct({{0, 1, 2}, {1, 20}})->Unit(benchmark::kMillisecond);
+
+/// Data lines of two decimals: locations with three columns, or observations with five, the last one above 0.
+std::string data_lines(int columns) {
+  std::mt19937_64 random(13);
+  std::normal_distribution<r8> values(0, 1e3);
+  std::string text;
+  std::array<char, 40> number;
+  for (i4 i = 0; i < datum_count; ++i)
+    for (int c = 1; c <= columns; ++c) {
+      const r8 x = values(random);
+      std::snprintf(number.data(), number.size(), c < columns ? "%.2f " : "%.2f\n", c < 5 ? x : 1 + x * x);
+      text += number.data();
+    }
+  return text;
+}
 void BM_read_data_file(benchmark::State& state) {
-  const std::string lines = lines_of_numbers("%.2f", datum_count, 3);
+  const auto columns = static_cast<int>(state.range(0));
+  const std::string lines = data_lines(columns);
   const std::string name =
       folder().write("locations", "65 0 5e4\n90 0 1\n" + std::to_string(datum_count) + "\n" + lines);
   reset_state();
-  read_data_file(name, false);
-  const std::vector<r8> values = values_by_from_chars(lines, std::vector<r8>(3 * datum_count));
-  if (survey.zobs(datum_count) != values.back()) return state.SkipWithError("wrong values");
-  for (auto _ : state) read_data_file(name, false);
-  count_text(state, lines.size(), 3 * datum_count);
+  store.ndata_mtx = datum_count;
+  read_data_file(name, columns > 3);
+  const std::vector<r8> values =
+      values_by_from_chars(lines, std::vector<r8>(static_cast<std::size_t>(columns) * datum_count));
+  const r8 last = columns > 3 ? survey.derr(datum_count) : survey.zobs(datum_count);
+  if (last != values.back()) return state.SkipWithError("wrong values");
+  for (auto _ : state) read_data_file(name, columns > 3);
+  count_text(state, lines.size(), columns * datum_count);
 }
 void BM_data_from_chars(benchmark::State& state) {
-  const std::string lines = lines_of_numbers("%.2f", datum_count, 3);
-  std::vector<r8> values(3 * datum_count);
+  const auto columns = static_cast<int>(state.range(0));
+  const std::string lines = data_lines(columns);
+  std::vector<r8> values(static_cast<std::size_t>(columns) * datum_count);
   for (auto _ : state) values = values_by_from_chars(lines, std::move(values));
-  count_text(state, lines.size(), 3 * datum_count);
+  count_text(state, lines.size(), columns * datum_count);
 }
-BENCHMARK(BM_read_data_file)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_data_from_chars)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_read_data_file)->Arg(3)->Arg(5)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_data_from_chars)->Arg(3)->Arg(5)->Unit(benchmark::kMillisecond);
 
 /// A location file that is blank but for its last lines, beside the search for line feeds alone.
 constexpr i4 blank_count = 1000000;
