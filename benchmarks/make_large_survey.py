@@ -1,60 +1,81 @@
-"""Makes a compressed sensitivity file of a given size with its location file and model: random rows as long as a real
-survey's, to time whole runs with. Usage: make_large_survey.py FOLDER [MiB]"""
+"""Makes a compressed sensitivity file of a given size with its location file and model, to time whole runs with: rows as
+velkmtx makes them for a survey over 128 x 128 x 64 cells, repeated until the size is reached.
+Usage: make_large_survey.py VELKMTX FOLDER [MiB]"""
 import os
+import subprocess
 import sys
 
 import numpy as np
 
-NY, NX, NZ = 120, 120, 60
-CUBE = (128, 128, 64)
-NNZ = 13400  # about 1.3 percent of the coefficients, as wavelet compression leaves
+NX, NY, NZ = 128, 128, 64
+STATIONS = 20  # along each side: so many squared are the rows that differ
+WIDTH, HEIGHT = 25.0, 12.5
 
 
-def record(out, *parts):
-    payload = b"".join(np.ascontiguousarray(part).tobytes() for part in parts)
-    length = np.array([len(payload)], dtype="<i4").tobytes()
-    out.write(length + payload + length)
-
-
-def write_matrix(name, rows):
-    rng = np.random.default_rng(20260101)
-    ncol, ncube = NY * NX * NZ, int(np.prod(CUBE))
-    edges = [np.arange(n + 1, dtype="<f8") * 25.0 for n in (NY, NX, NZ)]
-    s = np.sqrt(3.0)
-    filter_ = np.array([1 + s, 3 + s, 3 - s, 1 - s]) / (4 * np.sqrt(2.0))
-    with open(name, "wb") as out:
-        record(out, np.array([rows, ncol, NY, NX, NZ], dtype="<i4"))
-        record(out, *edges, np.array([0.0]))
-        record(out, np.zeros(NY * NX, dtype="<i4"))
-        record(out, np.array([4], dtype="<i4"), filter_.astype("<f8"))
-        record(out, np.array(CUBE, dtype="<i4"))
-        record(out, np.array([1], dtype="<i4"), np.ones(ncol))
-        for _ in range(rows):
-            idx = np.flatnonzero(rng.random(ncube, dtype=np.float32) < NNZ / ncube).astype("<i4") + 1
-            val = rng.standard_normal(idx.size, dtype=np.float32)
-            record(out, np.array([idx.size], dtype="<i4"), idx, val)
-        record(out, np.ones(ncol))
-
-
-def write_locations(name, rows):
+def write_mesh(name):
     with open(name, "w") as out:
-        out.write("65.0 -12.5 54321.0\n65.0 -12.5 1\n%d\n" % rows)
-        for i in range(rows):
-            out.write("%.3f %.3f 30.0\n" % (25.0 * (i % 120), 25.0 * (i // 120)))
+        out.write(f"{NX} {NY} {NZ}\n0 0 0\n{NX}*{WIDTH}\n{NY}*{WIDTH}\n{NZ}*{HEIGHT}\n")
+
+
+def write_locations(name, count):
+    """So many data, over the same stations again and again."""
+    step = (NX * WIDTH - 200.0) / (STATIONS - 1)
+    axis = [100.0 + step * i for i in range(STATIONS)]
+    lines = ["%.3f %.3f 30.0\n" % (x, y) for y in axis for x in axis]
+    repeats, rest = divmod(count, len(lines))
+    with open(name, "w") as out:
+        out.write("65.0 -12.5 54321.0\n65.0 -12.5 1\n%d\n" % count)
+        out.writelines(lines * repeats + lines[:rest])
 
 
 def write_model(name):
     rng = np.random.default_rng(7)
-    np.savetxt(name, rng.random(NY * NX * NZ) * 0.05, fmt="%.6f")
+    np.savetxt(name, rng.random(NX * NY * NZ) * 0.05, fmt="%.6f")
+
+
+def read_records(name):
+    """The file's records, framing words included."""
+    data = open(name, "rb").read()
+    records, at = [], 0
+    while at < len(data):
+        length = 8 + int.from_bytes(data[at:at + 4], "little")
+        records.append(data[at:at + length])
+        at += length
+    return records
+
+
+def repeat_rows(source, target, size):
+    """Writes `source` with its rows repeated in their order until `target` has the size; gives their number."""
+    records = read_records(source)
+    head, rows, gdiag = records[:6], records[6:-1], records[-1]
+    count = size // (sum(map(len, rows)) // len(rows))
+    sizes = np.frombuffer(head[0][4:-4], dtype="<i4").copy()
+    sizes[0] = count
+    head[0] = head[0][:4] + sizes.tobytes() + head[0][-4:]
+    whole = b"".join(rows)
+    repeats, rest = divmod(count, len(rows))
+    with open(target, "wb") as out:
+        out.write(b"".join(head))
+        for _ in range(repeats):
+            out.write(whole)
+        out.write(b"".join(rows[:rest]) + gdiag)
+    return count
 
 
 def main():
-    folder, mebibytes = sys.argv[1], int(sys.argv[2]) if len(sys.argv) > 2 else 1024
-    rows = (mebibytes << 20) // (8 * NNZ)
+    velkmtx, folder = sys.argv[1], sys.argv[2]
+    mebibytes = int(sys.argv[3]) if len(sys.argv) > 3 else 1024
     os.makedirs(folder, exist_ok=True)
-    write_matrix(os.path.join(folder, "velkosta.mtx"), rows)
-    write_locations(os.path.join(folder, "locations.loc"), rows)
-    write_model(os.path.join(folder, "model.sus"))
+    at = lambda name: os.path.join(folder, name)
+    few = os.path.join(os.path.dirname(folder), "few_rows.mtx")  # serves every size
+    if not os.path.exists(few):
+        write_mesh(at("survey.mesh"))
+        write_locations(at("few.loc"), STATIONS**2)
+        subprocess.run([velkmtx, "make", at("survey.mesh"), "null", at("few.loc"), few, "--filter", "4",
+                        "--tolerance", "1e-2"], check=True)
+    count = repeat_rows(few, at("velkosta.mtx"), mebibytes << 20)
+    write_locations(at("locations.loc"), count)
+    write_model(at("model.sus"))
 
 
 if __name__ == "__main__":
