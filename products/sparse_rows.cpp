@@ -1,9 +1,11 @@
 #include "products/sparse_rows.h"
 
 #include <cassert>
+#include <iterator>
 
 #include "products/private_sums.h"
 #include "products/row_kernels.h"
+#include "store/getpar.h"
 #include "store/state.h"
 #include "tool/program_stop.h"
 
@@ -33,8 +35,9 @@ void CALC_GV(std::span<const r8> v, std::span<r8> y) {
   for (i4 i = 1; i <= ndata; ++i) {
     const sparse_row& row = store.Gs(i);
     y[static_cast<std::size_t>(i - 1)] =
-        kernels.sparse_row_dot(row.val.data(), row.idx.data(), row.idx.size(), v.data());
+        kernels.sparse_row_dot(row.val.data(), row.idx.data(), row.idx.size(), v.data(), std::ssize(v));
   }
+  check_rows_in_place();
 }
 
 void CALC_GTV(std::span<const r8> v, std::span<r8> y) {
@@ -43,8 +46,9 @@ void CALC_GTV(std::span<const r8> v, std::span<r8> y) {
   sum_blocks(y, rows_for(v), [&](i8 i, r8* sum) {
     const sparse_row& row = store.Gs(i + 1);
     kernels.add_sparse_row(row.val.data(), row.idx.data(), row.idx.size(), v[static_cast<std::size_t>(i)],
-                           sum);
+                           sum, std::ssize(y));
   });
+  check_rows_in_place();
 }
 
 void CALC_GTGV_1LOOP(std::span<const r8> v, std::span<r8> y) {
@@ -55,9 +59,10 @@ void CALC_GTGV_1LOOP(std::span<const r8> v, std::span<r8> y) {
   sum_blocks(y, survey.ndata, [&](i8 i, r8* sum) {
     const sparse_row& row = store.Gs(i + 1);
     const i8 nnz = row.idx.size();
-    const r8 s = kernels.sparse_row_dot(row.val.data(), row.idx.data(), nnz, v.data());
-    kernels.add_sparse_row(row.val.data(), row.idx.data(), nnz, s, sum);
+    const r8 s = kernels.sparse_row_dot(row.val.data(), row.idx.data(), nnz, v.data(), std::ssize(v));
+    kernels.add_sparse_row(row.val.data(), row.idx.data(), nnz, s, sum, std::ssize(y));
   });
+  check_rows_in_place();
 }
 
 }  // namespace velko

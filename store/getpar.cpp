@@ -53,6 +53,8 @@ bool read_weights(record_reader& in) {
   return in.begin_record() && in.read(store.wtz_kind) && in.read_all(store.wtz.elements()) && in.end_record();
 }
 
+constexpr i8 entry_bytes = sizeof(i4) + sizeof(r4);
+
 /// One row of each kind at its fullest. Asked for and given back, so that a cube that is too large for the machine is
 /// reported before the long read.
 void check_room_for_a_full_row() {
@@ -62,14 +64,27 @@ void check_room_for_a_full_row() {
   });
 }
 
-sparse_row make_row(i8 nnz) {
+sparse_row row_at(std::byte* elements, i8 nnz) {
   sparse_row row;
-  allocate_or_report("getpar Gs", [&] {
-    std::byte* idx = store.Gs_memory.take(nnz * i8{sizeof(i4) + sizeof(r4)});
-    row.idx = array1<i4>(reinterpret_cast<i4*>(idx), nnz);
-    row.val = array1<r4>(reinterpret_cast<r4*>(idx) + nnz, nnz);
-  });
+  row.idx = array1<i4>(reinterpret_cast<i4*>(elements), nnz);
+  row.val = array1<r4>(reinterpret_cast<r4*>(elements) + nnz, nnz);
   return row;
+}
+
+sparse_row new_row(i8 nnz) {
+  sparse_row row;
+  allocate_or_report("getpar Gs", [&] { row = row_at(store.Gs_memory.take(nnz * entry_bytes), nnz); });
+  return row;
+}
+
+/// The elements of a row where they lie in the file, otherwise a copy of them.
+bool place_row(record_reader& in, sparse_row& row, i8 nnz) {
+  if (std::byte* elements = in.take_in_place(nnz * entry_bytes); elements != nullptr) {
+    row = row_at(elements, nnz);
+    return true;
+  }
+  row = new_row(nnz);
+  return in.read_all(row.idx.elements()) && in.read_all(row.val.elements());
 }
 
 void note_extremes(array1<i4> idx) {
@@ -86,10 +101,9 @@ bool read_sparse_row(record_reader& in, sparse_row& row) {
   i4 count = 0;
   if (!in.begin_record() || !in.read(count)) return false;
   const i8 nnz = std::max(count, 0);
-  if (!in.may_hold(nnz * i8{sizeof(i4) + sizeof(r4)})) return false;
+  if (!in.may_hold(nnz * entry_bytes)) return false;
   if (nnz > std::max(store.ncube, 0)) stop_program("nnz > ncube");
-  row = make_row(nnz);
-  if (!in.read_all(row.idx.elements()) || !in.read_all(row.val.elements()) || !in.end_record()) return false;
+  if (!place_row(in, row, nnz) || !in.end_record()) return false;
   note_extremes(row.idx);
   return true;
 }
@@ -99,6 +113,7 @@ bool read_sparse_rows(record_reader& in) {
   store.Gs = owned_array1<sparse_row>(store.ndata_mtx);
   if (!product_fits(store.ncube_y, store.ncube_x, store.ncube_z)) stop_program("ncube beyond 32 bits");
   check_room_for_a_full_row();
+  in.read_in_place(store.Gs_file);
   return std::all_of(store.Gs.begin(), store.Gs.end(),
                      [&](sparse_row& row) { return read_sparse_row(in, row); });
 }
@@ -139,13 +154,21 @@ bool read_store(record_reader& in) {
          read_diagonal(in);
 }
 
+[[noreturn]] void report_read_error() {
+  report_and_stop({"ERROR reading sensitivity file " + store.file_name});
+}
+
 }  // namespace
 
 void getpar(std::string_view file_name) {
   record_reader in;
   if (!in.open(file_name)) report_file_not_found("sensitivity", file_name);
-  if (!read_store(in))
-    report_and_stop({"ERROR reading sensitivity file " + std::string(without_trailing_blanks(file_name))});
+  store.file_name = without_trailing_blanks(file_name);
+  if (!read_store(in)) report_read_error();
+}
+
+void check_rows_in_place() {
+  if (!store.Gs_file.intact()) report_read_error();
 }
 
 }  // namespace velko

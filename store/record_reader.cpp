@@ -8,9 +8,11 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <iterator>
 #include <string>
+#include <utility>
 
 #include "tool/number_layout.h"
 
@@ -51,6 +53,23 @@ bool record_reader::open(std::string_view file_name) {
   next_ = end_ = buffer_.get();
   ok_ = true;
   return true;
+}
+
+void record_reader::read_in_place(mapped_file& file) {
+  const i8 position = i8{lseek(file_, 0, SEEK_CUR)} - (end_ - next_);
+  if (!ok_ || position < 0 || !file.map(file_)) return;
+  const auto size = static_cast<i8>(file.bytes().size());
+  next_ = file.bytes().data() + std::min(position, size);
+  end_ = file.bytes().data() + size;
+  in_place_ = true;
+  lseek(file_, size, SEEK_SET);
+}
+
+std::byte* record_reader::take_in_place(i8 count) {
+  const bool in_one_piece = ok_ && in_place_ && count <= left_ && count <= end_ - next_;
+  if (!in_one_piece || reinterpret_cast<std::uintptr_t>(next_) % alignof(i4) != 0) return nullptr;
+  left_ -= count;
+  return std::exchange(next_, next_ + count);
 }
 
 bool record_reader::begin_record() {
@@ -117,6 +136,7 @@ bool record_reader::fetch(std::byte* target, i8 count) {
     const i8 taken = std::clamp<i8>(got, 0, count);
     target += taken;
     count -= taken;
+    in_place_ = false;
     next_ = buffer_.get();
     end_ = next_ + std::max<i8>(0, got - taken);
   }

@@ -17,6 +17,7 @@
 #include <string_view>
 
 #include "arrays/numbers.h"
+#include "store/mapped_file.h"
 
 namespace velko {
 
@@ -43,6 +44,14 @@ class record_reader {
     return read_bytes(reinterpret_cast<std::byte*>(values.data()), static_cast<i8>(values.size_bytes()));
   }
 
+  /// From here on the file is read where it lies in memory, as long as `file` lives. Where it can't be mapped,
+  /// nothing changes.
+  void read_in_place(mapped_file& file);
+
+  /// The next bytes of the record where they lie in the mapped file, aligned for 4-byte elements. Null, and nothing
+  /// is taken, where they can't be had so: the file is not mapped, a segment ends before, they are not aligned.
+  std::byte* take_in_place(i8 count);
+
   /// Passes over bytes of the record.
   bool skip(i8 count);
 
@@ -62,6 +71,8 @@ class record_reader {
   i8 segment_bytes_ = 0;  // payload of the segment at hand
   i8 left_ = 0;           // of it, not yet taken
   bool more_segments_ = false;
+
+  bool in_place_ = false;  // next_ and end_ stand in a mapped file
 
   // Short reads are served from here; long ones go straight to their target, and what the same system call brings
   // of the bytes behind them lands here.

@@ -8,9 +8,11 @@
 #pragma once
 
 #include <limits>
+#include <string>
 
 #include "arrays/array.h"
 #include "arrays/numbers.h"
+#include "store/mapped_file.h"
 #include "store/row_memory.h"
 
 namespace velko {
@@ -31,7 +33,7 @@ inline mesh_state mesh;
 
 /// One datum's row of G in the wavelet domain. (1) val and idx have the same length, the row's only count; it
 /// may be 0. (2) 1 <= idx(k) <= ncube, one-based flat positions in the cube. Written by getpar, never changed
-/// after. The elements lie in Gs_memory.
+/// after. The elements lie in Gs_file, where the file allows it, otherwise in Gs_memory.
 struct sparse_row {
   array1<r4> val;
   array1<i4> idx;
@@ -49,7 +51,9 @@ struct store_state {
   i4 wtz_kind = 0;                           // kept, not used
   owned_array1<r8> wtz;                      // (ncol) weight of each cell below the surface, surface order
   owned_array1<r8> gdiag;                    // (ncol) last vector of the file; kept, not used
-  row_memory Gs_memory;                      // holds the elements of all rows of Gs
+  std::string file_name;                     // of the sensitivity file, for reports
+  mapped_file Gs_file;                       // the file, where rows of Gs stand in it
+  row_memory Gs_memory;                      // holds the rows of Gs that were copied
   owned_array1<sparse_row> Gs;               // (ndata_mtx) compressed G; empty when dense
   // Smallest and largest idx of all rows, noted as they are loaded, so that a product can test (2) at no cost;
   // idx_min > idx_max while no row has an entry.

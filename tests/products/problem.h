@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "store/state.h"
+#include "tests/support/entry.h"
 #include "tool/channel.h"
 #include "tool/program_stop.h"
 #include "wavelet/wtn_mod.h"
@@ -19,11 +20,6 @@
 namespace velko::test {
 
 using values = std::vector<r8>;
-
-struct entry {
-  i4 idx;
-  r4 val;
-};
 
 inline values random_values(std::size_t n, unsigned seed = 1) {
   std::mt19937 generator(seed);

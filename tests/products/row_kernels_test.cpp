@@ -64,7 +64,7 @@ const std::vector<std::size_t> lengths{0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  1
 void expect_fixed_shape(const row_kernels& kernels, const row_problem& p) {
   const auto n = static_cast<i8>(p.n);
   EXPECT_TRUE(same_bits({kernels.row_dot(p.g, p.m, n)}, {in_fixed_shape(p.dense_terms(0))}));
-  EXPECT_TRUE(same_bits({kernels.sparse_row_dot(p.g, p.at, n, p.m)}, {in_fixed_shape(p.sparse_terms())}));
+  EXPECT_TRUE(same_bits({kernels.sparse_row_dot(p.g, p.at, n, p.m, n)}, {in_fixed_shape(p.sparse_terms())}));
   values y(dense_rows_at_once, 7.0), rows;
   kernels.row_dots(p.g, p.m, n, y.data());
   for (std::size_t r = 0; r < dense_rows_at_once; ++r) rows.push_back(in_fixed_shape(p.dense_terms(r)));
@@ -94,7 +94,7 @@ TEST(RowKernels, RowsUnderEightAreSummedStrictlyFromLeftToRight) {
   for (i8 n = 0; n <= 7; ++n) {
     const r8 left_to_right = std::accumulate(m, m + n, 0.0);
     EXPECT_EQ(best_row_kernels().row_dot(g, m, n), left_to_right);
-    EXPECT_EQ(best_row_kernels().sparse_row_dot(g, idx, n, m), left_to_right);
+    EXPECT_EQ(best_row_kernels().sparse_row_dot(g, idx, n, m, n), left_to_right);
   }
 }
 

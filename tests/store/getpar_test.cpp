@@ -355,7 +355,8 @@ TEST_F(GetparWithLittleMemory, NoRoomForAFullRowIsReported) {
 }
 
 TEST_F(GetparWithLittleMemory, NoRoomForTheRowsIsReported) {
-  load_within(i8{20} << 20, compressed_file());
+  const std::string not_aligned = bytes_of(i4{1}) + bytes_of(1.0) + "x";  // so that the rows are copied
+  load_within(i8{20} << 20, compressed_file().payload(4, not_aligned));
   EXPECT_EQ(said_, "\nMemory allocation error in: getpar Gs\n\n");
   EXPECT_EQ(logged_, said_);
 }

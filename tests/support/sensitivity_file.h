@@ -14,13 +14,9 @@
 #include <vector>
 
 #include "arrays/numbers.h"
+#include "tests/support/entry.h"
 
 namespace velko::test {
-
-struct entry {
-  i4 idx;
-  r4 val;
-};
 
 template <class T>
 std::string bytes_of(T value) {

@@ -1,0 +1,42 @@
+/// A file seen where the system keeps it in memory, without a copy of its own.
+///
+/// What     map() lays a whole file into the address space, private and writable: what the program writes there is
+///          its own and never reaches the file
+/// Why      a file in the page cache then costs neither a copy nor fresh memory, and programs that run side by side
+///          share it: docs/rows_in_place.md holds the measurements
+/// Changes  the system shows what others do to the file later on. What is gone, because the file was cut short or its
+///          device fails, reads as zeros here instead of ending the process by a signal. intact() tells
+/// Signals  SIGBUS is handled while a file is mapped; a fault elsewhere goes to the handler that stood before
+/// Limits   one mapped file in a process at a time, since a signal handler has to find it
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstddef>
+#include <span>
+
+namespace velko {
+
+class mapped_file {
+ public:
+  mapped_file() = default;
+  mapped_file(mapped_file&& other) noexcept { *this = std::move(other); }
+  mapped_file& operator=(mapped_file&& other) noexcept;
+  ~mapped_file();
+
+  /// Maps all bytes of an open file, which may be closed afterwards. False where the system can't (a pipe, an empty
+  /// file, no room in the address space) and while another file is mapped.
+  bool map(int file);
+
+  std::span<std::byte> bytes() const { return bytes_; }
+
+  /// True as long as the file is what it was when it was mapped. True also without a file.
+  bool intact() const;
+
+ private:
+  std::span<std::byte> bytes_;
+  int file_ = -1;
+  struct stat at_first_ {};
+};
+
+}  // namespace velko

@@ -1,0 +1,168 @@
+#include "store/mapped_file.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <setjmp.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "arrays/numbers.h"
+#include "tests/support/temporary_folder.h"
+
+namespace velko {
+namespace {
+
+constexpr std::size_t three_pages = 3 * 4096;
+
+class MappedFile : public testing::Test {
+ protected:
+  bool map(const std::string& name) {
+    const int file = open(name.c_str(), O_RDONLY | O_CLOEXEC);
+    const bool done = file_.map(file);
+    close(file);
+    return done;
+  }
+  bool map_bytes(const std::string& bytes) { return map(name_ = folder_.write("file", bytes)); }
+  void set_time_of_last_write(i8 seconds) {
+    std::filesystem::last_write_time(name_, std::filesystem::file_time_type(std::chrono::seconds(seconds)));
+  }
+  char at(std::size_t position) const { return static_cast<char>(file_.bytes()[position]); }
+
+  test::temporary_folder folder_;
+  std::string name_;
+  mapped_file file_;
+};
+
+TEST_F(MappedFile, HoldsTheBytesOfTheFile) {
+  ASSERT_TRUE(map_bytes("sensitivity"));
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(file_.bytes().data()), file_.bytes().size()),
+            "sensitivity");
+  EXPECT_TRUE(file_.intact());
+}
+
+TEST_F(MappedFile, WhatIsWrittenThereNeverReachesTheFile) {
+  ASSERT_TRUE(map_bytes("sensitivity"));
+  file_.bytes()[0] = std::byte{'S'};
+  EXPECT_EQ(at(0), 'S');
+  EXPECT_EQ(folder_.read("file"), "sensitivity");
+  EXPECT_TRUE(file_.intact());
+}
+
+TEST_F(MappedFile, EmptyFilesAndPipesAreNotMapped) {
+  EXPECT_FALSE(map_bytes(""));
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  EXPECT_FALSE(file_.map(ends[0]));
+  close(ends[0]);
+  close(ends[1]);
+  EXPECT_TRUE(file_.bytes().empty());
+  EXPECT_TRUE(file_.intact());
+}
+
+TEST_F(MappedFile, SecondFileIsNotMappedWhileTheFirstIs) {
+  std::optional<mapped_file> first(std::move(file_));
+  const std::string name = folder_.write("file", "one");
+  const int file = open(name.c_str(), O_RDONLY | O_CLOEXEC);
+  EXPECT_TRUE(first->map(file));
+  EXPECT_FALSE(file_.map(file));
+  first.reset();
+  EXPECT_TRUE(file_.map(file));
+  close(file);
+}
+
+TEST_F(MappedFile, PartThatWasCutOffReadsAsZerosAndIsTold) {
+  ASSERT_TRUE(map_bytes(std::string(three_pages, 'x')));
+  std::filesystem::resize_file(name_, 4096);
+  EXPECT_EQ(at(0), 'x');
+  EXPECT_EQ(at(4096), '\0');
+  EXPECT_EQ(at(three_pages - 1), '\0');
+  EXPECT_FALSE(file_.intact());
+}
+
+TEST_F(MappedFile, CutIsToldEvenIfTheFileGetsItsLengthAndTimeBack) {
+  ASSERT_TRUE(map_bytes(std::string(three_pages, 'x')));
+  const auto time = std::filesystem::last_write_time(name_);
+  std::filesystem::resize_file(name_, 4096);
+  EXPECT_EQ(at(2 * 4096), '\0');
+  std::filesystem::resize_file(name_, three_pages);
+  std::filesystem::last_write_time(name_, time);
+  EXPECT_FALSE(file_.intact());
+}
+
+TEST_F(MappedFile, GrownFileIsTold) {
+  ASSERT_TRUE(map_bytes("sensitivity"));
+  std::filesystem::resize_file(name_, 100);
+  EXPECT_FALSE(file_.intact());
+}
+
+TEST_F(MappedFile, FileWrittenToIsTold) {
+  name_ = folder_.write("file", "sensitivity");
+  set_time_of_last_write(1000);
+  ASSERT_TRUE(map(name_));
+  EXPECT_TRUE(file_.intact());
+  folder_.write("file", "SENSITIVITY");
+  EXPECT_FALSE(file_.intact());
+}
+
+TEST_F(MappedFile, FileReplacedByAnotherOfItsNameIsStillThere) {
+  ASSERT_TRUE(map_bytes("sensitivity"));
+  std::filesystem::rename(folder_.write("new", "another one"), name_);
+  EXPECT_EQ(at(0), 's');
+  EXPECT_TRUE(file_.intact());
+}
+
+// The handler that stood before, as a program that uses the library may have it.
+sigjmp_buf way_out;
+void leave(int) {
+  siglongjmp(way_out, 1);
+}
+
+class MappedFileBesideAnotherHandler : public MappedFile {
+ protected:
+  MappedFileBesideAnotherHandler() {
+    struct sigaction handler {};
+    handler.sa_handler = leave;
+    sigaction(SIGBUS, &handler, &before_);
+  }
+  ~MappedFileBesideAnotherHandler() override { sigaction(SIGBUS, &before_, nullptr); }
+
+  static bool other_handler_stands() {
+    struct sigaction now {};
+    sigaction(SIGBUS, nullptr, &now);
+    return now.sa_handler == leave;
+  }
+
+  struct sigaction before_ {};
+};
+
+TEST_F(MappedFileBesideAnotherHandler, HandlerStandsAgainAfterwards) {
+  ASSERT_TRUE(map_bytes("sensitivity"));
+  EXPECT_FALSE(other_handler_stands());
+  file_ = mapped_file();
+  EXPECT_TRUE(other_handler_stands());
+}
+
+TEST_F(MappedFileBesideAnotherHandler, FaultElsewhereIsLeftToIt) {
+  ASSERT_TRUE(map_bytes("sensitivity"));
+  const std::string other = folder_.write("other", "x");
+  const int file = open(other.c_str(), O_RDWR | O_CLOEXEC);
+  auto* page = static_cast<volatile char*>(mmap(nullptr, 4096, PROT_READ, MAP_SHARED, file, 0));
+  std::filesystem::resize_file(other, 0);
+  volatile bool reached = false;
+  if (sigsetjmp(way_out, 1) == 0) {
+    static_cast<void>(page[0]);
+    reached = true;
+  }
+  EXPECT_FALSE(reached);
+  EXPECT_TRUE(file_.intact());
+  munmap(const_cast<char*>(page), 4096);
+  close(file);
+}
+
+}  // namespace
+}  // namespace velko
