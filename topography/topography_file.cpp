@@ -229,8 +229,8 @@ triangulated_surface read_surface(std::string_view file_name) {
   check_overlap(seen);
   warn_of_small_share(seen);
   add_corners(s, seen);
-  reorder_nodes(s.n, 3, s.ty, s.tx, s.tz,
-                s.adj_end);  // adj_end lends its room until the triangulation needs it
+  // adj_end lends its room until the triangulation needs it.
+  reorder_nodes(s.n, 3, s.ty, s.tx, s.tz, s.adj_end);
   check_for_duplicates(s);
   triangulate(s);
   return s;

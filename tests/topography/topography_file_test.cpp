@@ -1,7 +1,7 @@
 #include "topography/topography_file.h"
 
 #include <cmath>
-#include <filesystem>
+#include <fstream>
 #include <random>
 
 #include "tests/topography/terrain.h"
@@ -23,6 +23,7 @@ using test::StopsAfter;
 using test::StopsWithText;
 using testing::Each;
 using testing::ElementsAre;
+using testing::IsSupersetOf;
 using testing::SizeIs;
 using testing::UnorderedElementsAre;
 
@@ -137,6 +138,15 @@ TEST_F(TopographyFile, ReadOfTheHeaderThatTheSystemRefusesIsTheRunTimesOwnFailur
 TEST_F(TopographyFile, PointMayRunOverSeveralLinesAndWhatFollowsItsThirdValueIsSkipped) {
   EXPECT_THAT(read("4\n-5\n-5\n85 junk\n\n45, -5\r\n85\n\n-5 35 85, 1 2 3\n45 36 8.5D1 ! last"), Silent());
   expect_plateau_at_85();
+}
+
+TEST_F(TopographyFile, ExampleOfTheFormatPageReads) {
+  std::ifstream page(FORMAT_PAGE);
+  std::string line, example;
+  while (std::getline(page, line))
+    if (line.starts_with("    ")) example += line.substr(4) + '\n';
+  set_mesh({1000, 1100, 1300}, {2000, 2300}, {0, 10, 20}, 60);
+  EXPECT_THAT(triangulated(example), IsSupersetOf({point{1000, 2000, 41.5}, point{1305.5, 2295, 36}}));
 }
 
 TEST_F(TopographyFile, ValuesBehindTheLastPointAreNotRead) {
