@@ -14,6 +14,8 @@
 /// See      topography/triangulation.h for the invariants, tests/topography/triangulation_test.cpp
 #pragma once
 
+#include <span>
+
 #include "arrays/array.h"
 #include "arrays/numbers.h"
 
@@ -50,5 +52,14 @@ void add_boundary_node(i4 k, i4 i1, i4 i2, array1<i4> adj_list, array1<i4> adj_e
 
 /// Replaces the arc io1-io2 by the arc in1-in2 across it; (in1, io1, io2) is a triangle, counterclockwise.
 void swap_diagonal(i4 in1, i4 in2, i4 io1, i4 io2, array1<i4> adj_list, array1<i4> adj_end);
+
+/// A change in the list of a node: `removed` entries from a position on go, and one comes in, or none where it is 0.
+struct splice {
+  i4 node, position, removed, entering;
+};
+
+/// Makes several changes at once, given in ascending order of their positions, in lists of nodes 1..last_node; the part of
+/// the table in use ends with theirs. Each stretch between two changes moves once, by what those below it add up to.
+void apply_splices(std::span<const splice> changes, i4 last_node, array1<i4> adj_list, array1<i4> adj_end);
 
 }  // namespace velko

@@ -94,12 +94,12 @@ class binary_fraction {
 }  // namespace
 
 bool exact_tests::left(point a, point b, point p) {
-  return side_of_chain(a, b, p) >= 0;
+  return side(a, b, p) >= 0;
 }
 
-std::partial_ordering exact_tests::side_of_chain(point a, point b, point p) {
-  const std::partial_ordering side = formula::side_of_arc<bounded_number>(a, b, p);
-  return side == std::partial_ordering::unordered ? formula::side_of_arc<binary_fraction>(a, b, p) : side;
+std::partial_ordering exact_tests::side(point a, point b, point p) {
+  const std::partial_ordering side = formula::side<bounded_number>(a, b, p);
+  return side == std::partial_ordering::unordered ? formula::side<binary_fraction>(a, b, p) : side;
 }
 
 std::partial_ordering exact_tests::cosine(point apex, point p, point q) {
@@ -108,9 +108,10 @@ std::partial_ordering exact_tests::cosine(point apex, point p, point q) {
 }
 
 bool exact_tests::swap(point in1, point in2, point io1, point io2) {
-  const std::partial_ordering angles = formula::opposite_angles<bounded_number>(in1, in2, io1, io2);
-  if (angles != std::partial_ordering::unordered) return angles > 0;
-  return formula::opposite_angles<binary_fraction>(in1, in2, io1, io2) > 0;
+  const std::partial_ordering sine =
+      formula::sine_of_opposite_angles<bounded_number>(in1, in2, io1, io2) <=> bounded_number(0);
+  if (sine != std::partial_ordering::unordered) return sine < 0;
+  return formula::sine_of_opposite_angles<binary_fraction>(in1, in2, io1, io2) < binary_fraction(0);
 }
 
 }  // namespace velko

@@ -14,7 +14,7 @@ namespace velko {
 
 struct exact_tests {
   static bool left(point a, point b, point p);
-  static std::partial_ordering side_of_chain(point a, point b, point p);
+  static std::partial_ordering side(point a, point b, point p);
   static std::partial_ordering cosine(point apex, point p, point q);
   static bool swap(point in1, point in2, point io1, point io2);
 };

@@ -34,7 +34,7 @@ std::optional<i4> chain_up_to_apex(i4 n, node_points nodes, array1<i4> chain) {
   chain(2) = 2;
   for (i4 k = 3; k <= n; ++k) {
     const i4 m = k - 1;
-    const std::partial_ordering side = tests::side_of_chain(nodes(chain(1)), nodes(chain(m)), nodes(k));
+    const std::partial_ordering side = tests::side(nodes(chain(1)), nodes(chain(m)), nodes(k));
     if (side == std::partial_ordering::unordered) return {};
     if (side > 0) std::reverse(chain.begin(), chain.begin() + m);
     if (side != 0) return k;

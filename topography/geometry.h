@@ -42,14 +42,7 @@ number cross(const arrow<number>& u, const arrow<number>& v) {
 
 /// Greater: p lies left of the line from a to b. Equivalent: on it.
 template <class number>
-std::partial_ordering side_of_arc(point a, point b, point p) {
-  const arrow<number> u(a, b), v(a, p);
-  return u.x * v.y <=> v.x * u.y;
-}
-
-/// The same in another form, which differs where the products overflow or their difference vanishes by underflow.
-template <class number>
-std::partial_ordering side_of_chain(point a, point b, point p) {
+std::partial_ordering side(point a, point b, point p) {
   const arrow<number> u(a, b), v(a, p);
   return u.x * v.y - u.y * v.x <=> number(0);
 }
@@ -60,19 +53,12 @@ std::partial_ordering cosine(point apex, point p, point q) {
   return dot(arrow<number>(apex, p), arrow<number>(apex, q)) <=> number(0);
 }
 
-/// The angles at in1 and in2, opposite each other in the quadrilateral with the diagonal io1-io2, together: greater than
-/// the straight angle, or not. By their cosines alone where both lie on one side of the right angle, else by the sine
-/// of the sum.
+/// The sum of the angles at in1 and in2, opposite each other in the quadrilateral with the diagonal io1-io2: its sine, up
+/// to a positive factor.
 template <class number>
-std::partial_ordering opposite_angles(point in1, point in2, point io1, point io2) {
+number sine_of_opposite_angles(point in1, point in2, point io1, point io2) {
   const arrow<number> u1(in1, io1), u2(in1, io2), s1(in2, io1), s2(in2, io2);
-  const number cos1 = dot(u1, u2), cos2 = dot(s2, s1);
-  const std::partial_ordering sign1 = cos1 <=> number(0), sign2 = cos2 <=> number(0);
-  if (sign1 == std::partial_ordering::unordered || sign2 == std::partial_ordering::unordered)
-    return std::partial_ordering::unordered;
-  if (sign1 >= 0 && sign2 >= 0) return std::partial_ordering::less;
-  if (sign1 < 0 && sign2 < 0) return std::partial_ordering::greater;
-  return number(0) <=> cos1 * cross(s2, s1) + cross(u1, u2) * cos2;
+  return dot(u1, u2) * cross(s2, s1) + cross(u1, u2) * dot(s2, s1);
 }
 
 }  // namespace formula
@@ -80,16 +66,25 @@ std::partial_ordering opposite_angles(point in1, point in2, point io1, point io2
 /// The answers in 64-bit floats.
 struct rounded_tests {
   /// p lies left of the line from a to b, or on it.
-  static bool left(point a, point b, point p) { return formula::side_of_arc<r8>(a, b, p) >= 0; }
-  static std::partial_ordering side_of_chain(point a, point b, point p) {
-    return formula::side_of_chain<r8>(a, b, p);
+  static bool left(point a, point b, point p) {
+    return (b.x - a.x) * (p.y - a.y) >= (p.x - a.x) * (b.y - a.y);
   }
+  static std::partial_ordering side(point a, point b, point p) { return formula::side<r8>(a, b, p); }
   static std::partial_ordering cosine(point apex, point p, point q) {
     return formula::cosine<r8>(apex, p, q);
   }
-  /// The diagonal io1-io2 is to be replaced by in1-in2. Four points on one circle keep the one they have.
+
+  /// The diagonal io1-io2 is to be replaced by in1-in2: the angles there exceed 180 degrees together. Four points on one
+  /// circle keep the diagonal they have. Two obtuse angles exceed it, and two that are not obtuse do not, whatever
+  /// rounding makes of the sine. No branches: the answer is chance, and they would be mispredicted.
   static bool swap(point in1, point in2, point io1, point io2) {
-    return formula::opposite_angles<r8>(in1, in2, io1, io2) > 0;
+    using arrow = formula::arrow<r8>;
+    const r8 cos1 = formula::dot(arrow(in1, io1), arrow(in1, io2));
+    const r8 cos2 = formula::dot(arrow(in2, io2), arrow(in2, io1));
+    const r8 sine = formula::sine_of_opposite_angles<r8>(in1, in2, io1, io2);
+    const unsigned both_obtuse = unsigned{cos1 < 0} & unsigned{cos2 < 0};
+    const unsigned none_obtuse = unsigned{cos1 >= 0} & unsigned{cos2 >= 0};
+    return (both_obtuse | (~none_obtuse & unsigned{sine < 0})) != 0;
   }
 };
 

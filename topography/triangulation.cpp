@@ -8,6 +8,7 @@
 #include "topography/exact_tests.h"
 #include "topography/first_fan.h"
 #include "topography/geometry.h"
+#include "topography/node_ring.h"
 #include "topography/walk.h"
 
 namespace velko {
@@ -39,52 +40,20 @@ class builder {
     const std::optional<point_location> at = walk_to_point<tests>(nodes_(k), nodes_, lists()).from(k - 1);
     if (!at || at->i1 == 0) return false;
     if (at->i3 != 0)
-      add_interior_node(k, at->i1, at->i2, at->i3, adj_list_, adj_end_);
+      ring_.open_triangle(at->i1, at->i2, at->i3);
     else
-      add_boundary_node(k, at->i1, at->i2, adj_list_, adj_end_);
-    return swap_around(k);
+      ring_.open_boundary(at->i1, at->i2, lists());
+    const point p = nodes_(k);
+    const auto swap = [&](i4 w, i4 o1, i4 o2) { return tests::swap(nodes_(w), p, nodes_(o1), nodes_(o2)); };
+    return ring_.grow(k, lists(), swap) && ring_.enter(k, adj_list_, adj_end_);
   }
 
  private:
   neighbour_lists lists() const { return {adj_list_, adj_end_}; }
 
-  /// Goes round the newest node k, triangle (k, o2, o1) by triangle, and swaps each arc o1-o2 that faces k where the test
-  /// says so. The two arcs that face k then are looked at in turn.
-  bool swap_around(i4 k) {
-    i4 first = adj_end_(k - 1) + 1, position = first + 1;
-    const i4 last = adj_end_(k), start = adj_list_(first);
-    i4 o2 = start, o1 = adj_list_(position);
-    for (;;) {
-      const i4 across = node_across(o1, o2);
-      if (across != 0 && tests::swap(nodes_(across), nodes_(k), nodes_(o1), nodes_(o2))) {
-        if (is_neighbour(across, first, last)) return false;
-        swap_diagonal(across, k, o1, o2, adj_list_, adj_end_);
-        --first;  // the list of k has one entry more, and begins one place further down
-        --position;
-        o1 = across;
-        continue;
-      }
-      if (o1 == start) return true;
-      o2 = o1;
-      position = position < last ? position + 1 : first;
-      o1 = adj_list_(position);
-      if (o1 == 0) return true;
-    }
-  }
-
-  /// The vertex behind the arc o1-o2, seen from the newest node; 0 where the arc lies on the boundary.
-  i4 node_across(i4 o1, i4 o2) const {
-    const neighbour_lists lists = this->lists();
-    const i4 p = neighbor_index(o2, o1, adj_list_, adj_end_);
-    return lists(p == lists.first(o2) ? lists.last(o2) : p - 1);
-  }
-
-  bool is_neighbour(i4 node, i4 first, i4 last) const {
-    return std::find(&adj_list_(first), &adj_list_(last) + 1, node) != &adj_list_(last) + 1;
-  }
-
   node_points nodes_;
   array1<i4> adj_list_, adj_end_;
+  node_ring ring_;
 };
 
 bool all_finite(i4 n, array1<const r8> v) {

@@ -91,7 +91,7 @@ std::string check_boundary(i4 n, const neighbour_lists& lists, const std::vector
 std::string check_shape(i4 n, const node_points& nodes, const neighbour_lists& lists,
                         const std::vector<arc>& arcs) {
   for (const auto& [k, a, b] : arcs)
-    if (b != 0 && !(exact_tests::side_of_chain(nodes(k), nodes(a), nodes(b)) > 0))
+    if (b != 0 && !(exact_tests::side(nodes(k), nodes(a), nodes(b)) > 0))
       return broken(6, k, "a triangle that is not counterclockwise");
   for (i4 k = 1; k <= n; ++k) {
     if (!lists.on_boundary(k)) continue;
