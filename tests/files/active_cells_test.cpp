@@ -17,17 +17,11 @@ using test::StopsWithText;
 using testing::Each;
 using testing::ElementsAre;
 
-class ActiveCells : public test::text_reader {
+class ActiveCells : public test::mesh_text_reader {
  protected:
   void SetUp() override {
     text_reader::SetUp();
     set_mesh(1, 2, 3);
-  }
-  static void set_mesh(i4 ny, i4 nx, i4 nz) {
-    mesh.ny = ny;
-    mesh.nx = nx;
-    mesh.nz = nz;
-    mesh.itop = owned_array2<i4>(ny, nx);
   }
   static outcome resolve_name(const std::string& name) {
     return outcome_of([&] { get_active_cells(name, mesh.itop); });

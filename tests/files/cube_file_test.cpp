@@ -16,17 +16,14 @@ using testing::Each;
 using testing::ElementsAre;
 
 /// A cube of the mesh ny 1, nx 2, nz 3.
-class CubeFile : public test::text_reader {
+class CubeFile : public test::mesh_text_reader {
  protected:
   void SetUp() override {
     text_reader::SetUp();
     set_mesh(1, 2, 3);
   }
   void set_mesh(i4 ny, i4 nx, i4 nz) {
-    mesh.ny = ny;
-    mesh.nx = nx;
-    mesh.nz = nz;
-    mesh.itop = owned_array2<i4>(ny, nx);
+    mesh_text_reader::set_mesh(ny, nx, nz);
     set_cube(nz, nx, ny);
   }
   void set_cube(i4 n1, i4 n2, i4 n3) {

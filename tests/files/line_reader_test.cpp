@@ -127,15 +127,59 @@ TEST(StripComment, LeavesALineWithoutOneAsItIs) {
   EXPECT_EQ(line, "1 2  ");
 }
 
-TEST_F(LineReader, EchoCopiesTheFileIntoTheLogAndRewindsIt) {
-  text_input in(file("one   \r\n\n! two\nlast" + std::string(300, 'x')), "data");
-  const std::string rule = "\n" + std::string(64, '-') + "\n\n";
-  EXPECT_THAT(outcome_of([&] { echo_input_file(name_ + "  ", in); }),
-              Logs("\nReading input file: " + name_ + "\n" + rule + "one\n\n! two\nlast" +
-                   std::string(196, 'x') + "\n" + rule));
-  std::string line(3, ' ');
-  ASSERT_TRUE(read_next_line(in, line));
-  EXPECT_EQ(line, "one");
+TEST(StripComment, BlanksOutALineThatIsAllComment) {
+  std::string line = "! 1 2";
+  strip_comment(line);
+  EXPECT_EQ(line, "     ");
+}
+
+class Echo : public LineReader {
+ protected:
+  /// What the log says of a text under a name, between its heading and its end.
+  std::string echoed(std::string_view text) {
+    text_input in(file(text), "data");
+    return outcome_of([&] { echo_input_file("name of the file   ", in); }).log;
+  }
+  const std::string rule_ = "\n" + std::string(64, '-') + "\n\n";
+  const std::string heading_ = "\nReading input file: name of the file\n" + rule_;
+};
+
+TEST_F(Echo, CopiesTheFileIntoTheLogAloneBetweenHeadingAndRules) {
+  text_input in(file("one\n\n! two\n  three"), "data");
+  EXPECT_THAT(outcome_of([&] { echo_input_file("name of the file   ", in); }),
+              Logs(heading_ + "one\n\n! two\n  three\n" + rule_));
+}
+
+TEST_F(Echo, CutsLinesAtTwoHundredCharacters) {
+  EXPECT_EQ(echoed(std::string(200, 'x') + "\n" + std::string(201, 'y') + "\nz"),
+            heading_ + std::string(200, 'x') + "\n" + std::string(200, 'y') + "\nz\n" + rule_);
+}
+
+TEST_F(Echo, LeavesOutTrailingBlanksAndCarriageReturnsOfLineEnds) {
+  EXPECT_EQ(echoed("one   \r\n    \r\n" + std::string(199, ' ') + "xy\n"),
+            heading_ + "one\n\n" + std::string(199, ' ') + "x\n" + rule_);
+  EXPECT_EQ(echoed(std::string(200, ' ') + "x\n"), heading_ + "\n" + rule_);
+}
+
+TEST_F(Echo, OfAnEmptyFileIsHeadingAndRules) {
+  EXPECT_EQ(echoed(""), heading_ + rule_);
+}
+
+TEST_F(Echo, RewindsTheFileSoThatItIsReadFromItsBeginning) {
+  text_input in(file("one\n" + std::string(3000000, 'x') + "\nlast"), "data");
+  const capture log(log_file());
+  std::string line(4, ' ');
+  for (int time = 1; time <= 2; ++time) {
+    echo_input_file(name_, in);
+    ASSERT_TRUE(read_next_line(in, line));
+    EXPECT_EQ(line, "one ");
+    in.rewind();
+  }
+}
+
+TEST_F(Echo, ReadThatTheSystemRefusesEndsInTheRunTimesReport) {
+  text_input in(test::unreadable_file, "data");
+  EXPECT_EQ(outcome_of([&] { echo_input_file("x", in); }).end.kind, stop_or_done::failed);
 }
 
 }  // namespace

@@ -22,15 +22,23 @@ class LittleMemory : public testing::Test {
   void TearDown() override { reset_state(); }
 
   static void expect_report(i8 bytes, const std::function<void()>& reader, const std::string& label) {
+    expect_end(bytes, reader, {stop_or_done::stopped, ""}, "\nMemory allocation error in: " + label + "\n\n");
+  }
+  /// Of an allocation of 512 MiB, without a word of the reader.
+  static void expect_failure(i8 bytes, const std::function<void()>& reader) {
+    expect_end(bytes, reader, {stop_or_done::failed, "velko: out of memory: 536870912 bytes refused"}, "");
+  }
+  static void expect_end(i8 bytes, const std::function<void()>& reader, const stop_or_done& expected,
+                         const std::string& said) {
     const capture console_capture(console()), log_capture(log_file());
     stop_or_done end;
     {
       const test::little_memory limit(bytes);
       end = run_until_stop(reader);
     }
-    EXPECT_EQ(end, (stop_or_done{stop_or_done::stopped, ""}));
-    EXPECT_EQ(console_capture.text, "\nMemory allocation error in: " + label + "\n\n");
-    EXPECT_EQ(log_capture.text, console_capture.text);
+    EXPECT_EQ(end, expected);
+    EXPECT_EQ(console_capture.text, said);
+    EXPECT_EQ(log_capture.text, said);
   }
 
   test::temporary_folder folder_;
@@ -51,16 +59,20 @@ TEST_F(LittleMemory, NoRoomForTheDataIsReported) {
       1800 * mebibyte, [&] { read_data_file(name, true); }, "read_data_file");
 }
 
+TEST_F(LittleMemory, NoRoomForThePositionsOfAShortFileHasTheSameReport) {
+  const std::string name = folder_.write("loc", "67108864\n");
+  expect_report(
+      800 * mebibyte, [&] { read_data_file_short(name, false); }, "read_data_file");
+}
+
 TEST_F(LittleMemory, NoRoomForTheDirectionsOfTheDataIsTheRunTimesOwnFailure) {
   const std::string name = folder_.write("loc", "0 0 0\n0 0 0\n67108864\n");
-  const capture console_capture(console());
-  stop_or_done end;
-  {
-    const test::little_memory limit(1800 * mebibyte);
-    end = run_until_stop([&] { read_data_file(name, false); });
-  }
-  EXPECT_EQ(end, (stop_or_done{stop_or_done::failed, "velko: out of memory: 536870912 bytes refused"}));
-  EXPECT_EQ(console_capture.text, "");
+  expect_failure(1800 * mebibyte, [&] { read_data_file(name, false); });
+}
+
+TEST_F(LittleMemory, NoRoomForInactiveValuesIsTheRunTimesOwnFailure) {
+  cells.ninactive = 67108864;
+  expect_failure(300 * mebibyte, [] { store_inactive_values({}, {}); });
 }
 
 TEST_F(LittleMemory, NoRoomForTheCellMapIsReported) {

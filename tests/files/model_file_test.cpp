@@ -18,18 +18,12 @@ using testing::Each;
 using testing::ElementsAre;
 
 /// A mesh of ny 1, nx 2, nz 2; a test may give it a surface and an active-cell file.
-class ModelFile : public test::text_reader {
+class ModelFile : public test::mesh_text_reader {
  protected:
   void SetUp() override {
     text_reader::SetUp();
     set_mesh(1, 2, 2);
     resolve();
-  }
-  static void set_mesh(i4 ny, i4 nx, i4 nz) {
-    mesh.ny = ny;
-    mesh.nx = nx;
-    mesh.nz = nz;
-    mesh.itop = owned_array2<i4>(ny, nx);
   }
   void resolve(const std::string& active_file = "null") {
     outcome_of([&] { get_active_cells(active_file, mesh.itop); });

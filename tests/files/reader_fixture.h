@@ -64,6 +64,17 @@ class text_reader : public testing::Test {
   std::string name_ = folder_.path("input.txt");
 };
 
+/// The same on a mesh of ny x nx x nz cells without air.
+class mesh_text_reader : public text_reader {
+ protected:
+  static void set_mesh(i4 ny, i4 nx, i4 nz) {
+    mesh.ny = ny;
+    mesh.nx = nx;
+    mesh.nz = nz;
+    mesh.itop = owned_array2<i4>(ny, nx);
+  }
+};
+
 /// A file whose every read the system refuses with an input/output error.
 inline const std::string unreadable_file = "/proc/self/mem";
 

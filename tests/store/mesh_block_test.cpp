@@ -38,13 +38,20 @@ TEST_F(MeshBlock, EdgesComeYThenXThenZAndGiveTheWidths) {
   EXPECT_EQ(mesh.ztop, 250.5);
 }
 
-TEST_F(MeshBlock, WithoutAFileOnlyTheCountsAreStored) {
+TEST_F(MeshBlock, WithoutAFileOnlyTheCountsAreStoredAndNoArrayIsAllocated) {
   EXPECT_TRUE(read_mesh_block(nullptr, 4, 5, 6));
   EXPECT_EQ(mesh.ny, 4);
   EXPECT_EQ(mesh.nx, 5);
   EXPECT_EQ(mesh.nz, 6);
-  EXPECT_EQ(mesh.ynode.data(), nullptr);
-  EXPECT_EQ(mesh.dz.data(), nullptr);
+  for (const owned_array1<r8>* x : {&mesh.ynode, &mesh.xnode, &mesh.znode, &mesh.dy, &mesh.dx, &mesh.dz})
+    EXPECT_EQ(x->data(), nullptr);
+}
+
+TEST_F(MeshBlock, WithoutAFileCountsOfAnySignAreStored) {
+  EXPECT_TRUE(read_mesh_block(nullptr, -1, 0, 2147483647));
+  EXPECT_EQ(mesh.ny, -1);
+  EXPECT_EQ(mesh.nx, 0);
+  EXPECT_EQ(mesh.nz, 2147483647);
 }
 
 TEST_F(MeshBlock, FirstDepthStaysAsStored) {
