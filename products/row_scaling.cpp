@@ -11,10 +11,9 @@ void divide(r4* row, i8 size, r8 by) {
 }
 
 void divide_row(i8 i, r8 by) {
-  if (store.compressed)
-    divide(store.Gs(i).val.data(), store.Gs(i).val.size(), by);
-  else
-    divide(&store.Gfull(1, i), store.Gfull.extent(1), by);
+  if (store.compressed) return divide(store.Gs(i).val.data(), store.Gs(i).val.size(), by);
+  const i8 ncol = store.Gfull.extent(1);
+  divide(store.Gfull.data() + (i - 1) * ncol, ncol, by);
 }
 
 }  // namespace

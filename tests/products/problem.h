@@ -73,6 +73,7 @@ class products_test : public testing::Test {
   static void set_cells(const std::function<i4(i4, i4, i4)>& mark = [](i4, i4, i4) { return 1; }) {
     cells.cell_map = owned_array3<i4>(mesh.nz, mesh.nx, mesh.ny);
     cells.ntotal = static_cast<i4>(cells.cell_map.size());
+    cells.ncell = cells.ninactive = cells.ninactive_inf = cells.nbelow = 0;
     for (i4 i = 1; i <= mesh.ny; ++i)
       for (i4 j = 1; j <= mesh.nx; ++j)
         for (i4 k = 1; k <= mesh.nz; ++k) {

@@ -1,4 +1,4 @@
-// Row kernels: the sums of one row, in the one shape that they may have.
+// Row kernels: the sums of one row, in the one shape that they may have, and rows added to a vector.
 #include "products/row_kernels.h"
 
 #include <gtest/gtest.h>
@@ -26,7 +26,7 @@ struct row_problem {
   row_problem(std::size_t length, std::size_t shift_g, std::size_t shift_m) : n(length) {
     for (r8 x : random_values(dense_rows_at_once * n, 5)) val.push_back(static_cast<r4>(x));
     val.insert(val.begin(), shift_g, 0.0f);
-    model = random_values(n + shift_m, 6);
+    model = random_values(n + shift_m + 1, 6);
     std::mt19937 generator(7);
     for (std::size_t k = 0; k < n; ++k) idx.push_back(1 + static_cast<i4>(generator() % n));
     idx.insert(idx.begin(), shift_g, 0);
@@ -58,6 +58,19 @@ struct row_problem {
   const r8* m;
 };
 
+/// What add_row does to rows one after another: one multiplication and one addition for each element.
+values with_rows_added(const row_problem& p, values y, const values& s) {
+  for (std::size_t r = 0; r < s.size(); ++r)
+    for (std::size_t k = 0; k < p.n; ++k) y[k] += static_cast<r8>(p.g[r * p.n + k]) * s[r];
+  return y;
+}
+
+values with_sparse_row_added(const row_problem& p, values y, r8 s) {
+  for (std::size_t k = 0; k < p.n; ++k)
+    y[static_cast<std::size_t>(p.at[k] - 1)] += static_cast<r8>(p.g[k]) * s;
+  return y;
+}
+
 const std::vector<std::size_t> lengths{0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10,  15,   16,
                                        17, 23, 24, 25, 31, 32, 33, 63, 64, 65, 100, 1000, 4099};
 
@@ -71,7 +84,24 @@ void expect_fixed_shape(const row_kernels& kernels, const row_problem& p) {
   EXPECT_TRUE(same_bits(y, rows));
 }
 
-TEST(RowKernels, EveryInstructionSetHasTheFixedShapeAtAllLengthsAndAlignments) {
+/// y is what m holds, and one element more that no row may touch.
+void expect_row_added(const row_kernels& kernels, const row_problem& p) {
+  const auto n = static_cast<i8>(p.n);
+  const values s{0.3, -1.7, 1e3, 1.1}, before(p.m, p.m + p.n + 1);
+  values y = before;
+  kernels.add_row(p.g, s[0], n, y.data());
+  EXPECT_TRUE(same_bits(y, with_rows_added(p, before, {s[0]})));
+  y = before;
+  kernels.add_rows(p.g, s.data(), n, y.data());
+  EXPECT_TRUE(same_bits(y, with_rows_added(p, before, s)));
+  y = before;
+  kernels.add_sparse_row(p.g, p.at, n, s[0], y.data());
+  EXPECT_TRUE(same_bits(y, with_sparse_row_added(p, before, s[0])));
+}
+
+/// Compares every set that the machine has, at all lengths and alignments.
+template <class body>
+void for_every_set(body&& expect) {
   for (const instruction_set set : all_instruction_sets) {
     std::cout << name_of(set)
               << (machine_has(set) ? ": compared\n" : ": not on this machine, not compared\n");
@@ -81,9 +111,17 @@ TEST(RowKernels, EveryInstructionSetHasTheFixedShapeAtAllLengthsAndAlignments) {
         for (std::size_t shift_m = 0; shift_m < 3; ++shift_m) {
           SCOPED_TRACE(testing::Message()
                        << name_of(set) << " n " << n << " shifts " << shift_g << " " << shift_m);
-          expect_fixed_shape(row_kernels_for(set), row_problem(n, shift_g, shift_m));
+          expect(row_kernels_for(set), row_problem(n, shift_g, shift_m));
         }
   }
+}
+
+TEST(RowKernels, EveryInstructionSetHasTheFixedShapeAtAllLengthsAndAlignments) {
+  for_every_set(expect_fixed_shape);
+}
+
+TEST(RowKernels, EveryInstructionSetAddsRowsAsAPlainLoopDoesAtAllLengthsAndAlignments) {
+  for_every_set(expect_row_added);
 }
 
 TEST(RowKernels, RowsUnderEightAreSummedStrictlyFromLeftToRight) {

@@ -1,0 +1,216 @@
+// Private sums, and the row loops that scatter into them.
+#include "products/private_sums.h"
+
+#include <gmock/gmock.h>
+
+#include "products/full_rows.h"
+#include "products/sparse_rows.h"
+#include "tests/products/problem.h"
+#include "tests/support/little_memory.h"
+
+namespace velko::test {
+namespace {
+
+class PrivateSums : public products_test {
+ public:
+  /// The sum over blocks of a multiple of counting(n), its factor that of the block.
+  static values sum_of(std::size_t n, const values& factors) {
+    values y(n, untouched);
+    sum_blocks(y, static_cast<i8>(factors.size()), [&](i8 block, r8* sum) {
+      for (std::size_t k = 0; k < n; ++k)
+        sum[k] += factors[static_cast<std::size_t>(block)] * static_cast<r8>(k + 1);
+    });
+    return y;
+  }
+};
+
+TEST_F(PrivateSums, EveryElementIsSummedOnceWhateverTheLengthAndTheNumberOfThreads) {
+  for (int threads = 1; threads <= 8; ++threads) {
+    omp_set_num_threads(threads);
+    for (const std::size_t n : {0u, 1u, 7u, 8u, 9u, 63u, 64u, 65u, 1023u, 1024u, 1025u, 8191u, 20001u}) {
+      values right = counting(n);
+      for (r8& x : right) x *= 1111111111.0;
+      EXPECT_EQ(sum_of(n, {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000, 1000000000}), right)
+          << n << " elements, " << threads << " threads";
+    }
+  }
+}
+
+TEST_F(PrivateSums, EachThreadTakesOneContiguousBlockInThreadOrder) {
+  for (int threads = 1; threads <= 8; ++threads) {
+    omp_set_num_threads(threads);
+    std::vector<int> thread_of(21, -1);
+    values y(1);
+    sum_blocks(y, 21,
+               [&](i8 block, r8*) { thread_of[static_cast<std::size_t>(block)] = omp_get_thread_num(); });
+    EXPECT_TRUE(std::is_sorted(thread_of.begin(), thread_of.end()));
+    EXPECT_EQ(thread_of.front(), 0);
+    EXPECT_EQ(thread_of.back(), threads - 1);
+  }
+}
+
+TEST_F(PrivateSums, TheArraysAreAddedInThreadOrderRunAfterRun) {
+  omp_set_num_threads(4);
+  for (int run = 0; run < 50; ++run) {
+    // 1 is lost beside 1e16, so the result tells the order.
+    EXPECT_EQ(sum_of(1, {1e16, 1, -1e16, 1}), values{1});
+    EXPECT_EQ(sum_of(1, {1e16, -1e16, 1, 1}), values{2});
+    EXPECT_EQ(sum_of(1, {0.5, 0.5, 1e16, -1e16}), values{0});
+  }
+}
+
+TEST_F(PrivateSums, NoMoreThreadsThanBlocksAreAskedFor) {
+  omp_set_num_threads(8);
+  values y(5);
+  EXPECT_EQ(private_sums(y, 3).threads(), 3);
+  EXPECT_EQ(private_sums(y, 0).threads(), 1);
+  EXPECT_EQ(private_sums(y, -1).threads(), 1);
+  EXPECT_EQ(private_sums(y, i8{1} << 40).threads(), 8);
+}
+
+TEST_F(PrivateSums, TeamThatComesOutSmallerThanAskedForSumsAllTheSame) {
+  omp_set_num_threads(8);
+  values y;
+#pragma omp parallel num_threads(2)
+#pragma omp single
+  y = sum_of(100, values(10, 1.0));  // inside a team the run-time gives one thread
+  values right = counting(100);
+  for (r8& x : right) x *= 10;
+  EXPECT_EQ(y, right);
+}
+
+TEST_F(PrivateSums, NoBlocksClearY) {
+  EXPECT_EQ(sum_of(9, {}), values(9, 0.0));
+}
+
+class ScatteringRows : public PrivateSums {};
+
+TEST_F(ScatteringRows, AdjointKernelScattersEachRowTimesItsDatum) {
+  set_sparse_rows({{{1, 1.0f}, {3, 10.0f}}, {}, {{3, -1.0f}}});
+  for (int threads = 1; threads <= 8; ++threads) {
+    omp_set_num_threads(threads);
+    values y(4, untouched);
+    CALC_GTV(values{2, 5, 7}, y);
+    EXPECT_EQ(y, (values{2, 0, 13, 0})) << threads;
+  }
+}
+
+TEST_F(ScatteringRows, NormalKernelScattersEachRowTimesItsScalarProduct) {
+  set_sparse_rows({{{1, 1.0f}, {3, 10.0f}}, {}, {{3, -1.0f}}});
+  for (int threads = 1; threads <= 8; ++threads) {
+    omp_set_num_threads(threads);
+    values y(4, untouched);
+    CALC_GTGV_1LOOP(values{5, 9, 2, 9}, y);
+    EXPECT_EQ(y, (values{25, 0, 252, 0})) << threads;
+  }
+}
+
+TEST_F(ScatteringRows, PositionThatARowNamesTwiceGetsBoth) {
+  set_sparse_rows({{{2, 1.0f},
+                    {2, 10.0f},
+                    {2, 100.0f},
+                    {1, 1.0f},
+                    {2, 1e3f},
+                    {2, 1e4f},
+                    {2, 1e5f},
+                    {2, 1e6f},
+                    {2, 1e7f}}});
+  values y(2, untouched);
+  CALC_GTV(values{3}, y);
+  EXPECT_EQ(y, (values{3, 33333333}));
+}
+
+TEST_F(ScatteringRows, DenseAdjointKernelAddsEachRowTimesItsDatum) {
+  set_dense_rows(2, {{1, 2}, {3, 4}, {5, 6}, {7, 8}, {9, 10}});
+  for (int threads = 1; threads <= 8; ++threads) {
+    omp_set_num_threads(threads);
+    values y(2, untouched);
+    CALC_FULL_GTV(values{1, 10, 100, 1000, 10000}, y);
+    EXPECT_EQ(y, (values{97531, 108642})) << threads;
+  }
+}
+
+TEST_F(ScatteringRows, DenseNormalKernelAddsEachRowTimesItsScalarProduct) {
+  set_dense_rows(2, {{1, 2}, {3, 4}, {5, 6}, {7, 8}, {9, 10}});
+  for (int threads = 1; threads <= 8; ++threads) {
+    omp_set_num_threads(threads);
+    values y(2, untouched);
+    CALC_FULL_GTGV(values{1, 10}, y);  // data 21, 43, 65, 87, 109
+    EXPECT_EQ(y, (values{21 + 129 + 325 + 609 + 981, 42 + 172 + 390 + 696 + 1090})) << threads;
+  }
+}
+
+TEST_F(ScatteringRows, DenseKernelsRunOverTheRowsOfGfullAndSparseOnesOverNdata) {
+  set_dense_rows(1, {{1}, {10}, {100}});
+  survey.ndata = 1;
+  values y(1, untouched);
+  CALC_FULL_GTV(values{1, 1, 1}, y);
+  EXPECT_EQ(y, values{111});
+  set_sparse_rows({{{1, 1.0f}}, {{1, 10.0f}}, {{1, 100.0f}}});
+  survey.ndata = 2;
+  CALC_GTV(values{1, 1, 1}, y);
+  EXPECT_EQ(y, values{11});
+}
+
+TEST_F(ScatteringRows, KernelsWithNoRowsStillClearY) {
+  const values cleared(3, 0.0);
+  values y(3, untouched);
+  set_dense_rows(3, {});
+  CALC_FULL_GTV(values{}, y);
+  EXPECT_EQ(y, cleared);
+  y.assign(3, untouched);
+  CALC_FULL_GTGV(values{1, 2, 3}, y);
+  EXPECT_EQ(y, cleared);
+  set_sparse_rows({{{1, 1.0f}}});
+  for (const i4 ndata : {0, -1}) {
+    survey.ndata = ndata;
+    y.assign(3, untouched);
+    CALC_GTV(values{}, y);
+    EXPECT_EQ(y, cleared);
+    y.assign(3, untouched);
+    CALC_GTGV_1LOOP(values{1, 2, 3}, y);
+    EXPECT_EQ(y, cleared);
+  }
+}
+
+TEST_F(ScatteringRows, ModelOfNoElementsIsNoTrouble) {
+  set_dense_rows(0, {{}, {}, {}, {}, {}});
+  values y;
+  CALC_FULL_GTV(values(5, 1.0), y);
+  CALC_FULL_GTGV(values{}, y);
+  set_sparse_rows({{}, {}});
+  CALC_GTV(values(2, 1.0), y);
+  CALC_GTGV_1LOOP(values{}, y);
+}
+
+TEST_F(ScatteringRows, KernelsNeverWriteOutsideTheCube) {
+  for (const i4 idx : {0, -1, 4, -2147483647, 2147483647}) {
+    set_sparse_rows({{{1, 1.0f}, {idx, 1.0f}}});
+    values y(5, untouched);
+    const std::span<r8> cube = std::span(y).subspan(1, 3);
+    EXPECT_EQ(stop_of([&] { CALC_GTV(values{1}, cube); }), "idx outside the cube") << idx;
+    EXPECT_EQ(stop_of([&] { CALC_GTGV_1LOOP(values{1, 2, 3}, cube); }), "idx outside the cube") << idx;
+    EXPECT_EQ(y, values(5, untouched));
+  }
+}
+
+#if !defined(VELKO_SANITIZED)
+// Not under the sanitizers: their own memory is bound by the same limit.
+TEST_F(PrivateSums, ArraysThatTheSystemRefusesEndAsTheFailureOfTheRunTime) {
+  omp_set_num_threads(3);
+  const std::size_t n = std::size_t{1} << 21;  // 16 MiB
+  values y(n, untouched);
+  const auto sum = [&y] { sum_blocks(y, 3, [](i8, r8* at) { at[0] += 1; }); };
+  EXPECT_EQ(run_until_stop(sum), stop_or_done{});  // and the threads are there
+  {
+    const little_memory limit(i8{8} << 20);
+    EXPECT_EQ(run_until_stop(sum),
+              (stop_or_done{stop_or_done::failed, "velko: out of memory: 16777216 bytes refused"}));
+  }
+  EXPECT_EQ(run_until_stop(sum), stop_or_done{});
+  EXPECT_EQ(y[0], 3);
+}
+#endif
+
+}  // namespace
+}  // namespace velko::test
