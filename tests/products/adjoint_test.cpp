@@ -84,7 +84,7 @@ TEST_P(Adjoint, ResultsAreTheSameRunAfterRunForAGivenNumberOfThreads) {
 
 INSTANTIATE_TEST_SUITE_P(Forms, Adjoint,
                          testing::Values(form::compressed, form::dense_active, form::dense_compact),
-                         [](const auto& info) { return std::string(name_of(info.param)); });
+                         [](const auto& of) { return std::string(name_of(of.param)); });
 
 }  // namespace
 }  // namespace velko::test
