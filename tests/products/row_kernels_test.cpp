@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cmath>
 #include <iostream>
 #include <numeric>
 
@@ -95,7 +97,7 @@ void expect_row_added(const row_kernels& kernels, const row_problem& p) {
   kernels.add_rows(p.g, s.data(), n, y.data());
   EXPECT_TRUE(same_bits(y, with_rows_added(p, before, s)));
   y = before;
-  kernels.add_sparse_row(p.g, p.at, n, s[0], y.data());
+  kernels.add_sparse_row(p.g, p.at, n, s[0], y.data(), n);
   EXPECT_TRUE(same_bits(y, with_sparse_row_added(p, before, s[0])));
 }
 
@@ -122,6 +124,22 @@ TEST(RowKernels, EveryInstructionSetHasTheFixedShapeAtAllLengthsAndAlignments) {
 
 TEST(RowKernels, EveryInstructionSetAddsRowsAsAPlainLoopDoesAtAllLengthsAndAlignments) {
   for_every_set(expect_row_added);
+}
+
+TEST(RowKernels, PositionsOutsideTheCubeTouchNothingOutsideIt) {
+  constexpr std::array outside{0, -1, -2147483647 - 1, 2147483647, 1 << 20};
+  for_every_set([&](const row_kernels& kernels, const row_problem& p) {
+    const auto n = static_cast<i8>(p.n);
+    std::vector<i4> idx;
+    for (std::size_t k = 0; k < p.n; ++k) idx.push_back(outside[k % outside.size()]);
+    values around(p.n + 2, 1.0);
+    around.front() = around.back() = std::nan("");
+    EXPECT_FALSE(std::isnan(kernels.sparse_row_dot(p.g, idx.data(), n, around.data() + 1, n)));
+    around.front() = around.back() = untouched;
+    kernels.add_sparse_row(p.g, idx.data(), n, 1.0, around.data() + 1, n);
+    EXPECT_EQ(around.front(), untouched);
+    EXPECT_EQ(around.back(), untouched);
+  });
 }
 
 TEST(RowKernels, RowsUnderEightAreSummedStrictlyFromLeftToRight) {

@@ -7,6 +7,7 @@
 #include <functional>
 #include <thread>
 
+#include "products/row_scaling.h"
 #include "products/sparse_rows.h"
 #include "store/getpar.h"
 #include "tests/products/problem.h"
@@ -155,6 +156,17 @@ TEST_F(RowsInPlace, FileReplacedByAnotherOfItsNameIsUsedToTheEnd) {
   const values expected = product();
   std::filesystem::rename(folder_.write("new", "another one"), name_);
   EXPECT_EQ(product(), expected);
+}
+
+TEST_F(RowsInPlace, ScaledRowsDoNotReachTheFile) {
+  const std::string bytes = many_rows().bytes();
+  load(bytes);
+  values expected = product();
+  for (r8& d : expected) d /= 4;
+  scale_rows(values(nrows, 4.0));
+  EXPECT_EQ(product(), expected);
+  std::ifstream in(name_, std::ios::binary);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), bytes);
 }
 
 TEST_F(RowsInPlace, SecondLoadTakesTheFileOfTheFirstOutOfMemory) {
