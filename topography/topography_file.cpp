@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cmath>
 #include <limits>
 #include <numeric>
@@ -213,10 +214,11 @@ void check_for_duplicates(const triangulated_surface& s) {
   stop_program();
 }
 
-/// Fewer than three points have no triangles and no message.
+/// Fewer than three points have no triangles and no message. Finite points at different places always have a triangulation.
 void triangulate(triangulated_surface& s) {
   i4 status = 0;
   build_triangulation(s.n, s.ty, s.tx, s.adj_list, s.adj_end, status);
+  assert(0 <= status && status <= 2);
   if (status == 2) report_and_stop({"Error: Points in the topography file are collinear."});
 }
 

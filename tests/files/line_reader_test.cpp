@@ -57,6 +57,13 @@ TEST_F(LineReader, LineFarLongerThanTheInputBufferIsDroppedToItsEnd) {
   EXPECT_THAT(lines("a" + std::string(3000000, 'b') + "\nc", 1), ElementsAre("a", "c"));
 }
 
+TEST_F(LineReader, TakenLineIsTheNextOneWhateverItHolds) {
+  text_input in(file("! comment\n\n  \r\n12345678\nend"), "data");
+  std::array<char, 5> buffer;
+  for (const char* line : {"! com", "", "  ", "12345", "end"}) EXPECT_EQ(take_line(in, buffer), line);
+  EXPECT_EQ(take_line(in, buffer), std::nullopt);
+}
+
 TEST_F(LineReader, LineIsPaddedWithBlanks) {
   text_input in(file("ab\n"), "data");
   std::string line(5, '?');

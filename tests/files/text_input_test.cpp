@@ -48,6 +48,13 @@ TEST_F(TextInput, NameIsUsedUpToItsLastNonBlank) {
   EXPECT_THAT(opening("    "), StopsAfter("\n ERROR: data file not found: \n"));
 }
 
+TEST_F(TextInput, OnlyNamesThatBeginWithOneOfTwoFormsOfNullStandForNoFile) {
+  for (const char* name : {"null", "NULL", "null   ", "nullify", "NULL/file"})
+    EXPECT_TRUE(names_no_file(name)) << name;
+  for (const char* name : {"", "nul", "NUL", "Null", "nULL", " null"})
+    EXPECT_FALSE(names_no_file(name)) << name;
+}
+
 TEST_F(TextInput, BlanksAtTheFrontOfANameBelongToIt) {
   file("1\n");
   EXPECT_THAT(opening(" " + name_), StopsAfter("\n ERROR: data file not found:  " + name_ + "\n"));

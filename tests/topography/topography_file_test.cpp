@@ -4,6 +4,7 @@
 #include <fstream>
 #include <random>
 
+#include "tests/support/little_memory.h"
 #include "tests/topography/terrain.h"
 #include "topography/node_sort.h"
 
@@ -354,6 +355,34 @@ TEST_F(TopographyFile, HugeNumbersOfPointsInAShortFileFailAtOnce) {
     EXPECT_THAT(most, FailsSaying("out of memory"));
   else
     EXPECT_THAT(most, StopsAfter(reading_error()));
+}
+
+#if !defined(VELKO_SANITIZED)
+TEST_F(TopographyFile, NoRoomForThePointsIsTheRunTimesOwnFailure) {
+  const std::string name = file("67108864\n1 2 3\n");  // three arrays of 512 MiB and more
+  outcome o;
+  {
+    const test::little_memory limit(i8{800} << 20);
+    o = outcome_of([&] { read_topography(name); });
+  }
+  EXPECT_THAT(o, FailsSaying("out of memory: 536870944 bytes refused"));
+}
+#endif
+
+/// Coordinates and elevations of all sizes, whose products overflow or vanish: whatever becomes of them, it is an end.
+TEST_F(TopographyFile, AnyFinitePointsEndInAReportOrASurface) {
+  constexpr std::array<r8, 16> sizes{0,     1,      -1,     0.1,   0.3,    3,       1e15,   -1e15,
+                                     1e154, 1e-160, 1e-310, 1e308, -1e308, 1.7e308, 5e-324, -5e-324};
+  std::mt19937 random(8);
+  const auto any = [&] { return sizes[random() % sizes.size()]; };
+  for (int trial = 0; trial < 400; ++trial) {
+    std::vector<point> points(random() % 12);
+    for (point& p : points) p = {any(), any(), any()};
+    set_mesh({any(), any(), any()}, {any(), any()}, {0, any(), any()}, any());
+    const outcome o = read(file_of(points));
+    EXPECT_NE(o.end.kind, stop_or_done::failed) << o.end.text;
+    EXPECT_THAT(mesh.itop.elements(), Each(testing::AllOf(testing::Ge(0), testing::Le(2))));
+  }
 }
 
 TEST_F(TopographyFile, MeshThatCannotCarryASurfaceStopsWithAText) {
