@@ -5,6 +5,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <random>
 #include <string>
@@ -149,6 +150,18 @@ TEST(RealText, AgreesWithTheStandardLibraryOnRandomDecimals) {
     std::from_chars(text.data(), text.data() + text.size(), expected);
     ASSERT_EQ(real(text), expected) << text << ", seed " << seed;
   }
+}
+
+TEST(RealText, IsRoundedRightlyWhereDigitsAndPowersOfTenCeaseToBeExact) {
+  for (const char* digits :
+       {"9007199254740991", "9007199254740992", "9007199254740993", "9007199254740995", "99999999999999999",
+        "999999999999999999", "9999999999999999999", "0.1234567890123456", "0.12345678901234567",
+        "0.123456789012345678", "18446744073709551616", "1.", ".5"})
+    for (const char* exponent :
+         {"", "e0", "e5", "e21", "e22", "e23", "e-21", "e-22", "e-23", "e-300", "e+007"}) {
+      const std::string text = std::string(digits) + exponent;
+      EXPECT_EQ(real(text), std::strtod(text.c_str(), nullptr)) << text;
+    }
 }
 
 TEST(IntegerText, HasDigitsAndPerhapsASign) {
