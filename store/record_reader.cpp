@@ -81,6 +81,11 @@ bool record_reader::end_record() {
   return skip(left_) && end_segment();
 }
 
+bool record_reader::at_end() {
+  std::byte next{};
+  return ok_ && !fetch(&next, 1);
+}
+
 bool record_reader::begin_segment() {
   if (!fetch_word(segment_bytes_, more_segments_)) return false;
   left_ = segment_bytes_;

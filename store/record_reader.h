@@ -52,6 +52,9 @@ class record_reader {
   /// is taken, where they can't be had so: the file is not mapped, a segment ends before, they are not aligned.
   std::byte* take_in_place(i8 count);
 
+  /// Whether no byte is left in the file; to be asked between records, and last.
+  bool at_end();
+
   /// Passes over bytes of the record.
   bool skip(i8 count);
 

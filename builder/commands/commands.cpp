@@ -82,6 +82,8 @@ int velkmtx(int argc, const char* const* argv) {
   add_make(app, chosen);
   add_mesh(app, chosen);
   add_model(app, chosen);
+  add_info(app, chosen);
+  add_check(app, chosen);
   try {
     if (argc > 1) check_subcommand(app, argv[1]);
     app.parse(argc, argv);

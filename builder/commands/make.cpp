@@ -42,10 +42,6 @@ void read_inputs(const make_options& options) {
   check_survey(survey, mesh);
 }
 
-std::string size_text(r8 bytes) {
-  return bytes < 1e6 ? fmt::format("{:.1f} kB", bytes / 1e3) : fmt::format("{:.1f} MB", bytes / 1e6);
-}
-
 void print_summary(const make_options& options, const matrix_summary& made, i8 bytes) {
   const r8 rows = made.ndata, values = rows * made.ncol;
   const r8 cube = r8{1} * made.cube.y * made.cube.x * made.cube.z, stored = static_cast<r8>(made.stored);

@@ -1,5 +1,7 @@
 #include "builder/commands/options.h"
 
+#include <fmt/format.h>
+
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -31,6 +33,10 @@ void check_output_is_no_input(const std::string& output, const std::vector<std::
     if (std::filesystem::equivalent(output, input, either_is_missing))
       stop_program(output + " is an input; the output should be another file");
   }
+}
+
+std::string size_text(r8 bytes) {
+  return bytes < 1e6 ? fmt::format("{:.1f} kB", bytes / 1e3) : fmt::format("{:.1f} MB", bytes / 1e6);
 }
 
 void print(const std::string& lines) {

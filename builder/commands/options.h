@@ -44,6 +44,9 @@ inline CLI::Option* add_numbers(CLI::App& app, const std::string& name, std::vec
 /// The output takes the place of what has its name; an input that is named twice by mistake would be lost.
 void check_output_is_no_input(const std::string& output, const std::vector<std::string>& inputs);
 
+/// "3.2 kB", "1.5 MB".
+std::string size_text(r8 bytes);
+
 /// One or more lines to the standard output, which is flushed.
 void print(const std::string& lines);
 

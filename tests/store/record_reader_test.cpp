@@ -141,6 +141,15 @@ TEST_F(RecordReader, SaysWhenARecordCannotHoldSoMuch) {
   EXPECT_TRUE(in.may_hold(13));  // the words of later segments are not known yet
 }
 
+TEST_F(RecordReader, SaysWhetherAByteIsLeftBehindARecord) {
+  for (const std::string behind : {"", "x", "1234"}) {
+    record_reader in;
+    ASSERT_TRUE(in.open(folder_.write("records", framed(bytes_of(i4{1})) + behind)));
+    ASSERT_TRUE(in.begin_record() && in.end_record());
+    EXPECT_EQ(in.at_end(), behind.empty());
+  }
+}
+
 TEST_F(RecordReader, DoesNotOpenWhatIsNoReadableFile) {
   for (const std::string& name :
        {folder_.path("missing"), folder_.path(), std::string(), std::string("   ")}) {
