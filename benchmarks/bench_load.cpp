@@ -5,12 +5,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "benchmarks/wanted_bytes.h"
 #include "builder/record_writer.h"
 #include "store/getpar.h"
 #include "store/state.h"
@@ -20,11 +20,6 @@ namespace velko {
 namespace {
 
 constexpr i4 edge = 64, ncube = edge * edge * edge;
-
-i8 wanted_bytes() {
-  const char* mebibytes = std::getenv("VELKO_BENCH_MIB");
-  return (mebibytes != nullptr ? std::atoll(mebibytes) : 256) << 20;
-}
 
 std::span<const std::byte> bytes_in(const auto& values) {
   return std::as_bytes(std::span(values));
