@@ -97,6 +97,10 @@ bool exact_tests::left(point a, point b, point p) {
   return side(a, b, p) >= 0;
 }
 
+bool exact_tests::clearly_right(point a, point b, point p) {
+  return formula::side<bounded_number>(a, b, p) < 0;
+}
+
 std::partial_ordering exact_tests::side(point a, point b, point p) {
   const std::partial_ordering side = formula::side<bounded_number>(a, b, p);
   return side == std::partial_ordering::unordered ? formula::side<binary_fraction>(a, b, p) : side;

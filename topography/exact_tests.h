@@ -17,6 +17,9 @@ struct exact_tests {
   static std::partial_ordering side(point a, point b, point p);
   static std::partial_ordering cosine(point apex, point p, point q);
   static bool swap(point in1, point in2, point io1, point io2);
+
+  /// p lies right of the line from a to b, and further from it than the rounding of this test in floats explains.
+  static bool clearly_right(point a, point b, point p);
 };
 
 }  // namespace velko

@@ -16,14 +16,23 @@ struct surface {
   neighbour_lists lists;
 };
 
+/// A ray along a line of nodes can end in a triangle far beside the point: the tests at the node where it begins and
+/// those of the arcs that it crosses may contradict one another by rounding. A place that misses the point by rounding
+/// only is as good as any.
+bool misses_clearly(point p, const point_location& at, node_points nodes, neighbour_lists lists) {
+  const auto beyond = [&](i4 a, i4 b) { return exact_tests::clearly_right(nodes(a), nodes(b), p); };
+  if (at.i3 != 0) return beyond(at.i1, at.i2) || beyond(at.i2, at.i3) || beyond(at.i3, at.i1);
+  return beyond(at.i1, lists.previous_on_boundary(at.i1)) || beyond(lists.next_on_boundary(at.i2), at.i2);
+}
+
 point_location locate(point p, i4 start, node_points nodes, neighbour_lists lists) {
   constexpr point_location nowhere{0, 0, 0};
   if (std::isnan(p.x) || std::isnan(p.y)) return nowhere;
-  std::optional<point_location> found = walk_to_point<rounded_tests>(p, nodes, lists).from(start);
-  const bool astray = !found || found->i1 == 0;
-  if (astray && std::isfinite(p.x) && std::isfinite(p.y))
-    found = walk_to_point<exact_tests>(p, nodes, lists).from(start);
-  return found.value_or(nowhere);
+  const std::optional<point_location> found = walk_to_point<rounded_tests>(p, nodes, lists).from(start);
+  const bool arrived = found && found->i1 != 0 && !misses_clearly(p, *found, nodes, lists);
+  if (arrived || !std::isfinite(p.x) || !std::isfinite(p.y)) return found.value_or(nowhere);
+  const std::optional<point_location> truly = walk_to_point<exact_tests>(p, nodes, lists).from(start);
+  return truly ? *truly : found.value_or(nowhere);
 }
 
 /// Value at the foot of the point on the boundary, which is looked for clockwise from the first visible node a. Nothing

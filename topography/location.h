@@ -5,7 +5,8 @@
 /// Shapes   x, y, z at least (n); adj_list, adj_end a triangulation of build_triangulation, at least three nodes
 /// Units    px, py those of x and y; the value is in those of z
 /// Errors   the status; nothing prints or stops
-/// Rounding the tests are made in 64-bit floats; a walk that rounding leads astray is walked again with true answers. A
+/// Rounding the tests are made in 64-bit floats; a walk that rounding leads astray, or to a place that misses the
+///          point by more than rounding, is walked again with true answers: a ray along a line of nodes may need it. A
 ///          position that is not a number lies nowhere: i1 = 0, status -2
 /// Threads  both only read the tables; the start node is the caller's
 /// Speed    the number of triangles crossed from the start node: begin near the point

@@ -7,6 +7,7 @@
 
 #include "topography/exact_tests.h"
 #include "topography/first_fan.h"
+#include "topography/fold_check.h"
 #include "topography/geometry.h"
 #include "topography/node_ring.h"
 #include "topography/walk.h"
@@ -69,7 +70,8 @@ void build_triangulation(i4 n, array1<const r8> x, array1<const r8> y, array1<i4
   assert(x.size() >= n && y.size() >= n && adj_list.size() >= 6 * i8{n} - 9 && adj_end.size() >= n);
   if (!all_finite(n, x) || !all_finite(n, y)) return;
   std::optional<i4> result = builder<rounded_tests>(x, y, adj_list, adj_end).build(n);
-  if (!result) result = builder<exact_tests>(x, y, adj_list, adj_end).build(n);
+  const bool astray = !result || (result == done && folds_over(n, {x, y}, {adj_list, adj_end}));
+  if (astray) result = builder<exact_tests>(x, y, adj_list, adj_end).build(n);
   status = result.value_or(no_triangulation);
 }
 

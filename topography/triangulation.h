@@ -8,8 +8,9 @@
 /// Errors   the status; nothing prints or stops. Repeated nodes are the caller's to remove: they are not detected as such,
 ///          but lead to no access outside the arrays and to no endless loop
 /// Rounding the tests are made in 64-bit floats. Where rounding leads these astray (a walk goes in a circle or comes to no
-///          triangle, a swap would double an arc), the build begins again with the same steps and true answers to their
-///          tests, which succeeds for all distinct points that are not on one line. Regular grids turned by an angle need it
+///          triangle, a swap would double an arc, triangles on a line fold over as fold_check.h tells), the build begins
+///          again with the same steps and true answers to their tests, which succeeds for all distinct points that are not
+///          on one line. Regular grids turned by an angle need it
 /// Threads  serial; works on its arguments only
 /// Speed    n sorted points of a terrain: about n^1.1 up to 1e6. A line of m leading nodes costs m^2 / 2 comparisons
 /// Sources  R. Renka, ACM TOMS 10 (1984) 440-442 (Algorithm 624);
