@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <numeric>
 #include <utility>
 
 namespace velko {
@@ -14,17 +13,6 @@ void move_ends(i4 from, i4 to, i4 by, array1<i4> adj_end) {
   for (i4& end : adj_end.elements().subspan(static_cast<std::size_t>(from - 1),
                                             static_cast<std::size_t>(to - from + 1)))
     end += by;
-}
-
-/// A stretch of the table that no change touches, and how far it moves.
-struct stretch {
-  i4 first, last, by;
-};
-
-/// What stands behind change i of changes, up to the next one or to the end of the part in use.
-stretch stretch_behind(std::span<const splice> changes, std::size_t i, i4 by, i4 end) {
-  const i4 last = i + 1 < changes.size() ? changes[i + 1].position - 1 : end;
-  return {changes[i].position + changes[i].removed, last, by};
 }
 
 i4 growth(const splice& change) {
@@ -67,21 +55,26 @@ void write_fan(i4 k, array1<i4> adj_list, array1<i4> adj_end) {
 
 void apply_splices(std::span<const splice> changes, i4 last_node, array1<i4> adj_list, array1<i4> adj_end) {
   const i4 end = adj_end(last_node);
-  const i4 all = std::accumulate(changes.begin(), changes.end(), 0,
-                                 [](i4 sum, const splice& c) { return sum + growth(c); });
-  const auto move = [&](const stretch& s) { shift_range(s.first, s.last, s.by, adj_list); };
+  i4 by = 0;
+  for (const splice& change : changes) by += growth(change);
 
   // What moves up moves from the top down, and then what moves down from the bottom up, so that none is overwritten.
-  i4 by = all;
-  for (std::size_t i = changes.size(); i-- > 0; by -= growth(changes[i]))
-    if (by > 0) move(stretch_behind(changes, i, by, end));
-  by = 0;
+  i4 above = end;
+  for (std::size_t i = changes.size(); i-- > 0;) {
+    const splice& c = changes[i];
+    if (by > 0) shift_range(c.position + c.removed, above, by, adj_list);
+    above = c.position - 1;
+    by -= growth(c);
+  }
   for (std::size_t i = 0; i < changes.size(); ++i) {
-    const i4 place = changes[i].position + by;
-    by += growth(changes[i]);
-    if (by < 0) move(stretch_behind(changes, i, by, end));
-    if (changes[i].entering != 0) adj_list(place) = changes[i].entering;
-    move_ends(changes[i].node, i + 1 < changes.size() ? changes[i + 1].node - 1 : last_node, by, adj_end);
+    const splice& c = changes[i];
+    const bool topmost = i + 1 == changes.size();
+    const i4 place = c.position + by;
+    by += growth(c);
+    if (by < 0)
+      shift_range(c.position + c.removed, topmost ? end : changes[i + 1].position - 1, by, adj_list);
+    if (c.entering != 0) adj_list(place) = c.entering;
+    if (by != 0) move_ends(c.node, topmost ? last_node : changes[i + 1].node - 1, by, adj_end);
   }
 }
 

@@ -22,13 +22,6 @@ void node_ring::open_boundary(i4 i1, i4 i2, const neighbour_lists& lists) {
   last_ = none;
 }
 
-/// The vertex behind the arc from a ring node to the next one; 0 where that arc lies on the boundary.
-i4 node_ring::node_across(index at, const neighbour_lists& lists) {
-  ring_node& v = ring_[at];
-  v.next_position = neighbor_index(v.node, ring_[successor(at)].node, lists.adj_list, lists.adj_end);
-  return lists(v.next_position == lists.first(v.node) ? lists.last(v.node) : v.next_position - 1);
-}
-
 /// Swaps the arc from a ring node to the next one.
 void node_ring::bring_in(i4 node, index at) {
   ring_node& o2 = ring_[at];

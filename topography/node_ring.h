@@ -32,12 +32,22 @@ class node_ring {
   /// it; the two arcs that face k then are looked at in turn. False where the ring has come to hold a node twice.
   template <class swap_question>
   bool grow(i4 k, const neighbour_lists& lists, swap_question swap) {
-    for (index at = 0; at != stop_; at = ring_[at].next)
-      while (const i4 across = node_across(at, lists)) {
-        if (!swap(across, ring_[successor(at)].node, ring_[at].node)) break;
-        bring_in(across, at);
+    for (index at = 0; at != stop_; at = ring_[at].next) {
+      const i4 o2 = ring_[at].node, first = lists.first(o2);
+      i4 o1 = ring_[successor(at)].node;
+      i4 position = neighbor_index(o2, o1, lists.adj_list, lists.adj_end);
+      // In the list of o2 the vertex behind the arc o1-o2 stands ahead of o1; a 0 there is the outside.
+      for (;;) {
+        const i4 ahead = position == first ? lists.last(o2) : position - 1;
+        const i4 w = lists(ahead);
+        if (w == 0 || !swap(w, o1, o2)) break;
+        bring_in(w, at);
         if (ring_.size() >= static_cast<std::size_t>(k)) return false;
+        o1 = w;
+        position = ahead;
       }
+      ring_[at].next_position = position;
+    }
     return true;
   }
 
@@ -59,7 +69,6 @@ class node_ring {
   };
 
   index successor(index at) const { return ring_[at].next == none ? 0 : ring_[at].next; }
-  i4 node_across(index at, const neighbour_lists& lists);
   void bring_in(i4 node, index at);
 
   bool sort_by_node();

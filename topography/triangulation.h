@@ -12,7 +12,7 @@
 ///          again with the same steps and true answers to their tests, which succeeds for all distinct points that are not
 ///          on one line. Regular grids turned by an angle need it
 /// Threads  serial; works on its arguments only
-/// Speed    n sorted points of a terrain: about n^1.1 up to 1e6. A line of m leading nodes costs m^2 / 2 comparisons
+/// Speed    n sorted points of a terrain: about n^1.2 (benchmarks/README.md). A line of m leading nodes costs m^2 / 2 comparisons
 /// Sources  R. Renka, ACM TOMS 10 (1984) 440-442 (Algorithm 624);
 ///          A. Cline and R. Renka, Rocky Mountain J. Math. 14 (1984) 119-139
 /// See      tests/topography/triangulation_test.cpp, fuzz/fuzz_node_sets.cpp
