@@ -1,9 +1,12 @@
 #include "builder/daubechies.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cmath>
 #include <complex>
 #include <numbers>
+#include <string>
+#include <utility>
 
 namespace velko {
 
@@ -62,22 +65,80 @@ complex inside_unit_circle(complex y) {
   return real(1) / outside;
 }
 
-}  // namespace
+using choice = unsigned;  // bit c: the c-th pair of zeros lies outside of the unit circle
 
-std::vector<r8> daubechies_filter(i4 n) {
-  assert(n >= 2 && n % 2 == 0 && n <= longest_daubechies_filter);
-  const i4 moments = n / 2;
+/// The zeros y whose factors a choice is made of: one of each conjugate pair, and the real ones.
+std::vector<complex> choices_of(i4 moments) {
+  constexpr real rounding = 1e-9L;  // simple zeros of low degree: conjugate pairs are far from the real axis
+  std::vector<complex> upper;
+  for (const complex y : zeros_of(half_band_rest(moments)))
+    if (y.imag() > -rounding) upper.push_back(std::abs(y.imag()) < rounding ? complex(y.real()) : y);
+  return upper;
+}
+
+/// The filter of so many vanishing moments whose other zeros are inside or outside as chosen.
+std::vector<r8> filter_of(i4 moments, const std::vector<complex>& ys, choice outside) {
   polynomial filter{1};
   for (i4 k = 0; k < moments; ++k) filter = times_factor(filter, -1);
-  for (const complex y : zeros_of(half_band_rest(moments)))
-    filter = times_factor(filter, inside_unit_circle(y));
-
+  for (std::size_t c = 0; c < ys.size(); ++c) {
+    const complex inside = inside_unit_circle(ys[c]);
+    const complex zero = (outside >> c & 1U) != 0 ? real(1) / inside : inside;
+    filter = times_factor(filter, zero);
+    if (zero.imag() != 0) filter = times_factor(filter, std::conj(zero));
+  }
   real sum = 0;  // the zeros come in conjugate pairs, so that the coefficients are real
   for (const complex c : filter) sum += c.real();
   std::vector<r8> coefficients;
   for (const complex c : filter)
     coefficients.push_back(static_cast<r8>(c.real() * std::numbers::sqrt2_v<real> / sum));
   return coefficients;
+}
+
+/// Largest product of a filter with itself reversed and shifted: 1 if it is symmetric.
+r8 symmetry_of(const std::vector<r8>& filter) {
+  r8 largest = 0.0;
+  for (std::size_t shift = 0; shift < 2 * filter.size() - 1; ++shift) {
+    r8 product = 0.0;
+    for (std::size_t k = 0; k < filter.size(); ++k)
+      if (shift >= k && shift - k < filter.size()) product += filter[k] * filter[shift - k];
+    largest = std::max(largest, product);
+  }
+  return largest;
+}
+
+bool lies_behind_its_middle(const std::vector<r8>& filter) {
+  r8 moment = 0.0;
+  for (std::size_t k = 0; k < filter.size(); ++k)
+    moment += filter[k] * filter[k] * (static_cast<r8>(k) - 0.5 * static_cast<r8>(filter.size() - 1));
+  return moment > 0.0;
+}
+
+}  // namespace
+
+std::vector<r8> daubechies_filter(i4 n) {
+  assert(n >= 2 && n % 2 == 0 && n <= longest_daubechies_filter);
+  return filter_of(n / 2, choices_of(n / 2), 0);
+}
+
+std::vector<r8> symlet_filter(i4 n) {
+  assert(n >= 2 && n % 2 == 0 && n <= longest_daubechies_filter);
+  const std::vector<complex> ys = choices_of(n / 2);
+  std::vector<r8> most_symmetric = filter_of(n / 2, ys, 0);
+  // The last pair stays inside: to turn all choices round reverses the filter.
+  for (choice outside = 1; outside < 1U << ys.size() >> 1; ++outside) {
+    std::vector<r8> filter = filter_of(n / 2, ys, outside);
+    if (symmetry_of(filter) > symmetry_of(most_symmetric)) most_symmetric = std::move(filter);
+  }
+  if (lies_behind_its_middle(most_symmetric)) std::reverse(most_symmetric.begin(), most_symmetric.end());
+  return most_symmetric;
+}
+
+std::vector<r8> wavelet_filter(std::string_view name) {
+  if (name == "haar") return daubechies_filter(2);
+  const auto length = std::find(wavelet_names.begin(), wavelet_names.end(), name);
+  assert(length != wavelet_names.end());
+  const i4 n = std::stoi(std::string(length->substr(1)));
+  return name.front() == 'd' ? daubechies_filter(n) : symlet_filter(n);
 }
 
 }  // namespace velko

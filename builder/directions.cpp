@@ -3,6 +3,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "builder/series.h"
+
 namespace velko {
 
 namespace {
@@ -16,7 +18,7 @@ struct sine_cosine {
 sine_cosine of_degrees(r8 angle) {
   int quarter_turns = 0;
   const r8 rest = std::remquo(angle, 90.0, &quarter_turns) * (std::numbers::pi / 180.0);
-  const r8 s = std::sin(rest), c = std::cos(rest);
+  const r8 s = portable_sin(rest), c = portable_cos(rest);
   switch (static_cast<unsigned>(quarter_turns) % 4) {
     case 0:
       return {s, c};

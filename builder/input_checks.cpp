@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <span>
@@ -48,20 +49,32 @@ void check_edges(std::string_view axis, std::span<const r8> width, std::span<con
   }
 }
 
-bool in_closed_mesh(const mesh_state& m, r8 x, r8 y, r8 z) {
-  const auto within = [](r8 value, r8 low, r8 high) { return low <= value && value <= high; };
-  return within(x, m.xnode(1), m.xnode(m.nx + 1)) && within(y, m.ynode(1), m.ynode(m.ny + 1)) &&
-         within(z, m.ztop - m.znode(m.nz + 1), m.ztop - m.znode(1));
+/// First and last interval, from 1, of ascending nodes that holds a value, its ends included; last < first if none does.
+struct intervals {
+  i4 first, last;
+};
+intervals holding(std::span<const r8> nodes, r8 value) {
+  const auto from = std::lower_bound(nodes.begin(), nodes.end(), value) - nodes.begin();
+  const auto to = std::upper_bound(nodes.begin(), nodes.end(), value) - nodes.begin();
+  return {static_cast<i4>(std::max<std::ptrdiff_t>(from, 1)),
+          static_cast<i4>(std::min(to, std::ssize(nodes) - 1))};
 }
 
-void check_datum(const survey_state& s, const mesh_state& m, i4 i) {
+bool in_or_on_a_cell(const mesh_state& m, r8 x, r8 y, r8 z) {
+  const intervals along_x = holding(m.xnode.elements(), x), along_y = holding(m.ynode.elements(), y),
+                  down = holding(m.znode.elements(), m.ztop - z);
+  for (i4 i = along_y.first; i <= along_y.last; ++i)
+    for (i4 j = along_x.first; j <= along_x.last; ++j)
+      if (down.first <= down.last && down.last > m.itop(i, j)) return true;
+  return false;
+}
+
+void check_datum(const survey_state& s, i4 i) {
   const r8 x = s.xobs(i), y = s.yobs(i), z = s.zobs(i);
   if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z))
     refuse("datum {} has the position ({}, {}, {}), which is not finite", i, x, y, z);
   if (s.idir == 0 && !(std::isfinite(s.aincl_obs(i)) && std::isfinite(s.adecl_obs(i))))
     refuse("datum {} has the direction ({}, {}), which is not finite", i, s.aincl_obs(i), s.adecl_obs(i));
-  if (in_closed_mesh(m, x, y, z))
-    refuse("datum {} at ({}, {}, {}) lies in or on the mesh; data should lie outside of it", i, x, y, z);
 }
 
 }  // namespace
@@ -75,10 +88,23 @@ void check_mesh(const mesh_state& m) {
   if (!std::isfinite(m.ztop)) refuse("the top of the mesh is at {}, which is not finite", m.ztop);
 }
 
-void check_survey(const survey_state& s, const mesh_state& m) {
+void check_surface(const mesh_state& m) {
+  for (const i4 itop : m.itop.elements())
+    if (itop < m.nz) return;
+  refuse("no cell of the mesh lies below the surface");
+}
+
+void check_survey(const survey_state& s) {
   for (const r8 value : {s.incl, s.decl, s.geomag, s.aincl, s.adecl})
     if (!std::isfinite(value)) refuse("the header of the location file holds {}, which is not finite", value);
-  for (i4 i = 1; i <= s.ndata; ++i) check_datum(s, m, i);
+  for (i4 i = 1; i <= s.ndata; ++i) check_datum(s, i);
+}
+
+i4 count_data_in_cells(const survey_state& s, const mesh_state& m) {
+  i4 count = 0;
+  for (i4 i = 1; i <= s.ndata; ++i)
+    if (in_or_on_a_cell(m, s.xobs(i), s.yobs(i), s.zobs(i))) ++count;
+  return count;
 }
 
 }  // namespace velko

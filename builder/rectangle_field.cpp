@@ -6,7 +6,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "builder/odd_series.h"
+#include "builder/series.h"
 
 namespace velko {
 

@@ -1,15 +1,18 @@
 /// Row compression: a row of G in the wavelet domain, and the few coefficients of it that matter.
 ///
-/// What     a row is laid on the zero-filled cube as MODEL_TO_CUBE lays a model, transformed by WTN, and cut down to
-///          the fewest coefficients whose discarded energy is at most tolerance^2 times the energy of the row
+/// What     a row is laid on the zero-filled cube as MODEL_TO_CUBE lays a model, cells above the surface 0, transformed
+///          by WTN, and cut down to the fewest coefficients whose discarded energy is at most tolerance^2 times the
+///          energy of the row. restore() goes the way back, to the row that the kept coefficients stand for
 /// Why      with an orthonormal filter the product of row and model is that of their transforms, and by the
 ///          inequality of Cauchy and Schwarz it loses at most tolerance |row| |model|
-/// Shapes   row(nz * nx * ny), model order; coefficients(ncube_z * ncube_x * ncube_y); idx counts from 1, ascending
+/// Shapes   row(ncol), surface order; coefficients(ncube_z * ncube_x * ncube_y); idx counts from 1, ascending
 /// Ties     of equal magnitudes those with the lower idx stay
+/// Memory   for each object a cube of r8 and, while rows are chosen from, up to another half
 /// Errors   none
 /// Threads  an object holds work arrays and belongs to one thread; SET_WTN_FILTER comes before all of them
 #pragma once
 
+#include <array>
 #include <span>
 #include <vector>
 
@@ -19,7 +22,10 @@
 
 namespace velko {
 
-/// Chooses from a vector of coefficients; keeps its work array from one row to the next.
+/// Sum of squares, of eight partial sums. A row that overflows it gives infinity or no number.
+r8 energy_of(std::span<const r8> values);
+
+/// Chooses from a vector of coefficients; keeps its work arrays from one row to the next.
 class coefficient_selection {
  public:
   /// Positions, from 1 and ascending, of the coefficients to keep; valid until the next call. A coefficient of 0
@@ -27,12 +33,16 @@ class coefficient_selection {
   std::span<const i4> choose(std::span<const r8> coefficients, r8 tolerance);
 
  private:
-  struct candidate {
-    r8 energy;
-    i4 idx;
-  };
-  std::vector<candidate> candidates_;
-  std::vector<i4> kept_;
+  /// Coefficients of similar energy, told apart by its exponent and the first two bits behind.
+  static constexpr std::size_t bins = std::size_t{1} << 13;
+
+  r8 pass_over_negligible(std::span<const r8> coefficients, r8 negligible);
+  std::size_t last_bin_to_discard(std::span<const r8> coefficients, r8 budget, r8& discarded);
+  void discard_from_bin(std::span<const r8> coefficients, std::size_t bin, r8 budget, r8 discarded);
+
+  std::vector<i4> kept_;             // candidates at first
+  std::vector<i4> in_bin_;           // those of the bin in which the budget ends
+  std::array<r8, bins> bin_energy_;  // sum of the energies
 };
 
 /// One datum's row of G in the wavelet domain, before it is narrowed to the types of the file.
@@ -45,11 +55,15 @@ class row_compressor {
  public:
   row_compressor(const mesh_state& shared_mesh, const cube_size& cube, r8 tolerance);
 
-  /// Valid until the next call.
+  /// Valid until the next call of a member.
   compressed_row compress(std::span<const r8> row);
 
+  /// Turns the row compressed last into the one that its kept coefficients, rounded to r4, stand for. Gives the energy
+  /// of the difference.
+  r8 restore(std::span<const i4> idx, std::span<r8> row);
+
  private:
-  void lay_on_cube(std::span<const r8> row);
+  void transform(i4 isign);
 
   const mesh_state& mesh_;
   cube_size cube_size_;

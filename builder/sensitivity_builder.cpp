@@ -1,17 +1,17 @@
 #include "builder/sensitivity_builder.h"
 
 #include <fmt/format.h>
+#include <omp.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cmath>
 #include <memory>
-#include <optional>
-#include <vector>
 
-#include "builder/daubechies.h"
-#include "builder/parallel_rows.h"
-#include "builder/row_compression.h"
+#include "builder/record_writer.h"
+#include "builder/row_maker.h"
+#include "builder/rows_in_order.h"
 #include "builder/sensitivity_writer.h"
-#include "builder/survey_response.h"
 #include "tool/program_stop.h"
 #include "wavelet/wtn_mod.h"
 
@@ -19,127 +19,127 @@ namespace velko {
 
 namespace {
 
-/// What one thread needs to make rows.
-struct row_maker {
-  row_maker(const mesh_state& m, const survey_state& s, const matrix_form& form, const cube_size& cube)
-      : response(m, s) {
-    if (form.nfilter > 0) compressor.emplace(m, cube, form.tolerance);
-  }
-
-  void make(i4 datum, std::span<r8> row, row_payload& payload) {
-    response.row(datum, row);
-    if (compressor)
-      encode_compressed_row(compressor->compress(row), payload);
-    else
-      encode_dense_row(row, payload);
-  }
-
-  survey_response response;
-  std::optional<row_compressor> compressor;  // empty in the dense form
-};
-
-/// Consecutive rows, as computed and as the file holds them.
-class row_block {
+/// What is told of the rows, gathered in their order.
+class row_account {
  public:
-  row_block(i4 ncol, i4 ndata) : payloads_(static_cast<std::size_t>(rows_that_fit(ncol, ndata))) {
-    rows_ = owned_array2<r8>(uninitialised, ncol, rows());
+  void add(const row_maker& row) {
+    stored_.push_back(row.stored());
+    norm2_ += row.norm2();
+    loss2_ += row.loss2();
+    if (row.norm2() > 0.0) largest_loss_ = std::max(largest_loss_, std::sqrt(row.loss2() / row.norm2()));
   }
 
-  i4 rows() const { return static_cast<i4>(payloads_.size()); }
-  std::span<r8> row(i4 n) { return {&rows_(1, n + 1), static_cast<std::size_t>(rows_.extent(1))}; }
-  row_payload& payload(i4 n) { return payloads_[static_cast<std::size_t>(n)]; }
-
- private:
-  /// As many as 64 MiB hold, but enough to keep a large machine busy.
-  static i4 rows_that_fit(i4 ncol, i4 ndata) {
-    constexpr i8 block_bytes = i8{64} << 20;
-    const i8 fit = block_bytes / (std::max(i8{ncol}, i8{1}) * i8{sizeof(r8)});
-    return std::min(ndata, static_cast<i4>(std::max(fit, i8{2} * omp_get_max_threads())));
-  }
-
-  owned_array2<r8> rows_;  // (ncol, rows)
-  std::vector<row_payload> payloads_;
-};
-
-/// Makes the rows of one block after the other; each step works on the data first, first + 1, ..., `count` of them.
-class row_stream {
- public:
-  row_stream(const mesh_state& m, const survey_state& s, const matrix_form& form, const matrix_summary& sizes)
-      : block_(sizes.ncol, sizes.ndata), gdiag_(sizes.ncol) {
-    for (int thread = 0; thread < omp_get_max_threads(); ++thread)
-      makers_.push_back(std::make_unique<row_maker>(m, s, form, sizes.cube));
-  }
-
-  i4 block_rows() const { return block_.rows(); }
-  row_payload& payload(i4 n) { return block_.payload(n); }
-  std::span<const r8> gdiag() const { return gdiag_.elements(); }
-
-  void make_rows(i4 first, i4 count) {
-    parallel_rows(count, [&](i4 n, int thread) {
-      try {
-        makers_[static_cast<std::size_t>(thread)]->make(first + n, block_.row(n), block_.payload(n));
-      } catch (const value_too_large& failure) {
-        stop_program(fmt::format("velkmtx: datum {}: {}", first + n, failure.what()));
-      }
-    });
-  }
-
-  /// Each cell sums its squares in the order of the data, whatever the blocks and threads.
-  void add_squares(i4 count) {
-    constexpr i4 cells_at_a_time = 4096;  // their sums stay in the nearest cache while the rows pass
-    const std::size_t ncol = static_cast<std::size_t>(gdiag_.size());
-    const i4 chunks = static_cast<i4>((gdiag_.size() + cells_at_a_time - 1) / cells_at_a_time);
-#pragma omp parallel for schedule(static)
-    for (i4 chunk = 0; chunk < chunks; ++chunk) {
-      const std::size_t begin = static_cast<std::size_t>(chunk) * cells_at_a_time;
-      const std::size_t end = std::min(begin + cells_at_a_time, ncol);
-      for (i4 n = 0; n < count; ++n) {
-        const r8* g = block_.row(n).data();
-        for (std::size_t c = begin; c < end; ++c) gdiag_.data()[c] += g[c] * g[c];
-      }
-    }
+  row_statistics statistics() {
+    row_statistics all;
+    if (stored_.empty()) return all;
+    std::sort(stored_.begin(), stored_.end());
+    all.least = stored_.front();
+    all.median = stored_[(stored_.size() - 1) / 2];
+    all.most = stored_.back();
+    for (const i4 n : stored_) all.stored += n;
+    if (norm2_ > 0.0) all.loss = std::sqrt(loss2_ / norm2_);
+    all.largest_loss = largest_loss_;
+    return all;
   }
 
  private:
-  row_block block_;
-  owned_array1<r8> gdiag_;
-  std::vector<std::unique_ptr<row_maker>> makers_;  // one for each thread
+  std::vector<i4> stored_;
+  r8 norm2_ = 0, loss2_ = 0, largest_loss_ = 0;
 };
 
-i8 values_in(const row_payload& payload, const matrix_form& form) {
-  const i8 bytes = static_cast<i8>(payload.size());
-  return form.nfilter > 0 ? (bytes - 4) / 8 : bytes / 4;
+/// gdiag in pieces, so that several rows can be added at once, each to another piece.
+class diagonal {
+ public:
+  explicit diagonal(i8 ncol) : sum_(ncol) {}
+
+  i4 pieces() const { return static_cast<i4>((sum_.size() + cells_in_piece - 1) / cells_in_piece); }
+  std::span<const r8> elements() const { return sum_.elements(); }
+
+  void add(std::span<const r8> row, i4 piece) {
+    const i8 begin = piece * cells_in_piece, end = std::min(begin + cells_in_piece, sum_.size());
+    const r8* g = row.data();
+    r8* sum = sum_.data();
+    for (i8 c = begin; c < end; ++c) sum[c] += g[c] * g[c];
+  }
+
+ private:
+  static constexpr i8 cells_in_piece = i8{1} << 16;
+  owned_array1<r8> sum_;
+};
+
+void make_row(row_maker& maker, i4 datum) {
+  try {
+    maker.make(datum);
+  } catch (const value_too_large& failure) {
+    stop_program(fmt::format("datum {}: {}", datum, failure.what()));
+  }
 }
 
-/// The filter of the form, which the transform is told too; none when dense.
-std::vector<r8> set_filter(const matrix_form& form) {
-  if (form.nfilter <= 0) return {};
-  std::vector<r8> wfilter = daubechies_filter(form.nfilter);
-  SET_WTN_FILTER(wfilter, form.nfilter);
-  return wfilter;
+/// The transform is told the filter, where there is one.
+void set_filter(const matrix_form& form) {
+  if (form.compressed()) SET_WTN_FILTER(form.wfilter, static_cast<i4>(form.wfilter.size()));
 }
 
 }  // namespace
 
-matrix_summary write_sensitivity(output_file& file, const mesh_state& m, const survey_state& s,
-                                 const matrix_form& form) {
-  matrix_summary sizes{s.ndata, m.nx * m.ny * m.nz, cube_around(m.ny, m.nx, m.nz)};
-  record_writer out(file);
-  write_geometry(out, m, sizes.ndata, sizes.ncol, set_filter(form), sizes.cube);
+i4 columns_of(const mesh_state& m) {
+  i4 columns = 0;
+  for (const i4 itop : m.itop.elements()) columns += m.nz - itop;
+  return columns;
+}
 
-  row_stream stream(m, s, form, sizes);
-  for (i4 done = 0; done < s.ndata;) {
-    const i4 count = std::min(stream.block_rows(), s.ndata - done);
-    stream.make_rows(done + 1, count);
-    for (i4 n = 0; n < count; ++n) {
-      write_row(out, stream.payload(n));
-      sizes.stored += values_in(stream.payload(n), form);
-    }
-    stream.add_squares(count);
-    done += count;
+i8 memory_for(const mesh_state& m, const matrix_form& form, i4 stored, int threads) {
+  const cube_size cube = cube_around(m.ny, m.nx, m.nz);
+  const i8 ncol = columns_of(m), ncube = i8{cube.z} * cube.x * cube.y;
+  const i8 planes = i8{2} * (m.nx + 1) * (m.nz + 8) * 2;  // distances and faces on two planes of nodes
+  const i8 elements = ncol + planes + (form.compressed() ? ncube + ncube / 2 : 0);
+  const i8 record = i8{stored} * (form.compressed() ? 8 : 4);
+  return threads * (8 * elements + record) + 2 * 8 * ncol;
+}
+
+row_statistics write_sensitivity(output_file& file, const mesh_state& m, const survey_state& s,
+                                 const matrix_form& form, const std::function<void(i4)>& row_is_written) {
+  set_filter(form);
+  const owned_array1<r8> wtz = cell_weights(m, s, form.weights);
+  record_writer out(file);
+  write_geometry(out, m, s.ndata, form.wfilter, cube_around(m.ny, m.nx, m.nz), form.weights.kind,
+                 wtz.elements());
+
+  std::vector<std::unique_ptr<row_maker>> makers;  // one for each thread
+  for (int thread = 0; thread < std::min(omp_get_max_threads(), s.ndata); ++thread)
+    makers.push_back(std::make_unique<row_maker>(m, s, form, wtz.elements()));
+  const auto maker_of = [&](int thread) -> row_maker& { return *makers[static_cast<std::size_t>(thread)]; };
+  row_account account;
+  diagonal gdiag(wtz.size());
+  const auto make = [&](i4 row, int thread) { make_row(maker_of(thread), row + 1); };
+  const auto pass = [&](i4 stage, i4 row, int thread) {
+    const row_maker& made = maker_of(thread);
+    if (stage > 0) return gdiag.add(made.row(), stage - 1);
+    write_row(out, made.payload());
+    account.add(made);
+    row_is_written(row + 1);
+  };
+  rows_in_order(s.ndata, static_cast<int>(makers.size()), 1 + gdiag.pieces(), make, pass);
+  write_diagonal(out, gdiag.elements());
+  return account.statistics();
+}
+
+row_sample sample_rows(const mesh_state& m, const survey_state& s, const matrix_form& form, i4 count) {
+  set_filter(form);
+  const owned_array1<r8> wtz = cell_weights(m, s, form.weights);
+  row_maker maker(m, s, form, wtz.elements());
+  row_account account;
+  row_sample sample;
+  sample.count = std::min(count, s.ndata);
+  const auto start = std::chrono::steady_clock::now();
+  for (i4 n = 0; n < sample.count; ++n) {
+    make_row(maker, 1 + static_cast<i4>((2 * i8{n} + 1) * s.ndata / (2 * i8{sample.count})));
+    account.add(maker);
   }
-  write_diagonal(out, stream.gdiag());
-  return sizes;
+  const std::chrono::duration<r8> taken = std::chrono::steady_clock::now() - start;
+  sample.seconds = taken.count() / sample.count;
+  sample.rows = account.statistics();
+  return sample;
 }
 
 }  // namespace velko

@@ -44,18 +44,16 @@ void encode_compressed_row(const compressed_row& row, row_payload& payload) {
   for (const i4 idx : row.idx) to.put(narrowed(row.coefficients[static_cast<std::size_t>(idx) - 1]));
 }
 
-void write_geometry(record_writer& out, const mesh_state& m, i4 ndata, i4 ncol, std::span<const r8> wfilter,
-                    const cube_size& cube) {
-  const i4 nfilter = static_cast<i4>(wfilter.size());
-  const i4 wtz_kind = 0;  // kept by the readers of this file, used by none
-  const std::vector<r8> wtz(static_cast<std::size_t>(ncol), 1.0);
+void write_geometry(record_writer& out, const mesh_state& m, i4 ndata, std::span<const r8> wfilter,
+                    const cube_size& cube, i4 wtz_kind, std::span<const r8> wtz) {
+  const i4 nfilter = static_cast<i4>(wfilter.size()), ncol = static_cast<i4>(wtz.size());
   out.write({bytes_of(ndata), bytes_of(ncol), bytes_of(m.ny), bytes_of(m.nx), bytes_of(m.nz)});
   out.write({bytes_of(m.ynode.elements()), bytes_of(m.xnode.elements()), bytes_of(m.znode.elements()),
              bytes_of(m.ztop)});
   out.write({bytes_of(m.itop.elements())});
   out.write({bytes_of(nfilter), bytes_of(wfilter)});
   out.write({bytes_of(cube.y), bytes_of(cube.x), bytes_of(cube.z)});
-  out.write({bytes_of(wtz_kind), bytes_of(std::span(wtz))});
+  out.write({bytes_of(wtz_kind), bytes_of(wtz)});
 }
 
 void write_row(record_writer& out, const row_payload& payload) {

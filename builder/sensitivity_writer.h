@@ -2,7 +2,7 @@
 ///
 /// What     write_geometry writes the records ahead of the rows, write_row one row as an encoder left it,
 ///          write_diagonal the last record
-/// Shapes   wfilter(nfilter), empty for the dense form; a row payload is `ncol` r4 (dense), or nnz, idx(nnz),
+/// Shapes   wfilter(nfilter), empty for the dense form; wtz(ncol); a row payload is `ncol` r4 (dense), or nnz, idx(nnz),
 ///          val(nnz) (compressed)
 /// Errors   those of output_file; value_too_large from the encoders
 /// See      docs/formats/sensitivity_file.md
@@ -29,10 +29,9 @@ struct value_too_large : std::range_error {
 void encode_dense_row(std::span<const r8> row, row_payload& payload);
 void encode_compressed_row(const compressed_row& row, row_payload& payload);
 
-/// Header, mesh block, surface index, filter, cube size and weights. The surface is that of the mesh state; the
-/// weights are 1.
-void write_geometry(record_writer& out, const mesh_state& m, i4 ndata, i4 ncol, std::span<const r8> wfilter,
-                    const cube_size& cube);
+/// Header, mesh block, surface index, filter, cube size and weights, as many of those as G has columns.
+void write_geometry(record_writer& out, const mesh_state& m, i4 ndata, std::span<const r8> wfilter,
+                    const cube_size& cube, i4 wtz_kind, std::span<const r8> wtz);
 void write_row(record_writer& out, const row_payload& payload);
 void write_diagonal(record_writer& out, std::span<const r8> gdiag);
 

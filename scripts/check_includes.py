@@ -11,7 +11,7 @@ MAY_USE = {
     "products": {"arrays", "reports", "store", "wavelet"},
     "topography": {"arrays", "reports", "store", "files"},
     "tool": {"arrays", "reports", "wavelet", "store", "files", "products"},
-    "builder": {"arrays", "reports", "wavelet", "store", "files", "products"},
+    "builder": {"arrays", "reports", "wavelet", "store", "files", "products", "topography"},
 }
 REPORTS = {"channel", "number_layout", "program_stop", "reports"}  # the part of tool/ that every folder may use
 INCLUDE = re.compile(r'^\s*#include "([^"]+)"')

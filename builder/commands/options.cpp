@@ -45,4 +45,10 @@ void print(const std::string& lines) {
   out.flush();
 }
 
+void warn(const std::string& line) {
+  channel err("standard error", stderr);
+  err.write_line("velkmtx: " + line);
+  err.flush();
+}
+
 }  // namespace velko

@@ -50,4 +50,7 @@ std::string size_text(r8 bytes);
 /// One or more lines to the standard output, which is flushed.
 void print(const std::string& lines);
 
+/// A line to the standard error stream, at once.
+void warn(const std::string& line);
+
 }  // namespace velko

@@ -1,9 +1,10 @@
 """Judges the two forms of a sensitivity file that velkmtx wrote.
 
-    judge_sensitivity.py MESH LOCATIONS DENSE COMPRESSED FILTER_LENGTH TOLERANCE
+    judge_sensitivity.py MESH LOCATIONS DENSE [COMPRESSED WAVELET TOLERANCE] ...
 
 SciPy reads the records. Rows of G are computed by Gauss quadrature of dipoles over the cells, the transform by plain
-matrices from its definition, the filter from PyWavelets' tables; nothing is taken from velkmtx.
+matrices from its definition, the filter from PyWavelets' tables; from velkmtx only the surface is taken. Data lie outside
+of the cells, and not close by.
 """
 
 import sys
@@ -14,7 +15,9 @@ from scipy.io import FortranFile
 
 
 def numbers_of(name):
-    return [float(word) for word in open(name).read().split()]
+    """Blanks between them; 3*2.5 stands for three times 2.5."""
+    pairs = [("1*" + word).split("*")[-2:] for word in open(name).read().split()]
+    return [value for count, number in pairs for value in [float(number)] * int(count)]
 
 
 def read_mesh(name):
@@ -92,12 +95,25 @@ def pyramid_matrix(n, low):
     return whole
 
 
-def transform(rows, counts, cube, low):
-    """Rows in model order to the transformed cube, y slowest."""
+def pyramid_matrices(cube, low):
+    return [pyramid_matrix(n, low) for n in cube]
+
+
+def transform(rows, below, cube, low):
+    """Rows in surface order to the transformed cube, y slowest."""
     laid = np.zeros((len(rows),) + cube)
-    laid[:, : counts[0], : counts[1], : counts[2]] = rows.reshape((-1,) + counts)
-    wy, wx, wz = (pyramid_matrix(n, low) for n in cube)
+    ny, nx, nz = below.shape
+    laid[:, :ny, :nx, :nz][:, below] = rows
+    wy, wx, wz = pyramid_matrices(cube, low)
     return np.einsum("ai,bj,ck,rijk->rabc", wy, wx, wz, laid, optimize=True).reshape(len(rows), -1)
+
+
+def restore(transformed, below, cube, low):
+    """The way back: the transposed matrices."""
+    wy, wx, wz = pyramid_matrices(cube, low)
+    laid = np.einsum("ai,bj,ck,rabc->rijk", wy, wx, wz, transformed.reshape((-1,) + cube), optimize=True)
+    ny, nx, nz = below.shape
+    return laid[:, :ny, :nx, :nz][:, below]
 
 
 class Judge:
@@ -106,44 +122,64 @@ class Judge:
         self.field, self.positions, self.pairs = read_survey(locations)
         nx, ny, nz = (len(e) - 1 for e in self.edges)
         self.counts = (ny, nx, nz)
-        self.ncol = nx * ny * nz
         self.cube = tuple(1 << (n - 1).bit_length() for n in self.counts)
-        self.rows = rows_by_quadrature(self.edges, self.ztop, self.field, self.positions, self.pairs)
+        self.all_cells = rows_by_quadrature(self.edges, self.ztop, self.field, self.positions, self.pairs)
+
+    def depth_weights(self, itop):
+        """w = ((z + z0) / (zmin + z0))^(-3/2), z0 the mean height of the data or half a cell."""
+        x, y, z = self.edges
+        ground = z[itop]  # (ny, nx), downward
+        depth = ((z[1:] + z[:-1]) / 2 - ground[..., None])[self.below]
+        columns = [np.clip(np.searchsorted(e, p, "right") - 1, 0, len(e) - 2)
+                   for e, p in ((y, self.positions[:, 1]), (x, self.positions[:, 0]))]
+        heights = self.positions[:, 2] - (self.ztop - ground[tuple(columns)])
+        z0 = max(np.maximum(heights, 0).mean(), depth.min())
+        return ((depth + z0) / (depth.min() + z0)) ** -1.5
 
     def geometry(self, file, low):
-        assert list(file.read_ints("<i4")) == [len(self.rows), self.ncol, *self.counts]
+        header = list(file.read_ints("<i4"))
         x, y, z = self.edges
         np.testing.assert_array_equal(file.read_reals("<f8"), np.concatenate([y, x, z, [self.ztop]]))
-        np.testing.assert_array_equal(file.read_ints("<i4"), np.zeros(self.counts[0] * self.counts[1]))
+        itop = file.read_ints("<i4").reshape(self.counts[1::-1]).T  # the y index runs fastest
+        self.below = np.arange(self.counts[2]) >= itop[..., None]
+        self.ncol = int(self.below.sum())
+        assert header == [len(self.positions), self.ncol, *self.counts]
         filter_record = file.read_record("u1").tobytes()
         assert int.from_bytes(filter_record[:4], "little") == len(low)
-        np.testing.assert_allclose(np.frombuffer(filter_record[4:], "<f8"), low, rtol=0, atol=1e-12)
+        np.testing.assert_allclose(np.frombuffer(filter_record[4:], "<f8"), low, rtol=0, atol=1e-11)
         assert tuple(file.read_ints("<i4")) == self.cube
-        _, weights = file.read_record("<i4", f"({self.ncol},)<f8")
-        np.testing.assert_array_equal(weights, np.ones(self.ncol))
+        kind, self.weights = file.read_record("<i4", f"({self.ncol},)<f8")
+        expected = self.depth_weights(itop) if kind[0] == 1 else np.ones(self.ncol)
+        np.testing.assert_allclose(self.weights, expected, rtol=1e-7)
+        self.rows = self.all_cells[:, self.below.ravel()] / self.weights
 
-    def diagonal_and_end(self, file):
-        np.testing.assert_allclose(file.read_reals("<f8"), (self.rows**2).sum(axis=0), rtol=1e-6)
+    def diagonal_and_end(self, file, stored_rows):
+        np.testing.assert_allclose(file.read_reals("<f8"), (stored_rows**2).sum(axis=0), rtol=1e-9, atol=1e-20)
         assert not file._fp.read(1)
 
     def dense(self, name):
         file = FortranFile(name, "r", "<u4")
         self.geometry(file, np.array([]))
+        stored = []
         for row in self.rows:
-            np.testing.assert_allclose(file.read_reals("<f4"), row, rtol=0, atol=1e-6 * np.abs(row).max())
-        self.diagonal_and_end(file)
+            stored.append(file.read_reals("<f4").astype(float))
+            np.testing.assert_allclose(stored[-1], row, rtol=0, atol=1e-6 * np.abs(row).max())
+        self.diagonal_and_end(file, np.array(stored))
 
     def compressed(self, name, low, tolerance):
         file = FortranFile(name, "r", "<u4")
         self.geometry(file, low)
         model = np.random.default_rng(1).normal(size=(1, self.ncol))
-        transformed_model = transform(model, self.counts, self.cube, low)[0]
-        for row, full in zip(self.rows, transform(self.rows, self.counts, self.cube, low)):
+        weighted = model * self.weights
+        transformed_model = transform(weighted, self.below, self.cube, low)[0]
+        stored = np.zeros((len(self.rows), np.prod(self.cube)))
+        for n, (row, full) in enumerate(zip(self.rows, transform(self.rows, self.below, self.cube, low))):
             record = file.read_record("u1").tobytes()
             nnz = int.from_bytes(record[:4], "little")
             assert len(record) == 4 + 8 * nnz
             idx, val = np.frombuffer(record[4:], "<i4", nnz), np.frombuffer(record[4 + 4 * nnz :], "<f4")
             assert np.all(np.diff(idx) > 0) and idx[0] >= 1 and idx[-1] <= full.size
+            stored[n, idx - 1] = val
             norm = np.linalg.norm(row)
             np.testing.assert_allclose(val, full[idx - 1], rtol=1e-7, atol=1e-6 * norm)
             discarded = np.delete(full, idx - 1)
@@ -151,17 +187,27 @@ class Judge:
             if tolerance > 1e-4:
                 assert np.hypot(np.linalg.norm(discarded), np.abs(val).min()) > tolerance * norm * (1 - 1e-3)
                 assert np.abs(discarded).max() <= np.abs(val).min() * (1 + 1e-3)
-            error = val @ transformed_model[idx - 1] - row @ model[0]
-            assert abs(error) <= (tolerance + 2e-6) * norm * np.linalg.norm(model)
-        self.diagonal_and_end(file)
+            error = val @ transformed_model[idx - 1] - self.all_cells[n, self.below.ravel()] @ model[0]
+            assert abs(error) <= (tolerance + 2e-6) * norm * np.linalg.norm(weighted)
+        self.diagonal_and_end(file, restore(stored, self.below, self.cube, low))
+
+
+def filter_of(wavelet):
+    """Energy first; PyWavelets counts vanishing moments, half the coefficients, and its symlets come as they are."""
+    if wavelet == "haar":
+        return np.array(pywt.Wavelet("haar").rec_lo)
+    family = {"d": "db", "s": "sym"}[wavelet[0]]
+    low = np.array(pywt.Wavelet(f"{family}{int(wavelet[1:]) // 2}").rec_lo)
+    centre = low**2 @ np.arange(len(low))
+    return low if centre <= (len(low) - 1) / 2 else low[::-1]
 
 
 def main():
-    mesh, locations, dense, compressed, length, tolerance = sys.argv[1:]
+    mesh, locations, dense, *compressed = sys.argv[1:]
     judge = Judge(mesh, locations)
     judge.dense(dense)
-    low = np.array(pywt.Wavelet(f"db{int(length) // 2}").rec_lo)
-    judge.compressed(compressed, low, float(tolerance))
+    for name, wavelet, tolerance in zip(*[iter(compressed)] * 3):
+        judge.compressed(name, filter_of(wavelet), float(tolerance))
 
 
 if __name__ == "__main__":

@@ -8,7 +8,7 @@
 #include <random>
 #include <vector>
 
-#include "builder/odd_series.h"
+#include "builder/series.h"
 
 namespace velko {
 namespace {

@@ -1,4 +1,4 @@
-/// Odd series: arctan and artanh of small arguments, and what follows from them, in plain arithmetic.
+/// Series: elementary functions in plain arithmetic.
 ///
 /// Why      the mathematical library rounds differently from version to version and from processor to processor; these
 ///          give the same bits everywhere
@@ -43,6 +43,18 @@ inline r8 portable_atan(r8 x) {
   r8 quarter = 0.0;
   odd_series<12, -1>(t, quarter);  // of at most tan(pi / 16) = 0.199
   return steep ? std::copysign(0.5 * std::numbers::pi, x) - 4.0 * quarter : 4.0 * quarter;
+}
+
+/// Sine and cosine of angles up to pi / 4, x (1 - x^2/(2 3) (1 - x^2/(4 5) ...)) and 1 - x^2/(1 2) (1 - x^2/(3 4) ...).
+inline r8 portable_sin(r8 x) {
+  r8 factor = 1.0;
+  for (int n = 20; n > 0; n -= 2) factor = 1.0 - x * x / (n * (n + 1)) * factor;
+  return x * factor;
+}
+inline r8 portable_cos(r8 x) {
+  r8 sum = 1.0;
+  for (int n = 19; n > 0; n -= 2) sum = 1.0 - x * x / (n * (n + 1)) * sum;
+  return sum;
 }
 
 }  // namespace velko

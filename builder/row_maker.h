@@ -1,0 +1,46 @@
+/// Row maker: one datum's row of G from the survey to the bytes of the file.
+///
+/// Shapes   row(ncol), surface order
+/// Errors   value_too_large
+/// Threads  an object holds work arrays and belongs to one thread; mesh, survey, form and weights are shared
+#pragma once
+
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "builder/row_compression.h"
+#include "builder/sensitivity_builder.h"
+#include "builder/sensitivity_writer.h"
+#include "builder/survey_response.h"
+
+namespace velko {
+
+class row_maker {
+ public:
+  row_maker(const mesh_state& m, const survey_state& s, const matrix_form& form, std::span<const r8> wtz);
+
+  void make(i4 datum);
+
+  // Of the row made last: its record; how many values that holds; the row that they stand for; the squares of the
+  // 2-norms of the row as computed and of what it lost.
+  const row_payload& payload() const { return payload_; }
+  i4 stored() const { return stored_; }
+  std::span<const r8> row() const { return row_; }
+  r8 norm2() const { return norm2_; }
+  r8 loss2() const { return loss2_; }
+
+ private:
+  void encode_compressed();
+  void encode_dense();
+
+  std::span<const r8> wtz_;
+  survey_response response_;
+  std::optional<row_compressor> compressor_;  // empty in the dense form
+  std::vector<r8> row_;
+  row_payload payload_;
+  i4 stored_ = 0;
+  r8 norm2_ = 0, loss2_ = 0;
+};
+
+}  // namespace velko
