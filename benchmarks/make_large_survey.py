@@ -71,7 +71,7 @@ def main():
     if not os.path.exists(few):
         write_mesh(at("survey.mesh"))
         write_locations(at("few.loc"), STATIONS**2)
-        subprocess.run([velkmtx, "make", at("survey.mesh"), "null", at("few.loc"), few, "--filter", "4",
+        subprocess.run([velkmtx, "make", at("survey.mesh"), "null", at("few.loc"), few, "--wavelet", "d4",
                         "--tolerance", "1e-2"], check=True)
     count = repeat_rows(few, at("velkosta.mtx"), mebibytes << 20)
     write_locations(at("locations.loc"), count)

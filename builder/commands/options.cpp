@@ -36,7 +36,8 @@ void check_output_is_no_input(const std::string& output, const std::vector<std::
 }
 
 std::string size_text(r8 bytes) {
-  return bytes < 1e6 ? fmt::format("{:.1f} kB", bytes / 1e3) : fmt::format("{:.1f} MB", bytes / 1e6);
+  if (bytes < 1e6) return fmt::format("{:.1f} kB", bytes / 1e3);
+  return bytes < 1e9 ? fmt::format("{:.1f} MB", bytes / 1e6) : fmt::format("{:.2f} GB", bytes / 1e9);
 }
 
 void print(const std::string& lines) {
