@@ -7,6 +7,7 @@
 #include <cmath>
 #include <filesystem>
 #include <span>
+#include <utility>
 
 #include "builder/daubechies.h"
 #include "store/cell_geometry.h"
@@ -285,11 +286,13 @@ std::string name_of_filter(const std::vector<r8>& wfilter) {
   const auto n = static_cast<i4>(wfilter.size());
   if (n < 2 || n > longest_daubechies_filter || n % 2 != 0) return {};
   const auto same = [](r8 a, r8 b) { return std::abs(a - b) < 1e-9; };
-  const std::vector<r8> known = daubechies_filter(n);
-  const bool forward = std::equal(known.begin(), known.end(), wfilter.begin(), same);
-  if (!forward && !std::equal(known.rbegin(), known.rend(), wfilter.begin(), same)) return {};
-  if (n == 2) return "Haar";
-  return forward ? "Daubechies" : "Daubechies, reversed";
+  for (const auto& [family, known] : {std::pair{n == 2 ? "Haar" : "Daubechies", daubechies_filter(n)},
+                                      std::pair{"symlet", symlet_filter(n)}}) {
+    if (std::equal(known.begin(), known.end(), wfilter.begin(), same)) return family;
+    if (std::equal(known.rbegin(), known.rend(), wfilter.begin(), same))
+      return std::string(family) + ", reversed";
+  }
+  return {};
 }
 
 }  // namespace velko

@@ -53,7 +53,7 @@ struct sensitivity_contents {
 
 sensitivity_contents scan_sensitivity_file(std::string_view file_name);
 
-/// "Haar", "Daubechies", "Daubechies, reversed"; empty for a filter that velkmtx does not know.
+/// "Haar", "Daubechies", "symlet", the last two also with ", reversed"; empty for a filter that velkmtx does not know.
 std::string name_of_filter(const std::vector<r8>& wfilter);
 
 }  // namespace velko

@@ -56,10 +56,12 @@ TEST_F(InfoCommand, TellsNothingOfFilterCubeAndRowsInADenseFile) {
 
 TEST_F(InfoCommand, KnowsTheFiltersOfMake) {
   for (const char* n : {"4", "6", "8", "10", "12"}) {
-    output_of(std::string("make mesh null loc g.mtx --filter ") + n);
+    output_of(std::string("make mesh null loc g.mtx --wavelet d") + n);
     EXPECT_THAT(output_of("info g.mtx"),
                 HasSubstr(std::string("filter   Daubechies, ") + n + " coefficients\n"));
   }
+  output_of("make mesh null loc g.mtx --wavelet s10");
+  EXPECT_THAT(output_of("info g.mtx"), HasSubstr("filter   symlet, 10 coefficients\n"));
   write(sensitivity_file().filter({0.3, 0.4, 0.5}));
   EXPECT_THAT(output_of("info g.mtx"), HasSubstr("filter   unknown, 3 coefficients\n"));
 }
@@ -91,7 +93,7 @@ TEST_F(InfoCommand, FileThatCannotBeReadIsToldInALine) {
 using CheckCommand = InfoCommand;
 
 TEST_F(CheckCommand, FilesOfMakeHaveNoFaults) {
-  for (const char* form : {"--dense", "--filter 2", "--filter 12 --tolerance 0.1"}) {
+  for (const char* form : {"--dense", "--wavelet haar", "--wavelet d12 --tolerance 0.1"}) {
     output_of(std::string("make mesh null loc g.mtx ") + form);
     EXPECT_EQ(output_of("check g.mtx"), "g.mtx: no faults\n");
   }
