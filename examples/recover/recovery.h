@@ -1,0 +1,15 @@
+/// The recovery: from the command line's files to the recovered model.
+///
+/// What     loads the survey, cools the damping until the misfit has come to its target, and writes the predicted data
+///          of each iteration and the last model. A table of the iterations goes to the console and to the log
+/// Errors   those of the library; the target is not reached (the last model is written all the same); data that no
+///          active cell touches; a misfit that is not finite. Every end is a program stop (tool/program_stop.h)
+#pragma once
+
+#include "recover/command_line.h"
+
+namespace recover {
+
+void recover_model(const command_line& options);
+
+}  // namespace recover
