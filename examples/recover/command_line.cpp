@@ -68,23 +68,24 @@ void add_cells(CLI::App& app, command_line& into) {
 }
 
 void add_choices(CLI::App& app, command_line& into) {
-  const auto is_exponent = [](r8 e) { return 0 <= e && e <= 10; };  // false for a NaN, like the next one
-  const auto is_positive = [](r8 t) { return 0 < t && t <= 1e30; };
+  const auto is_exponent = [](r8 e) { return 0 <= e && e <= 4; };  // false for a NaN, like the next one
+  const auto is_misfit = [](r8 t) { return 0 < t && t <= 1e30; };
+  const auto is_focus = [](i4 n) { return 0 <= n && n <= 20; };
   const auto is_count = [](i4 n) {
     return 1 <= n && n <= 999;
   };  // the numbers of the files have three digits
-  app.add_option(
-         "--depth-exponent", into.depth_exponent,
-         "weight cells by depth to the power of minus half of\nthis; default 3, or 0 where the sensitivity "
-         "file\nbrings weights")
-      ->check(allowed(as_number<r8>(is_exponent), "a number from 0 to 10"))
-      ->option_text("NUMBER");
-  app.add_option("--target", into.target, "misfit to reach, chi-squared / number of data;\ndefault 1")
-      ->check(allowed(as_number<r8>(is_positive), "a number above 0"))
-      ->option_text("NUMBER");
-  app.add_option("--iterations", into.iterations, "dampings to try at most, 1 to 999; default 30")
-      ->check(allowed(as_number<i4>(is_count), "a whole number from 1 to 999"))
-      ->option_text("NUMBER");
+  const auto add = [&](const char* name, auto& value, const char* what) {
+    return app.add_option(name, value, what)->option_text("NUMBER");
+  };
+  add("--target", into.target, "misfit to reach, chi-squared / number of data;\ndefault 1")
+      ->check(allowed(as_number<r8>(is_misfit), "a number above 0"));
+  add("--weighting", into.weighting,
+      "exponent of the weights by sensitivity; default 1, or\n0 where the sensitivity file brings weights")
+      ->check(allowed(as_number<r8>(is_exponent), "a number from 0 to 4"));
+  add("--focus", into.focus, "times that the model is made more compact;\ndefault 0")
+      ->check(allowed(as_number<i4>(is_focus), "a whole number from 0 to 20"));
+  add("--iterations", into.iterations, "dampings to try at most, in all; default 60")
+      ->check(allowed(as_number<i4>(is_count), "a whole number from 1 to 999"));
 }
 
 }  // namespace

@@ -31,7 +31,7 @@ i4 conjugate_gradients(const linear_map& A, std::span<const r8> b, std::span<r8>
   r8 squared = dot(residual, residual);
 
   i4 steps = 0;
-  for (; steps < max_steps && squared > small_enough; ++steps) {
+  for (; steps < max_steps && squared > (steps == 0 ? 0 : small_enough); ++steps) {
     A(direction, A_direction);
     const r8 length = squared / dot(direction, A_direction);
     scale_and_add(x, 1, length, direction);

@@ -1,7 +1,8 @@
 /// Conjugate gradients: A x = b for a symmetric positive definite A that is known by its products alone.
 ///
 /// What     x holds a first guess and gets the solution; the number of products with A is one more than the steps
-/// Ends     when |b - A x| <= tolerance |b|, or after max_steps
+/// Ends     when |b - A x| <= tolerance |b|, or after max_steps. The first step is always taken, so that a good guess
+///          gets better too
 /// Sources  M. Hestenes and E. Stiefel, J. Res. Natl. Bur. Stand. 49 (1952) 409-436, doi 10.6028/jres.049.044
 #pragma once
 

@@ -1,9 +1,8 @@
-// Letters: i along y, j along x, k down a column.
 #include "recover/model_weights.h"
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
+#include <limits>
 
 #include "files/model_file.h"
 #include "products/model_mapping.h"
@@ -17,19 +16,15 @@ using namespace velko;
 
 namespace {
 
-/// Mean elevation of the data above the top of the mesh.
-r8 mean_height() {
-  const auto z = survey.zobs.elements();
-  return std::accumulate(z.begin(), z.end(), 0.0) / static_cast<r8>(z.size()) - mesh.ztop;
-}
+// A cell that no datum feels has no sensitivity; its weight is small, and still one to divide by.
+constexpr r8 least_sensitivity = 1e-12;
 
-/// A cell at the height of the data or above it counts as one that lies half its own height below them.
-r8 depth_below_data(r8 height, i4 k) {
-  return std::max(height + (mesh.znode(k) + mesh.znode(k + 1)) / 2, mesh.dz(k) / 2);
+r8 root_mean_square(std::span<const r8> values) {
+  return std::sqrt(dot(values, values) / static_cast<r8>(values.size()));
 }
 
 void divide_by_root_mean_square(std::span<r8> weights) {
-  const r8 root = std::sqrt(dot(weights, weights) / static_cast<r8>(weights.size()));
+  const r8 root = root_mean_square(weights);
   for (r8& w : weights) w /= root;
 }
 
@@ -39,24 +34,29 @@ bool file_has_weights() {
   return std::any_of(store.wtz.begin(), store.wtz.end(), [](r8 weight) { return weight != 1; });
 }
 
-std::vector<r8> norm_weights(r8 depth_exponent) {
-  const r8 height = mean_height();
-  owned_array3<r8> grid(uninitialised, mesh.nz, mesh.nx, mesh.ny);
-  for (i4 i = 1; i <= mesh.ny; ++i)
-    for (i4 j = 1; j <= mesh.nx; ++j)
-      for (i4 k = 1; k <= mesh.nz; ++k)
-        grid(k, j, i) = std::sqrt(mesh.dy(i) * mesh.dx(j) * mesh.dz(k)) *
-                        std::pow(depth_below_data(height, k), -depth_exponent / 2);
+std::vector<r8> sensitivity_weights(r8 exponent) {
   std::vector<r8> weights(static_cast<std::size_t>(cells.ncell));
-  GRID_TO_AMODEL(grid.elements(), weights);
+  BELOW_TO_ACTIVE(store.gdiag.elements(), weights);
+  const r8 least = std::max(least_sensitivity * *std::max_element(weights.begin(), weights.end()),
+                            std::numeric_limits<r8>::min());
+  for (r8& w : weights) w = std::pow(std::max(w, least), exponent / 4);
   divide_by_root_mean_square(weights);
   return weights;
 }
 
+std::vector<r8> focused_weights(std::span<const r8> weights, std::span<const r8> amodel) {
+  const r8 a = root_mean_square(amodel);
+  std::vector<r8> focused(weights.size());
+  for (std::size_t c = 0; c < focused.size(); ++c)
+    focused[c] = weights[c] / std::hypot(a, std::max(amodel[c], 0.0));
+  divide_by_root_mean_square(focused);
+  return focused;
+}
+
 void remove_file_weights(array3<r8> model) {
   owned_array3<r8> weights(uninitialised, mesh.nz, mesh.nx, mesh.ny);
-  read_cube("VALUE 1", "weights", weights, store.wtz.elements(),
-            mesh.itop);  // 1 above the surface, wtz below it
+  read_cube("VALUE 1", "model of ones", weights, store.wtz.elements(),
+            mesh.itop);  // wtz; 1 above the surface
   for (i8 c = 0; c < model.size(); ++c) {
     if (weights.data()[c] == 0) stop_program("recover: a weight of the sensitivity file is 0");
     model.data()[c] /= weights.data()[c];

@@ -37,6 +37,12 @@ std::vector<r8> normal_equations::model(std::span<const r8> p) const {
   return m;
 }
 
+std::vector<r8> normal_equations::variable(std::span<const r8> amodel) const {
+  std::vector<r8> p(amodel.begin(), amodel.end());
+  for (std::size_t c = 0; c < p.size(); ++c) p[c] *= weights_[c];
+  return p;
+}
+
 // The full mesh is the one shape that both forms of G take and that has room for the fixed cells.
 std::vector<r8> predicted_data(std::span<const r8> amodel) {
   std::vector<r8> grid(static_cast<std::size_t>(cells.ntotal)), d(static_cast<std::size_t>(survey.ndata));

@@ -24,8 +24,9 @@ class normal_equations {
   /// W^-1 G_s^T d_s
   std::span<const velko::r8> right_hand_side() const { return right_hand_side_; }
 
-  /// m_w
+  /// m_w of p, and p of m_w
   std::vector<velko::r8> model(std::span<const velko::r8> p) const;
+  std::vector<velko::r8> variable(std::span<const velko::r8> amodel) const;
 
  private:
   std::vector<velko::r8> weights_, right_hand_side_;
