@@ -15,6 +15,7 @@ ALONG_X = ALONG_Y = PADDING[::-1] + CORE + PADDING
 DOWN = [10.0 * 1.06**k for k in range(32)]  # cells grow with depth, as the resolution of the data falls
 STATIONS, SPACING, HEIGHT = 61, 8.0, 25.0
 INCL, DECL, GEOMAG = 62.0, 4.0, 52000.0
+SUSCEPTIBILITY = {"ball": 0.08, "dyke": 0.05, "sheet": 0.03, None: 0.0005}
 
 
 def edges(origin, widths):
@@ -28,15 +29,15 @@ def centres(nodes):
     return [(a + b) / 2 for a, b in zip(nodes, nodes[1:])]
 
 
-def susceptibility(x, y, depth):
-    """Background, a compact body, a dyke that dips east, and a thin sheet near the surface."""
+def body_at(x, y, depth):
+    """A compact body, a dyke that dips east, a thin sheet near the surface, or None in the background."""
     if (x - 330) ** 2 + (y - 330) ** 2 + (depth - 90) ** 2 < 55**2:
-        return 0.08
+        return "ball"
     if abs(x - 150 - 0.5 * (depth - 20)) < 22 and 60 < y < 400 and 20 < depth < 260:
-        return 0.05
+        return "dyke"
     if 250 < x < 440 and 60 < y < 140 and 15 < depth < 40:
-        return 0.03
-    return 0.0005
+        return "sheet"
+    return None
 
 
 def write_mesh(name, west, south):
@@ -47,7 +48,7 @@ def write_mesh(name, west, south):
 
 def write_model(name, xs, ys, depths):
     """One value per cell: y outermost, then x, then from the top down."""
-    values = (susceptibility(x, y, depth) for y in ys for x in xs for depth in depths)
+    values = (SUSCEPTIBILITY[body_at(x, y, depth)] for y in ys for x in xs for depth in depths)
     name.write_text("".join(f"{value}\n" for value in values))
 
 

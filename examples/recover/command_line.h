@@ -13,8 +13,8 @@ struct command_line {
   std::string base_name = "recover";     // of the files that the run writes
   std::string active_file = "null";      // as get_active_cells takes it
   std::string fixed_values = "VALUE 0";  // of the cells that are not active, as read_cube takes them
-  std::optional<velko::r8>
-      weighting;              // as sensitivity_weights takes it; absent: 0 where the file has weights, else 1
+  // Exponent of the weights by sensitivity; absent: 0 where the sensitivity file has weights, else 1.
+  std::optional<velko::r8> weighting;
   velko::i4 focus = 0;        // times that the model is made more compact
   velko::r8 target = 1;       // misfit to reach: chi-squared / number of data
   velko::i4 iterations = 60;  // dampings to try at most, in all
