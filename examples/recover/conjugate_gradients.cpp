@@ -1,5 +1,6 @@
 #include "recover/conjugate_gradients.h"
 
+#include <cmath>
 #include <numeric>
 #include <vector>
 
@@ -21,17 +22,17 @@ r8 dot(std::span<const r8> a, std::span<const r8> b) {
   return std::inner_product(a.begin(), a.end(), b.begin(), 0.0);
 }
 
-i4 conjugate_gradients(const linear_map& A, std::span<const r8> b, std::span<r8> x, r8 tolerance,
-                       i4 max_steps) {
+i4 conjugate_gradients(const linear_map& A, r8 least_eigenvalue, std::span<const r8> b, std::span<r8> x,
+                       r8 tolerance, i4 max_steps) {
   std::vector<r8> residual(b.begin(), b.end()), A_direction(b.size());
   A(x, A_direction);
   scale_and_add(residual, 1, -1, A_direction);
   std::vector<r8> direction = residual;
-  const r8 small_enough = tolerance * tolerance * dot(b, b);
   r8 squared = dot(residual, residual);
+  const auto is_solved = [&] { return squared <= std::pow(tolerance * least_eigenvalue, 2) * dot(x, x); };
 
   i4 steps = 0;
-  for (; steps < max_steps && squared > (steps == 0 ? 0 : small_enough); ++steps) {
+  for (; steps < max_steps && !is_solved(); ++steps) {
     A(direction, A_direction);
     const r8 length = squared / dot(direction, A_direction);
     scale_and_add(x, 1, length, direction);
