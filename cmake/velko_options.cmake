@@ -15,15 +15,13 @@ target_include_directories(velko_options INTERFACE $<BUILD_INTERFACE:${PROJECT_S
 # Contraction off: a product has the same bits on every machine, and geometry's exact zeros stay exact.
 target_compile_options(velko_options INTERFACE -ffp-contract=off)
 
-# Both compilers share LLVM's OpenMP run-time; g++ gets it by name, in place of its own.
+# Both compilers share LLVM's OpenMP run-time; g++ gets it by name, in place of its own. So does a program that another
+# compiler links with the installed library.
 find_library(VELKO_LIBOMP NAMES omp libomp.so.5 PATHS /usr/lib/llvm-14/lib REQUIRED)
 add_library(velko_openmp INTERFACE)
 target_compile_options(velko_openmp INTERFACE -fopenmp)
-if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
-  target_link_options(velko_openmp INTERFACE -fopenmp)
-else()
-  target_link_libraries(velko_openmp INTERFACE ${VELKO_LIBOMP})
-endif()
+target_link_options(velko_openmp INTERFACE $<$<CXX_COMPILER_ID:Clang>:-fopenmp>)
+target_link_libraries(velko_openmp INTERFACE $<$<NOT:$<CXX_COMPILER_ID:Clang>>:${VELKO_LIBOMP}>)
 
 # Warnings concern who works here; they are no interface of the library. g++ 12 sees overlapping copies inside its own
 # std::string where there are none (GCC bug 105651).

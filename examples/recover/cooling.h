@@ -8,7 +8,6 @@
 #pragma once
 
 #include <cmath>
-#include <optional>
 
 #include "arrays/numbers.h"
 
@@ -24,17 +23,17 @@ class cooling {
   /// Takes the misfit that the damping came to, and moves on to the next one.
   void next(velko::r8 misfit) {
     (misfit > target_ ? above_ : below_) = {damping_, misfit};
-    if (!below_)
+    if (below_.damping == 0)
       damping_ /= factor;
-    else if (!above_)
+    else if (above_.damping == 0)
       damping_ *= factor;
     else
-      damping_ = between(*above_, *below_);
+      damping_ = between(above_, below_);
   }
 
  private:
   struct trial {
-    velko::r8 damping, misfit;
+    velko::r8 damping = 0, misfit = 0;
   };
 
   velko::r8 between(const trial& a, const trial& b) const {
@@ -45,7 +44,7 @@ class cooling {
   static constexpr velko::r8 factor = 3;
 
   velko::r8 damping_, target_;
-  std::optional<trial> above_, below_;  // the nearest on either side of the target so far
+  trial above_, below_;  // the nearest on either side of the target so far; damping 0 where there is none
 };
 
 }  // namespace recover
