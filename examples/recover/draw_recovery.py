@@ -85,7 +85,7 @@ def main():
     draw_map(right, panels[1], x, y, data, "Observed", "nT", symmetric_levels(np.abs(data).max(), 24))
     draw_map(right, panels[2], x, y, (data - predicted) / deviation, "Observed - predicted", "standard deviations",
              symmetric_levels(3.0, 12))
-    figure.savefig(picture, dpi=110)
+    figure.savefig(picture, dpi=80)
 
 
 if __name__ == "__main__":
