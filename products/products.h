@@ -5,8 +5,8 @@
 ///          product, not once per datum.
 ///          dense: the same with Gfull, and with the models on the cells below the surface
 /// Scale    none: neither wtz nor gdiag enters; a model comes weighted by wtz
-/// Adjoint  the inverse transform is the transposed one: exactly for an orthonormal filter, and up to rounding. So
-///          GTPROD is the transpose of GPROD, on active models
+/// Adjoint  WTN's two directions are transposes of each other, so GTPROD is, on active models and up to rounding, the
+///          transpose of GPROD, and GTGPROD the one behind the other
 /// Asks     the store loaded, the filter set where G is compressed, get_active_cells done, ndata set
 /// Errors   the allocation report with the name of the product, in lower case, for a work vector; memory_refused for one
 ///          of GTPROD's or GPROD's dense form and for private sums. "idx outside the cube" where a row of a file points

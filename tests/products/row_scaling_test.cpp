@@ -35,13 +35,14 @@ TEST_F(RowScaling, EachDenseRowIsDividedByItsOwnDeviation) {
 }
 
 TEST_F(RowScaling, QuotientsAreFormedInDoublePrecisionAndThenRounded) {
-  // In single precision the deviation would be 1/3 rounded to 24 bits; multiplied by its inverse, it would round twice.
-  const r8 derr = 1.0 / 3.0;
-  for (const r4 g : {0.1f, 1.7f, 3.3e7f, 16777215.0f}) {
-    set_dense_rows(1, {{g}});
-    scale_rows(values{derr});
-    EXPECT_EQ(dense_values()[0], static_cast<r4>(static_cast<r8>(g) / derr));
-  }
+  // Deviations that single precision can't hold, nor their inverses.
+  for (const r8 derr : {1.0 / 3.0, 0.7, 4.9, 1e-3})
+    for (const r8 x : random_values(100)) {
+      const r4 g = static_cast<r4>(x);
+      set_dense_rows(1, {{g}});
+      scale_rows(values{derr});
+      EXPECT_EQ(dense_values()[0], static_cast<r4>(static_cast<r8>(g) / derr));
+    }
 }
 
 TEST_F(RowScaling, ScaledProductsAreThoseOfScaledData) {
