@@ -3,19 +3,23 @@
 #include <gsl/gsl_wavelet.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <string>
+#include <vector>
 
 namespace velko {
 namespace {
 
-class EveryFilter : public testing::TestWithParam<i4> {
+class EveryFilter : public testing::TestWithParam<std::string> {
  protected:
-  const std::vector<r8> h = daubechies_filter(GetParam());
+  const i4 length = GetParam() == "haar" ? 2 : std::stoi(GetParam().substr(1));
+  const std::vector<r8> h = wavelet_filter(GetParam());
 };
 
 TEST_P(EveryFilter, HasTheLengthAskedFor) {
-  EXPECT_EQ(h.size(), static_cast<std::size_t>(GetParam()));
+  EXPECT_EQ(h.size(), static_cast<std::size_t>(length));
 }
 
 TEST_P(EveryFilter, SumsToTheRootOfTwo) {
@@ -34,7 +38,7 @@ TEST_P(EveryFilter, IsOrthonormalToItsEvenShifts) {
 
 /// The high-pass filter, reversed with alternating sign, is blind to polynomials below degree n/2.
 TEST_P(EveryFilter, HasHalfAsManyVanishingMomentsAsCoefficients) {
-  for (i4 degree = 0; degree < GetParam() / 2; ++degree) {
+  for (i4 degree = 0; degree < length / 2; ++degree) {
     r8 moment = 0, size = 0;
     for (std::size_t k = 0; k < h.size(); ++k) {
       const r8 term = (k % 2 == 0 ? 1 : -1) * h[k] * std::pow(static_cast<r8>(k), degree);
@@ -45,7 +49,34 @@ TEST_P(EveryFilter, HasHalfAsManyVanishingMomentsAsCoefficients) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Daubechies, EveryFilter, testing::Values(2, 4, 6, 8, 10, 12));
+INSTANTIATE_TEST_SUITE_P(Daubechies, EveryFilter,
+                         testing::Values("haar", "d4", "d6", "d8", "d10", "d12", "s8", "s10", "s12"));
+
+TEST(Symlets, OfUpToSixCoefficientsAreDaubechiesFilters) {
+  for (const i4 n : {2, 4, 6}) EXPECT_EQ(symlet_filter(n), daubechies_filter(n)) << n;
+}
+
+r8 asymmetry(const std::vector<r8>& h) {
+  r8 largest = 0;
+  for (std::size_t shift = 0; shift < 2 * h.size(); ++shift) {
+    r8 product = 0;
+    for (std::size_t k = 0; k < h.size(); ++k)
+      if (shift >= k && shift - k < h.size()) product += h[k] * h[shift - k];
+    largest = std::max(largest, product);
+  }
+  return 1 - largest;
+}
+
+/// Their coefficients are judged by PyWavelets, in judge_sensitivity.py.
+TEST(Symlets, AreMoreSymmetricAndHaveTheirEnergyFirst) {
+  for (const i4 n : {8, 10, 12}) {
+    const std::vector<r8> h = symlet_filter(n);
+    EXPECT_LT(asymmetry(h), 0.8 * asymmetry(daubechies_filter(n))) << n;
+    r8 centre = 0;
+    for (std::size_t k = 0; k < h.size(); ++k) centre += h[k] * h[k] * static_cast<r8>(k);
+    EXPECT_LT(centre, (n - 1) / 2.0) << n;
+  }
+}
 
 TEST(Daubechies, TwoCoefficientsAreHaar) {
   EXPECT_EQ(daubechies_filter(2), (std::vector<r8>{std::numbers::sqrt2 / 2, std::numbers::sqrt2 / 2}));

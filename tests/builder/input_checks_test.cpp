@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <limits>
 #include <string>
 
@@ -58,6 +59,52 @@ TEST(InputChecks, RefuseACountAbove2To30) {
   EXPECT_EQ(checked(mesh_of_counts(above, 1, 1)), refusal("1073741825 x 1 x 1"));
   EXPECT_EQ(checked(mesh_of_counts(1, above, 1)), refusal("1 x 1073741825 x 1"));
   EXPECT_EQ(checked(mesh_of_counts(1, 1, above)), refusal("1 x 1 x 1073741825"));
+}
+
+TEST(InputChecks, RefuseASurfaceBelowTheMesh) {
+  mesh_state m = mesh_with({0, 1, 2}, {0, 1}, {2, 1, 0});
+  m.itop(1, 1) = m.itop(1, 2) = 2;
+  const stop_or_done refusal{stop_or_done::stopped, "velkmtx: no cell of the mesh lies below the surface"};
+  EXPECT_EQ(run_until_stop([&] { check_surface(m); }), refusal);
+  m.itop(1, 2) = 1;
+  EXPECT_EQ(run_until_stop([&] { check_surface(m); }), stop_or_done{});
+}
+
+/// Whether a datum there counts as in or on a cell; the western one of two columns has its upper cell in the air.
+bool is_in_a_cell(r8 x, r8 y, r8 z) {
+  mesh_state m = mesh_with({0, 1, 2}, {0, 1}, {2, 1, 0});
+  m.itop(1, 1) = 1;
+  survey_state s;
+  s.ndata = 1;
+  s.xobs = test::array_of({x});
+  s.yobs = test::array_of({y});
+  s.zobs = test::array_of({z});
+  return count_data_in_cells(s, m) == 1;
+}
+
+TEST(InputChecks, CountDataInCells) {
+  EXPECT_TRUE(is_in_a_cell(0.5, 0.5, 0.5));
+  EXPECT_TRUE(is_in_a_cell(1.5, 0.5, 1.5));
+  EXPECT_FALSE(is_in_a_cell(0.5, 0.5, 1.5));  // in the air
+}
+
+TEST(InputChecks, CountDataOnFacesEdgesAndCorners) {
+  EXPECT_TRUE(is_in_a_cell(0.5, 0.5, 1));  // on the ground
+  EXPECT_TRUE(is_in_a_cell(1, 0.5, 1.5));  // on the wall of the eastern column
+  EXPECT_TRUE(is_in_a_cell(1, 0, 2));
+  EXPECT_TRUE(is_in_a_cell(0, 0, 0));
+  EXPECT_TRUE(is_in_a_cell(2, 1, 2));
+  EXPECT_FALSE(is_in_a_cell(0, 0, 2));
+}
+
+TEST(InputChecks, DoNotCountDataBesideTheMesh) {
+  for (const auto& [x, y, z] : {std::array<r8, 3>{-1e-9, 0.5, 0.5},
+                                {2.1, 0.5, 0.5},
+                                {0.5, -0.1, 0.5},
+                                {0.5, 1.1, 0.5},
+                                {0.5, 0.5, -0.1},
+                                {1.5, 0.5, 2.1}})
+    EXPECT_FALSE(is_in_a_cell(x, y, z)) << x << " " << y << " " << z;
 }
 
 }  // namespace
