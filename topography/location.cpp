@@ -20,7 +20,9 @@ struct surface {
 /// those of the arcs that it crosses may contradict one another by rounding. A place that misses the point by rounding
 /// only is as good as any.
 bool misses_clearly(point p, const point_location& at, node_points nodes, neighbour_lists lists) {
-  const auto beyond = [&](i4 a, i4 b) { return exact_tests::clearly_right(nodes(a), nodes(b), p); };
+  const auto beyond = [&](i4 a, i4 b) {
+    return !rounded_tests::left(nodes(a), nodes(b), p) && exact_tests::clearly_right(nodes(a), nodes(b), p);
+  };
   if (at.i3 != 0) return beyond(at.i1, at.i2) || beyond(at.i2, at.i3) || beyond(at.i3, at.i1);
   return beyond(at.i1, lists.previous_on_boundary(at.i1)) || beyond(lists.next_on_boundary(at.i2), at.i2);
 }
