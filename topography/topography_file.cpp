@@ -24,7 +24,6 @@ namespace {
 
 constexpr std::size_t header_width = 40;  // characters of a header line that are looked at
 constexpr i4 corners_of_mesh = 4;         // room for as many points more than the file has
-constexpr r8 far_away = 1e15;             // where the searches for the least and the greatest start
 constexpr r8 least_share = 0.3;           // of the mesh's area that the points cover without a warning
 constexpr r8 corner_fraction = 0.25;      // of the first cell: a point nearer than this lies at a corner
 // 6 (n + 4) - 9 neighbours are numbered in 32 bits.
@@ -81,22 +80,10 @@ class topography_lines {
   text_input unit1_;
 };
 
-/// The points' bounding box. While it has no point it is turned inside out.
-struct bounding_box {
-  r8 min_x = far_away, max_x = -far_away, min_y = far_away, max_y = -far_away;
-
-  void include(r8 x, r8 y) {
-    min_x = std::min(min_x, x);
-    max_x = std::max(max_x, x);
-    min_y = std::min(min_y, y);
-    max_y = std::max(max_y, y);
-  }
-};
-
 /// A horizontal corner of the mesh, and what is known of the point nearest to it.
 struct mesh_corner {
   r8 x, y;
-  r8 nearest = far_away, elevation = 0;
+  r8 nearest = bounding_box::far_away, elevation = 0;
 
   /// Of points at equal distance, the first stands.
   void consider(r8 px, r8 py, r8 pz) {
@@ -246,6 +233,17 @@ void read_topography(std::string_view file_name) {
                          gx = sample_positions(mesh.xnode, mesh.nx);
   const owned_array2<r8> gz = sample_surface(surface, gy, gx);
   classify_columns(gz, mesh.znode, mesh.ny, mesh.nx, mesh.nz, mesh.ztop, mesh.itop);
+}
+
+bounding_box read_extent_of_topography(std::string_view file_name) {
+  topography_lines in(file_name);
+  bounding_box box;
+  for (i4 left = in.read_number_of_points(); left > 0; --left) {
+    r8 x = 0, y = 0, elevation = 0;
+    in.read_point(x, y, elevation);
+    box.include(x, y);
+  }
+  return box;
 }
 
 }  // namespace velko

@@ -16,6 +16,7 @@
 /// See      topography/surface_grid.h, examples/surface_of_a_terrain.cpp, tests/topography/topography_file_test.cpp
 #pragma once
 
+#include <algorithm>
 #include <string_view>
 
 #include "topography/surface_grid.h"
@@ -26,5 +27,21 @@ void read_topography(std::string_view file_name);
 
 /// The same up to the triangulation: the points of the file with the corners that were added, in ascending ty.
 triangulated_surface read_surface(std::string_view file_name);
+
+/// A box around points. While it has no point it is turned inside out.
+struct bounding_box {
+  r8 min_x = far_away, max_x = -far_away, min_y = far_away, max_y = -far_away;
+
+  void include(r8 x, r8 y) {
+    min_x = std::min(min_x, x);
+    max_x = std::max(max_x, x);
+    min_y = std::min(min_y, y);
+    max_y = std::max(max_y, y);
+  }
+  static constexpr r8 far_away = 1e15;  // where the searches for the least and the greatest start
+};
+
+/// The box around the points of the file, for somebody who has no mesh yet.
+bounding_box read_extent_of_topography(std::string_view file_name);
 
 }  // namespace velko

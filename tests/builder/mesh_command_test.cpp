@@ -69,6 +69,51 @@ TEST_F(MeshCommand, ExtentAndGroundStandInForTheStations) {
   EXPECT_EQ(mesh.znode(mesh.nz + 1), 30);
 }
 
+constexpr auto slope =
+    "4 points: elevation 300 + x / 2\n"
+    "-200 -200 200\n"
+    "400 -200 500\n"
+    "-200 400 200\n"
+    "400 400 500\n";
+
+TEST_F(MeshCommand, TopographyTellsTheGroundOverAllColumns) {
+  folder.write("topo", slope);
+  make("--locations loc --topography topo --cell 25,20,10 --depth 100 --padding 1 --factor 2");
+  EXPECT_EQ(mesh.xnode(1), -100);
+  EXPECT_EQ(mesh.xnode(mesh.nx + 1), 175);
+  EXPECT_EQ(mesh.ztop, 390);                            // 387.5 at the eastern end
+  EXPECT_EQ(mesh.ztop - mesh.znode(mesh.nz + 1), 130);  // 250 at the western end, less 100, less the padding
+}
+
+TEST_F(MeshCommand, TopographyTellsTheAreaWhereThereAreNoLocations) {
+  folder.write("topo", slope);
+  make("--topography topo --cell 100 --depth 100 --padding 0");
+  EXPECT_THAT(mesh.xnode.elements(), ElementsAre(-200, -100, 0, 100, 200, 300, 400));
+  EXPECT_EQ(mesh.ny, 6);
+  EXPECT_EQ(mesh.ztop, 500);
+}
+
+TEST_F(MeshCommand, GroundOverridesTheTopography) {
+  folder.write("topo", slope);
+  make("--topography topo --ground 0 --cell 100 --depth 100 --padding 0");
+  EXPECT_EQ(mesh.ztop, 0);
+}
+
+TEST_F(MeshCommand, BadTopographyIsToldInALine) {
+  expect_error("mesh m --cell 10 --topography none", 1, "velkmtx: ERROR: topography file not found: none\n");
+  folder.write("topo", "0\n");
+  expect_error("mesh m --cell 10 --topography topo", 1, "velkmtx: topo has no points\n");
+  folder.write("topo", slope);
+  expect_error("mesh m --cell 10 --topography topo --extent 900,1000,0,100", 1,
+               "velkmtx: Error: Topography is outside the mesh\n");
+  folder.write("topo", "3\n0 0 1\n1 1 1\n2 2 1\n");
+  expect_error("mesh m --cell 1 --topography topo --padding 0", 1,
+               "velkmtx: Error: Points in the topography file are collinear\n");
+  folder.write("topo", "5\n0 0 1\n9 0 1\n0 9 2\n0 9 3\n0 9 4\n");
+  expect_error("mesh m --cell 1 --topography topo --padding 0", 1,
+               "Error: 3 duplicate points found in topography file");
+}
+
 TEST_F(MeshCommand, AreaWithoutWidthGetsOneCell) {
   make("--extent 5,5,3,3 --ground 0 --cell 10 --depth 10 --padding 0");
   EXPECT_THAT(mesh.xnode.elements(), ElementsAre(0, 10));
@@ -107,8 +152,9 @@ TEST_F(MeshCommand, FileShowsRepeatsAndPlainZeros) {
 
 TEST_F(MeshCommand, WrongOptionsAreToldInALine) {
   expect_error("mesh m --locations loc", 2, "velkmtx mesh: --cell is required; see velkmtx mesh --help\n");
-  expect_error("mesh m --cell 10", 2, "--locations, or --extent and --ground, is required");
-  expect_error("mesh m --cell 10 --extent 0,1,0,1", 2, "--locations, or --extent and --ground, is required");
+  expect_error("mesh m --cell 10", 2, "--locations, --topography, or --extent and --ground, is required");
+  expect_error("mesh m --cell 10 --extent 0,1,0,1", 2,
+               "--locations, --topography, or --extent and --ground, is required");
   expect_error("mesh m --cell 0 --locations loc", 2, "--cell: '0' holds a width that is not positive");
   expect_error("mesh m --cell 10,-1,5 --locations loc", 2, "holds a width that is not positive");
   expect_error("mesh m --cell 10,20 --locations loc", 2, "--cell: '10,20' is not DX,DY,DZ");

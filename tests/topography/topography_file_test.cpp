@@ -81,6 +81,17 @@ TEST_F(TopographyFile, FileThatIsNotThereStopsWithTheLabelTopography) {
               StopsAfter("\n ERROR: topography file not found: no/topo.dat\n"));
 }
 
+TEST_F(TopographyFile, ExtentOfThePointsNeedsNoMesh) {
+  const test::temporary_folder folder;
+  const bounding_box box = read_extent_of_topography(folder.write("t", "! head\n3\n7 -2 1\n-5 9 2\n0 0 3\n"));
+  EXPECT_THAT((std::vector{box.min_x, box.max_x, box.min_y, box.max_y}), ElementsAre(-5, 7, -2, 9));
+}
+
+TEST_F(TopographyFile, ExtentOfNoPointsIsTurnedInsideOut) {
+  const test::temporary_folder folder;
+  EXPECT_GT(read_extent_of_topography(folder.write("t", "0\n")).min_x, 0);
+}
+
 TEST_F(TopographyFile, SecondAllocationOfItopIsTheRunTimesOwnFailure) {
   EXPECT_THAT(read("4\n" + plateau_lines), Silent());
   EXPECT_THAT(outcome_of([&] { read_topography(name_); }), FailsSaying("itop is allocated already"));
