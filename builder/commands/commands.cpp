@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tool/channel.h"
 #include "tool/program_stop.h"
@@ -39,16 +40,32 @@ void check_subcommand(const CLI::App& app, const std::string& name) {
     throw CLI::ParseError("no subcommand is called " + name, wrong_command_line);
 }
 
-/// The lines of a report of the library as one line: without blank ones, and without the blanks around each.
-std::string in_one_line(std::string_view report) {
-  std::string joined;
+/// The lines of a report of the library, without blank ones, and without the blanks around each.
+std::vector<std::string_view> lines_of(std::string_view report) {
+  std::vector<std::string_view> lines;
   while (!report.empty()) {
     const std::size_t end = std::min(report.find('\n'), report.size());
     std::string_view line = report.substr(0, end);
     report.remove_prefix(std::min(end + 1, report.size()));
     line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
     line = line.substr(0, line.find_last_not_of(' ') + 1);
-    if (!joined.empty() && !line.empty()) joined += ": ";
+    if (!line.empty()) lines.push_back(line);
+  }
+  return lines;
+}
+
+/// Of a long report, such as that of all duplicate points, the first lines and the last.
+std::string in_one_line(std::string_view report) {
+  constexpr std::size_t most = 5;
+  std::vector<std::string_view> lines = lines_of(report);
+  if (lines.size() > most) {
+    lines.erase(lines.begin() + most - 2, lines.end() - 1);
+    lines.insert(lines.end() - 1, "...");
+  }
+  std::string joined;
+  for (const std::string_view line : lines) {
+    if (joined.ends_with(':') || (joined.ends_with('.') && !joined.ends_with("..."))) joined.pop_back();
+    if (!joined.empty()) joined += ": ";
     joined += line;
   }
   return joined;

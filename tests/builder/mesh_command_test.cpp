@@ -105,13 +105,22 @@ TEST_F(MeshCommand, BadTopographyIsToldInALine) {
   expect_error("mesh m --cell 10 --topography topo", 1, "velkmtx: topo has no points\n");
   folder.write("topo", slope);
   expect_error("mesh m --cell 10 --topography topo --extent 900,1000,0,100", 1,
-               "velkmtx: Error: Topography is outside the mesh\n");
+               "velkmtx: Error: Topography is outside the mesh.\n");
   folder.write("topo", "3\n0 0 1\n1 1 1\n2 2 1\n");
   expect_error("mesh m --cell 1 --topography topo --padding 0", 1,
-               "velkmtx: Error: Points in the topography file are collinear\n");
+               "velkmtx: Error: Points in the topography file are collinear.\n");
   folder.write("topo", "5\n0 0 1\n9 0 1\n0 9 2\n0 9 3\n0 9 4\n");
   expect_error("mesh m --cell 1 --topography topo --padding 0", 1,
-               "Error: 3 duplicate points found in topography file");
+               "velkmtx: Duplicate points: 0.00000000E+00  9.00000000E+00: "
+               "0.00000000E+00  9.00000000E+00: 0.00000000E+00  9.00000000E+00: "
+               "Error: 3 duplicate points found in topography file.\n");
+  folder.write("topo", "6\n0 0 1\n9 0 1\n0 9 2\n0 9 3\n0 9 4\n0 9 5\n");
+  expect_error("mesh m --cell 1 --topography topo --padding 0", 1,
+               "velkmtx: Duplicate points: 0.00000000E+00  9.00000000E+00: "
+               "0.00000000E+00  9.00000000E+00: ...: Error: 6 duplicate points found in topography file.\n");
+  folder.write("loc", "62 -4 5\n62 -4 1\n0\n");
+  expect_error("mesh m --cell 1 --locations loc", 1,
+               "velkmtx: ERROR: Number of data should be positive: loc\n");
 }
 
 TEST_F(MeshCommand, AreaWithoutWidthGetsOneCell) {
