@@ -17,6 +17,9 @@ namespace {
 
 constexpr i4 most_nodes = 357'913'942;  // so that 6 n - 9 is a number of 32 bits
 
+// The tests multiply four differences of coordinates, and add two such products. Up to here nothing overflows.
+constexpr r8 largest_in_floats = 0x1p250;
+
 enum build_status : i4 { done = 0, too_few = 1, on_one_line = 2, no_triangulation = 3 };
 
 /// Builds the table with one kind of tests.
@@ -28,11 +31,10 @@ class builder {
 
   /// Nothing where the tests contradict one another.
   std::optional<i4> build(i4 n) {
-    const std::optional<i4> apex = chain_up_to_apex<tests>(n, nodes_, adj_end_);
-    if (!apex) return {};
-    if (*apex == 0) return on_one_line;
-    write_fan(*apex, adj_list_, adj_end_);
-    for (i4 k = *apex + 1; k <= n; ++k)
+    const i4 apex = chain_up_to_apex<tests>(n, nodes_, adj_end_);
+    if (apex == 0) return on_one_line;
+    write_fan(apex, adj_list_, adj_end_);
+    for (i4 k = apex + 1; k <= n; ++k)
       if (!add(k)) return {};
     return done;
   }
@@ -57,8 +59,12 @@ class builder {
   node_ring ring_;
 };
 
-bool all_finite(i4 n, array1<const r8> v) {
-  return std::all_of(v.begin(), v.begin() + n, [](r8 value) { return std::isfinite(value); });
+/// The largest coordinate in size; infinite where one is not a number.
+r8 largest(i4 n, array1<const r8> v) {
+  r8 most = 0;
+  for (i4 k = 1; k <= n; ++k)
+    most = std::abs(v(k)) <= most ? most : std::isnan(v(k)) ? HUGE_VAL : std::abs(v(k));
+  return most;
 }
 
 }  // namespace
@@ -68,8 +74,10 @@ void build_triangulation(i4 n, array1<const r8> x, array1<const r8> y, array1<i4
   status = n < 3 ? too_few : no_triangulation;
   if (n < 3 || n > most_nodes) return;
   assert(x.size() >= n && y.size() >= n && adj_list.size() >= 6 * i8{n} - 9 && adj_end.size() >= n);
-  if (!all_finite(n, x) || !all_finite(n, y)) return;
-  std::optional<i4> result = builder<rounded_tests>(x, y, adj_list, adj_end).build(n);
+  const r8 size = std::max(largest(n, x), largest(n, y));
+  if (std::isinf(size)) return;
+  std::optional<i4> result;
+  if (size <= largest_in_floats) result = builder<rounded_tests>(x, y, adj_list, adj_end).build(n);
   const bool astray = !result || (result == done && folds_over(n, {x, y}, {adj_list, adj_end}));
   if (astray) result = builder<exact_tests>(x, y, adj_list, adj_end).build(n);
   status = result.value_or(no_triangulation);

@@ -10,7 +10,8 @@
 /// Rounding the tests are made in 64-bit floats. Where rounding leads these astray (a walk goes in a circle or comes to no
 ///          triangle, a swap would double an arc, triangles on a line fold over as fold_check.h tells), the build begins
 ///          again with the same steps and true answers to their tests, which succeeds for all distinct points that are not
-///          on one line. Regular grids turned by an angle need it
+///          on one line. Of regular grids turned by an angle one in 40 needs it. Coordinates beyond 2^250, where tests
+///          could overflow, are not tried in floats
 /// Threads  serial; works on its arguments only
 /// Speed    n sorted points of a terrain: about n^1.2 (benchmarks/README.md). A line of m leading nodes costs m^2 / 2 comparisons
 /// Sources  R. Renka, ACM TOMS 10 (1984) 440-442 (Algorithm 624);
@@ -38,9 +39,9 @@ namespace velko {
 /// Triangulates nodes 1..n. status:
 ///   0  done
 ///   1  n < 3; adj_list and adj_end are left alone
-///   2  all nodes lie on one line; adj_list is left alone, and adj_end holds the nodes in their order along the line
-///   3  there is no triangulation: a coordinate is not a finite number, nodes repeat, or n is beyond 357,913,942, more than
-///      positions of 32 bits can number; the tables hold nothing
+///   2  all nodes lie on one line, as the tests in floats see it; adj_list is left alone, and adj_end holds the nodes in their order along the line
+///   3  there is none: a coordinate is not a finite number, nodes repeat, or n is beyond 357,913,942, more than positions
+///      of 32 bits can number; the tables hold nothing
 void build_triangulation(i4 n, array1<const r8> x, array1<const r8> y, array1<i4> adj_list,
                          array1<i4> adj_end, i4& status);
 

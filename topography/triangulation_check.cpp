@@ -52,15 +52,21 @@ const arc* find_arc(const std::vector<arc>& arcs, i4 tail, i4 head) {
   return found != arcs.end() && found->tail == tail && found->head == head ? &*found : nullptr;
 }
 
-std::string check_arcs(const std::vector<arc>& arcs) {
+std::string check_neighbours(const std::vector<arc>& arcs) {
   for (std::size_t i = 0; i < arcs.size(); ++i) {
-    const auto [k, a, b] = arcs[i];
-    if (i > 0 && arcs[i - 1].key() == arcs[i].key()) return broken(2, k, "a neighbour twice");
-    if (find_arc(arcs, a, k) == nullptr) return broken(2, k, "a neighbour that does not know it");
+    if (i > 0 && arcs[i - 1].key() == arcs[i].key()) return broken(2, arcs[i].tail, "a neighbour twice");
+    if (find_arc(arcs, arcs[i].head, arcs[i].tail) == nullptr)
+      return broken(2, arcs[i].tail, "a neighbour that does not know it");
+  }
+  return {};
+}
+
+std::string check_triangles(const std::vector<arc>& arcs) {
+  for (const auto& [k, a, b] : arcs) {
     if (b == 0) continue;
     const arc* opposite = find_arc(arcs, a, b);
     if (opposite == nullptr || opposite->next != k)
-      return broken(5, k, "a triangle that its other corners do not see");
+      return broken(5, k, "a triangle that its corners do not share");
   }
   return {};
 }
@@ -118,7 +124,8 @@ std::string check_table(i4 n, array1<const i4> adj_list, array1<const i4> adj_en
   const neighbour_lists lists{adj_list, adj_end};
   if (std::string found = check_lists(n, lists); !found.empty()) return found;
   const std::vector<arc> arcs = sorted_arcs(n, lists);
-  if (std::string found = check_arcs(arcs); !found.empty()) return found;
+  if (std::string found = check_neighbours(arcs); !found.empty()) return found;
+  if (std::string found = check_triangles(arcs); !found.empty()) return found;
   return check_boundary(n, lists, arcs);
 }
 
