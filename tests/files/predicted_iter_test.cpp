@@ -79,7 +79,7 @@ TEST_F(PredictedIter, NameHasTheIterationInThreeDigitsOrThreeAsterisks) {
 }
 
 TEST_F(PredictedIter, TrailingBlanksOfBaseNameAndExtensionAreNoPartOfTheName) {
-  EXPECT_THAT(write("a b" + std::string(40, ' '), "pre d  ", 1), Silent());
+  EXPECT_THAT(write("a b" + std::string(40, ' '), "pre d" + std::string(40, ' '), 1), Silent());
   EXPECT_TRUE(folder_.holds("a b_001.pre d"));
   EXPECT_THAT(write("  ", "  ", 2), Silent());
   EXPECT_TRUE(folder_.holds("_002."));
