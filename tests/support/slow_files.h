@@ -22,6 +22,23 @@ inline std::optional<std::vector<r8>> read_array_slowly(const std::string& file,
   return values;
 }
 
+/// A model file of n cells: a read of its own for each, into one variable; no more values behind them.
+inline std::optional<std::vector<r8>> read_model_slowly(const std::string& file, std::size_t n) {
+  const std::string text = slow::with_plain_line_ends(file);
+  std::vector<r8> values;
+  r8 value = 0;
+  std::size_t at = 0;
+  while (values.size() < n) {
+    const slow_read read = read_slowly(text, at, "r");
+    if (read.status != read_status::ok) return {};
+    if (!read.values.empty()) value = read.values[0].value_or(value);
+    values.push_back(value);
+    at = read.behind;
+  }
+  if (read_slowly(text, at, "r").status == read_status::ok) return {};
+  return values;
+}
+
 /// The significant lines of a data file, cut at 1000 characters.
 inline std::vector<std::string> significant_lines(const std::string& file) {
   const std::string text = slow::with_plain_line_ends(file);
