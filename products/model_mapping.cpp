@@ -108,6 +108,9 @@ void GRID_TO_AMODEL(std::span<const r8> grid, std::span<r8> amodel) {
 
 void AMODEL_TO_GRID(std::span<const r8> amodel, std::span<r8> grid) {
   if (!has_size(amodel, cells.ncell)) stop_program("size(amodel) /= ncell");
+  if (cells.inactive_values.size() < cells.ninactive) stop_program("size(inactive_values) /= ninactive");
+  if (cells.inactive_inf_values.size() < cells.ninactive_inf)
+    stop_program("size(inactive_inf_values) /= ninactive_inf");
   r8* value = grid.data();
   assert(static_cast<i8>(grid.size()) == cells.cell_map.size());
   i4 c = 0;

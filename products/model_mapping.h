@@ -36,7 +36,9 @@ void CUBE_TO_MODEL(std::span<r8> x, std::span<const r8> cube, i4 ny, i4 nx, i4 n
 void GRID_TO_AMODEL(std::span<const r8> grid, std::span<r8> amodel);
 
 /// A full mesh from the active values and, for the other cells, the fixed values of store_inactive_values: those
-/// marked 0 take theirs in model order, the negative ones by number. Stops with "size(amodel) /= ncell".
+/// marked 0 take theirs in model order, the negative ones by number. Stops with "size(amodel) /= ncell"; and, where
+/// store_inactive_values has not run, with "size(inactive_values) /= ninactive" or
+/// "size(inactive_inf_values) /= ninactive_inf".
 void AMODEL_TO_GRID(std::span<const r8> amodel, std::span<r8> grid);
 
 /// The cells below the surface out of a full mesh. Stops with "idx1 /= size(amodel)" unless they fill amodel,

@@ -169,6 +169,16 @@ TEST_F(ModelMapping, ActiveVectorOfAnotherLengthStopsTheGridMappings) {
   EXPECT_EQ(stop_of([&] { AMODEL_TO_GRID(four, grid); }), "size(amodel) /= ncell");
 }
 
+TEST_F(ModelMapping, FixedValuesThatWereNeverStoredStopActiveToGrid) {
+  values grid(2, untouched);
+  set_mesh(1, 1, 2);
+  set_cells([](i4 k, i4, i4) { return k == 1 ? 1 : 0; });
+  EXPECT_EQ(stop_of([&] { AMODEL_TO_GRID(values{10}, grid); }), "size(inactive_values) /= ninactive");
+  set_cells([](i4 k, i4, i4) { return k == 1 ? 1 : -1; });
+  EXPECT_EQ(stop_of([&] { AMODEL_TO_GRID(values{10}, grid); }), "size(inactive_inf_values) /= ninactive_inf");
+  EXPECT_EQ(grid, values(2, untouched));
+}
+
 TEST_F(ModelMapping, GridToBelowKeepsTheCellsBelowTheSurfaceInModelOrder) {
   set_mesh(2, 2, 3, {0, 1, 2, 3});  // columns (1, 1), (2, 1), (1, 2), (2, 2)
   EXPECT_EQ(to_below(counting(12), 6), (values{1, 2, 3, 6, 8, 9}));
