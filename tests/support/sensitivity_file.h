@@ -26,9 +26,9 @@ std::string bytes_of(T value) {
 }
 
 template <class T>
-std::string bytes_of(const std::vector<T>& values) {
+std::string bytes_of(const std::vector<T>& all) {
   std::string bytes;
-  for (const T& value : values) bytes += bytes_of(value);
+  for (const T& value : all) bytes += bytes_of(value);
   return bytes;
 }
 
@@ -73,7 +73,7 @@ class sensitivity_file {
     }
     return row_bytes(bytes_of(static_cast<i4>(entries.size())) + idx + val);
   }
-  sensitivity_file& dense_row(const std::vector<r4>& values) { return row_bytes(bytes_of(values)); }
+  sensitivity_file& dense_row(const std::vector<r4>& row) { return row_bytes(bytes_of(row)); }
   /// A row record whose payload is given to the byte.
   sensitivity_file& row_bytes(std::string payload) {
     rows_.push_back(std::move(payload));
