@@ -20,7 +20,8 @@ constexpr int far_terms = 7;
 /// Eight rectangles, every one as if it were far.
 VELKO_ALWAYS_INLINE void far_field(const rectangle_column& c, const face_weights& weights, i4 k,
                                    r8x8_mem* value) {
-  const auto at = [k](const r8* x) { return reinterpret_cast<const r8x8_mem*>(x + k); };
+  // The result is named, as g++ deduces the type without its alignment.
+  const auto at = [k](const r8* x) -> const r8x8_mem* { return reinterpret_cast<const r8x8_mem*>(x + k); };
   const r8x8 w1 = *at(c.w), w2 = *at(c.w + 1), b = *at(c.height);
   const r8x8 r11 = *at(c.r1), r12 = *at(c.r1 + 1), r21 = *at(c.r2), r22 = *at(c.r2 + 1);
   const r8x8 s1 = r11 + r12, s2 = r21 + r22, t1 = r11 + r21, t2 = r12 + r22;

@@ -120,8 +120,8 @@ row_compressor::row_compressor(const mesh_state& shared_mesh, const cube_size& c
 compressed_row row_compressor::compress(std::span<const r8> row) {
   std::fill(cube_.begin(), cube_.end(), 0.0);
   for_columns(mesh_, cube_size_, row, cube_.elements(),
-              [](std::span<const r8> cells, std::span<r8> elements) {
-                std::copy(cells.begin(), cells.end(), elements.begin());
+              [](std::span<const r8> below, std::span<r8> elements) {
+                std::copy(below.begin(), below.end(), elements.begin());
               });
   transform(1);
   return {selection_.choose(cube_.elements(), tolerance_), cube_.elements()};
@@ -140,8 +140,8 @@ r8 row_compressor::restore(std::span<const i4> idx, std::span<r8> row) {
   transform(-1);
   const auto with_elements = [&](const auto& operation) {
     for_columns(mesh_, cube_size_, row, cube_.elements(),
-                [&](std::span<r8> cells, std::span<const r8> elements) {
-                  std::transform(cells.begin(), cells.end(), elements.begin(), cells.begin(), operation);
+                [&](std::span<r8> below, std::span<const r8> elements) {
+                  std::transform(below.begin(), below.end(), elements.begin(), below.begin(), operation);
                 });
   };
   with_elements([](r8 computed, r8 restored) { return computed - restored; });

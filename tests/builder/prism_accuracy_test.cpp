@@ -73,7 +73,8 @@ std::vector<prism_case> points_around(const std::array<r8, 3>& widths, r8 distan
   for (int n = 0; n < count; ++n) {
     std::array<r8, 3> foot{}, away{};
     r8 length = 0;
-    const unsigned beyond = 1 + random() % 7;  // along which axes the point is beyond the cell
+    const auto beyond =
+        static_cast<unsigned>(1 + random() % 7);  // along which axes the point is beyond the cell
     for (unsigned axis = 0; axis < 3; ++axis) {
       const bool is_beyond = (beyond >> axis & 1) != 0;
       const r8 side = random() % 2 == 0 ? 1.0 : -1.0;
