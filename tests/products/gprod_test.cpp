@@ -205,6 +205,15 @@ TEST_F(GProd, DenseModelOfNoElementsGivesZero) {
   EXPECT_EQ(y, values(5, 0.0));
 }
 
+TEST_F(GProd, DenseKernelRunsOverTheLengthOfItsModel) {
+  set_dense_rows(3, {{1, 2, 9}, {3, 4, 9}, {5, 6, 9}, {7, 8, 9}, {9, 10, 9}});
+  values y(5, untouched);
+  CALC_FULL_GV(values{1, 10}, y);
+  EXPECT_EQ(y, (values{21, 43, 65, 87, 109}));
+  CALC_FULL_GV(values{}, y);
+  EXPECT_EQ(y, values(5, 0.0));
+}
+
 TEST_F(GProd, SparseKernelStandsAloneOnACube) {
   set_sparse_rows({{{1, 1.0f}, {3, 10.0f}}, {}, {{2, -1.0f}}});
   values y(4, untouched);

@@ -140,6 +140,16 @@ TEST_F(ScatteringRows, DenseNormalKernelAddsEachRowTimesItsScalarProduct) {
   }
 }
 
+TEST_F(ScatteringRows, DenseKernelsRunOverTheLengthsOfTheirModels) {
+  set_dense_rows(3, {{1, 2, 9}, {3, 4, 9}, {5, 6, 9}, {7, 8, 9}, {9, 10, 9}});
+  values around(4, untouched);
+  const std::span<r8> y = std::span(around).first(2);
+  CALC_FULL_GTV(values{1, 10, 100, 1000, 10000}, y);
+  EXPECT_EQ(around, (values{97531, 108642, untouched, untouched}));
+  CALC_FULL_GTGV(values{1}, y);  // data 1, 3, 5, 7, 9
+  EXPECT_EQ(around, (values{1 + 9 + 25 + 49 + 81, 2 + 12 + 30 + 56 + 90, untouched, untouched}));
+}
+
 TEST_F(ScatteringRows, DenseKernelsRunOverTheRowsOfGfullAndSparseOnesOverNdata) {
   set_dense_rows(1, {{1}, {10}, {100}});
   survey.ndata = 1;
