@@ -99,9 +99,17 @@ void check_size(const std::string& name, std::ptrdiff_t size) {
   if (size < survey.ndata) stop_program("size(" + name + ") < ndata");
 }
 
+/// The short data file leaves idir as it is and gives no directions.
+void check_directions() {
+  if (survey.idir >= 1) return;
+  check_size("aincl_obs", survey.aincl_obs.size());
+  check_size("adecl_obs", survey.adecl_obs.size());
+}
+
 /// The file with predicted(i) as the value of datum i.
 template <class value>
 void write_survey(std::string_view file_name, value&& predicted) {
+  check_directions();
   text_output out(file_name);
   write_header(out);
   for (i4 i = 1; i <= survey.ndata; ++i) write_datum(out, i, predicted(i));

@@ -10,7 +10,8 @@
 /// Format   docs/formats/predicted_data.md; it is a valid location file again, to the digits written
 /// Errors   std::system_error that names the file and the reason, ENAMETOOLONG for a numbered name that does not
 ///          fit; what was written stays there. Stops with a text, before a file is made, where a vector is too
-///          short: "size(d) < ndata", "size(derr) < ndata"
+///          short: "size(d) < ndata", "size(derr) < ndata", and, where idir is below 1, "size(aincl_obs) < ndata",
+///          "size(adecl_obs) < ndata"
 #pragma once
 
 #include <span>

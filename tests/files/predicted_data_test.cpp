@@ -84,9 +84,11 @@ TEST_F(PredictedData, LinesHave67CharactersOr93) {
     lines.erase(lines.begin(), lines.begin() + 3);
     return lines;
   };
-  EXPECT_THAT(data_lines(written()), Each(SizeIs(67)));
   give_each_datum_a_direction();
-  EXPECT_THAT(data_lines(written()), Each(SizeIs(93)));
+  for (const i4 idir : {-1, 0, 1, 2}) {
+    survey.idir = idir;
+    EXPECT_THAT(data_lines(written()), Each(SizeIs(idir < 1 ? 93 : 67))) << idir;
+  }
 }
 
 TEST_F(PredictedData, WithoutDataTheFileHoldsTheHeaderAlone) {

@@ -134,5 +134,18 @@ TEST_F(PredictedIter, VectorsShorterThanTheSurveyStopBeforeAFileIsMade) {
   EXPECT_FALSE(folder_.holds("inv_007.pre"));
 }
 
+TEST_F(PredictedIter, SurveyOfAShortDataFileHasNoDirectionsAndStopsUnlessIdirIsOne) {
+  reset_state();
+  store.ndata_mtx = 2;
+  const std::string name = file("2\n1250 -300.5 2 10 4\n-0.5 0 1 3 0.5\n");
+  ASSERT_THAT(outcome_of([&] { read_data_file_short(name, true); }), Silent());
+  EXPECT_THAT(write("inv", "pre", 7), StopsWithText("size(aincl_obs) < ndata"));
+  survey.aincl_obs = owned_array1<r8>(2);
+  EXPECT_THAT(write("inv", "pre", 7), StopsWithText("size(adecl_obs) < ndata"));
+  EXPECT_FALSE(folder_.holds("inv_007.pre"));
+  survey.idir = 1;
+  EXPECT_THAT(write("inv", "pre", 7), Silent());
+}
+
 }  // namespace
 }  // namespace velko
