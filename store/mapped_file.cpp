@@ -31,6 +31,12 @@ bool replace_page(std::byte* at) {
               MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) != MAP_FAILED;
 }
 
+/// The signal is held back until the handler returns, and then has its usual effect, whoever sent it.
+void end_process_by(int number) {
+  signal(number, SIG_DFL);
+  raise(number);
+}
+
 void on_bus_error(int number, siginfo_t* info, void* context) {
   if (replace_page(static_cast<std::byte*>(info->si_addr))) return;
   if ((handler_before.sa_flags & SA_SIGINFO) != 0)
@@ -38,7 +44,7 @@ void on_bus_error(int number, siginfo_t* info, void* context) {
   else if (handler_before.sa_handler != SIG_DFL && handler_before.sa_handler != SIG_IGN)
     handler_before.sa_handler(number);
   else
-    signal(number, SIG_DFL);  // the access is tried again on return, and now it ends the process
+    end_process_by(number);
 }
 
 void watch(std::span<std::byte> bytes) {
@@ -81,10 +87,15 @@ bool mapped_file::map(int file) {
   if (watched_begin.load() != nullptr || fstat(file, &at_first_) != 0) return false;
   if (!S_ISREG(at_first_.st_mode) || at_first_.st_size == 0) return false;
   const auto size = static_cast<std::size_t>(at_first_.st_size);
-  void* mapped = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_NORESERVE, file, 0);
-  if (mapped == MAP_FAILED) return false;
+  const int own = fcntl(file, F_DUPFD_CLOEXEC, 0);
+  if (own < 0) return false;
+  void* mapped = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_NORESERVE, own, 0);
+  if (mapped == MAP_FAILED) {
+    close(own);
+    return false;
+  }
   bytes_ = {static_cast<std::byte*>(mapped), size};
-  file_ = fcntl(file, F_DUPFD_CLOEXEC, 0);
+  file_ = own;
   watch(bytes_);
   return true;
 }

@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <span>
+#include <utility>
 
 namespace velko {
 
@@ -25,7 +26,7 @@ class mapped_file {
   ~mapped_file();
 
   /// Maps all bytes of an open file, which may be closed afterwards. False where the system can't (a pipe, an empty
-  /// file, no room in the address space) and while another file is mapped.
+  /// file, no room in the address space, no file descriptor left) and while another file is mapped.
   bool map(int file);
 
   std::span<std::byte> bytes() const { return bytes_; }

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <limits>
@@ -228,6 +229,26 @@ TEST_F(Getpar, TakesAPipeAsWellAsAFile) {
       0);
   ASSERT_EQ(load_name(fifo), stop_or_done{});
   EXPECT_THAT(store.Gs(1).idx.elements(), ElementsAre(1, 8));
+}
+
+/// What has reached the file behind a channel when a load ends at the weights, its own message still on the way.
+std::string out_before_the_weights(channel& tested, const test::temporary_folder& folder) {
+  const std::string mtx = folder.write("velkosta.mtx", compressed_file().payload(6, "").bytes());
+  std::FILE* file = std::fopen(folder.path("said").c_str(), "w");
+  tested.send_to(file);
+  tested.write_line("said before");
+  EXPECT_EQ(run_until_stop([&] { getpar(mtx); }).kind, stop_or_done::stopped);
+  const std::string out = folder.read("said");
+  tested.send_to(&tested == &console() ? stdout : nullptr);
+  std::fclose(file);
+  return out;
+}
+
+TEST_F(Getpar, WhatWasSaidIsOutBeforeTheLongReads) {
+  EXPECT_EQ(out_before_the_weights(console(), folder_), "said before\n");
+  reset_state();
+  const capture console_capture(console());
+  EXPECT_EQ(out_before_the_weights(log_file(), folder_), "said before\n");
 }
 
 TEST_F(Getpar, WorkerStacksHoldTwoCubesWhenCompressed) {

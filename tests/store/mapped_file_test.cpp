@@ -5,6 +5,7 @@
 #include <setjmp.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -75,6 +76,20 @@ TEST_F(MappedFile, SecondFileIsNotMappedWhileTheFirstIs) {
   close(file);
 }
 
+TEST_F(MappedFile, WithoutAFileDescriptorOfItsOwnAFileIsNotMapped) {
+  const std::string name = folder_.write("file", "sensitivity");
+  const int file = open(name.c_str(), O_RDONLY | O_CLOEXEC);
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit no_more{static_cast<rlim_t>(file) + 1, before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &no_more);
+  EXPECT_FALSE(file_.map(file));
+  setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_TRUE(file_.map(file));
+  EXPECT_TRUE(file_.intact());
+  close(file);
+}
+
 TEST_F(MappedFile, PartThatWasCutOffReadsAsZerosAndIsTold) {
   ASSERT_TRUE(map_bytes(std::string(three_pages, 'x')));
   std::filesystem::resize_file(name_, 4096);
@@ -114,6 +129,11 @@ TEST_F(MappedFile, FileReplacedByAnotherOfItsNameIsStillThere) {
   std::filesystem::rename(folder_.write("new", "another one"), name_);
   EXPECT_EQ(at(0), 's');
   EXPECT_TRUE(file_.intact());
+}
+
+TEST_F(MappedFile, SignalThatAnotherProcessSendsStillEndsTheProcess) {
+  ASSERT_TRUE(map_bytes("sensitivity"));
+  EXPECT_DEATH(raise(SIGBUS), "");
 }
 
 // The handler that stood before, as a program that uses the library may have it.
