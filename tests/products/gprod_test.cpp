@@ -207,10 +207,11 @@ TEST_F(GProd, DenseModelOfNoElementsGivesZero) {
 
 TEST_F(GProd, DenseKernelRunsOverTheLengthOfItsModel) {
   set_dense_rows(3, {{1, 2, 9}, {3, 4, 9}, {5, 6, 9}, {7, 8, 9}, {9, 10, 9}});
+  const values v{1, 10, 1000};
   values y(5, untouched);
-  CALC_FULL_GV(values{1, 10}, y);
+  CALC_FULL_GV(std::span(v).first(2), y);
   EXPECT_EQ(y, (values{21, 43, 65, 87, 109}));
-  CALC_FULL_GV(values{}, y);
+  CALC_FULL_GV(std::span(v).first(0), y);
   EXPECT_EQ(y, values(5, 0.0));
 }
 
