@@ -1,16 +1,13 @@
 #include "files/text_input.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <string>
 #include <system_error>
 
-#include "tool/number_layout.h"
+#include "store/input_file.h"
 #include "tool/reports.h"
 
 namespace velko {
@@ -19,11 +16,6 @@ namespace {
 
 // Large enough that system calls cost nothing, small enough to stay in the second-level cache.
 constexpr i8 first_buffer = i8{256} << 10;
-
-bool is_directory(int file) {
-  struct stat status {};
-  return fstat(file, &status) == 0 && S_ISDIR(status.st_mode);
-}
 
 i8 read_once(int file, char* target, i8 room) {
   for (;;) {
@@ -38,12 +30,9 @@ bool names_no_file(std::string_view file_name) {
   return file_name.starts_with("null") || file_name.starts_with("NULL");
 }
 
-text_input::text_input(std::string_view file_name, std::string_view label) : at_(nullptr), end_(nullptr) {
-  const std::string name(without_trailing_blanks(file_name));
-  file_ = open(name.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file_ >= 0 && is_directory(file_)) close_file();
+text_input::text_input(std::string_view file_name, std::string_view label)
+    : at_(nullptr), end_(nullptr), file_(open_input_file(file_name)) {
   if (file_ < 0) report_file_not_found(label, file_name);
-  posix_fadvise(file_, 0, 0, POSIX_FADV_SEQUENTIAL);
 }
 
 void text_input::close_file() {

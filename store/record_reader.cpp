@@ -1,7 +1,5 @@
 #include "store/record_reader.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -11,19 +9,13 @@
 #include <cstdint>
 #include <cstdlib>
 #include <iterator>
-#include <string>
 #include <utility>
 
-#include "tool/number_layout.h"
+#include "store/input_file.h"
 
 namespace velko {
 
 namespace {
-
-bool is_directory(int file) {
-  struct stat status {};
-  return fstat(file, &status) == 0 && S_ISDIR(status.st_mode);
-}
 
 /// One system call that fills `target`, then `behind` with what follows; bytes read, 0 at the end, below 0 on failure.
 i8 read_once(int file, std::span<std::byte> target, std::span<std::byte> behind) {
@@ -45,10 +37,8 @@ record_reader::~record_reader() {
 }
 
 bool record_reader::open(std::string_view file_name) {
-  const std::string name(without_trailing_blanks(file_name));
-  file_ = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file_ < 0 || is_directory(file_)) return false;
-  posix_fadvise(file_, 0, 0, POSIX_FADV_SEQUENTIAL);
+  file_ = open_input_file(file_name);
+  if (file_ < 0) return false;
   buffer_ = std::make_unique_for_overwrite<std::byte[]>(static_cast<std::size_t>(buffer_bytes));
   next_ = end_ = buffer_.get();
   ok_ = true;
