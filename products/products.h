@@ -10,7 +10,7 @@
 /// Asks     the store loaded, the filter set where G is compressed, get_active_cells done, ndata set
 /// Errors   the allocation report with the name of the product, in lower case, for a work vector; memory_refused for one
 ///          of GTPROD's or GPROD's dense form and for private sums. "idx outside the cube" where a row of a file points
-///          there
+///          there. The read message of getpar where the file under the rows has been changed
 /// Threads  mapping and transform run on the calling thread, the rows on all. GPROD gives the same bits for every number
 ///          of threads, GTPROD and GTGPROD for a given one
 /// See      products/sparse_rows.h, products/full_rows.h, products/model_mapping.h, wavelet/wtn_mod.h

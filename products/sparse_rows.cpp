@@ -12,7 +12,8 @@
 namespace velko {
 namespace {
 
-/// The rows are trusted inside the loops; the loader has noted their extremes, so that this costs nothing.
+/// The loader has noted the extremes of the rows, so that this costs nothing. A row that changes later on is found out
+/// behind the loop.
 void check_idx(std::span<const r8> cube) {
   const bool any = store.idx_min <= store.idx_max;
   if (any && (store.idx_min < 1 || store.idx_max > static_cast<i8>(cube.size())))

@@ -7,7 +7,8 @@
 /// Reads    store.Gs and survey.ndata; the rows are read in place and never written
 /// Asks     ndata rows
 /// Errors   "idx outside the cube" where a row points there, from the extremes that the loader notes, before the loop.
-///          memory_refused for the private sums
+///          memory_refused for the private sums. Behind the loop the read message of getpar, where the rows stand in
+///          the sensitivity file and it has been changed
 /// Threads  OpenMP, static: each thread takes one contiguous block of rows. CALC_GV gives the same bits for every
 ///          number of threads, the other two for a given one
 /// See      products/row_kernels.h for the order of each sum, products/private_sums.h for that of the rows
