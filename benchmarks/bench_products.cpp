@@ -124,7 +124,8 @@ void BM_sparse_one_thread(benchmark::State& state, instruction_set set) {
   const auto product = [&] {
     for (std::size_t i = 0; i < p.d.size(); ++i) {
       const sparse_row& row = store.Gs(i + 1);
-      p.d[i] = sparse_row_dot(row.val.data(), row.idx.data(), row.idx.size(), p.cube.data(), std::ssize(p.cube));
+      p.d[i] =
+          sparse_row_dot(row.val.data(), row.idx.data(), row.idx.size(), p.cube.data(), std::ssize(p.cube));
     }
   };
   product();
