@@ -39,7 +39,8 @@ namespace velko {
 /// Triangulates nodes 1..n. status:
 ///   0  done
 ///   1  n < 3; adj_list and adj_end are left alone
-///   2  all nodes lie on one line, as the tests in floats see it; adj_list is left alone, and adj_end holds the nodes in their order along the line
+///   2  all nodes lie on one line, as the tests in floats see it; adj_list is left alone, and adj_end holds the nodes in
+///      their order along the line
 ///   3  there is none: a coordinate is not a finite number, nodes repeat, or n is beyond 357,913,942, more than positions
 ///      of 32 bits can number; the tables hold nothing
 void build_triangulation(i4 n, array1<const r8> x, array1<const r8> y, array1<i4> adj_list,

@@ -341,6 +341,14 @@ TEST(CheckTriangulation, TellsABoundaryThatIsNotConvex) {
               StartsWith("(6) node 4: a boundary"));
 }
 
+TEST(CheckTriangulation, TellsASurfaceThatHasNoBoundaryOrTwo) {
+  const flat_table closed = table_of({{2, 3, 4}, {1, 4, 3}, {1, 2, 4}, {1, 3, 2}});
+  EXPECT_THAT(check_table(4, view(closed.adj_list), view(closed.adj_end)), StartsWith("(3)"));
+  const flat_table with_a_hole = table_of(
+      {{2, 5, 4, 3, 0}, {3, 6, 5, 1, 0}, {1, 4, 6, 2, 0}, {6, 3, 1, 5, 0}, {4, 1, 2, 6, 0}, {5, 2, 3, 4, 0}});
+  EXPECT_THAT(check_table(6, view(with_a_hole.adj_list), view(with_a_hole.adj_end)), StartsWith("(4)"));
+}
+
 TEST(CheckTriangulation, TellsTablesTooShortToBeOne) {
   const flat_table table = table_of({{2, 3, 0}, {3, 1, 0}, {1, 2, 0}});
   EXPECT_THAT(check_table(2, view(table.adj_list), view(table.adj_end)), StartsWith("(1)"));
