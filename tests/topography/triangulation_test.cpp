@@ -102,19 +102,15 @@ TEST(Triangulation, RefusesMoreNodesThanPositionsOf32BitsCanNumber) {
   EXPECT_EQ(status, 3);
 }
 
-/// Products of such coordinates overflow, and the tests in floats have no answer.
+/// Products of such coordinates overflow in floats.
 TEST(Triangulation, OfHugeCoordinatesIsThatOfTheSameNodesInSmall) {
-  for (const r8 scale : {0x1p400, 0x1p600, 0x1p1000})
+  for (const r8 scale : {0x1p240, 0x1p260, 0x1p600, 0x1p1000})
     for (unsigned seed = 1; seed <= 20; ++seed) {
       const node_set nodes = make_nodes(kind::crowded, order::sorted, 40, seed);
       node_set huge = nodes;
       for (r8& x : huge.x) x *= scale;
       for (r8& y : huge.y) y *= scale;
-      const flat_table table = built(huge.x, huge.y);
-      const i4 n = nodes.n();
-      EXPECT_EQ(table.status, 0) << nodes.name;
-      if (scale == 0x1p1000) EXPECT_EQ(table, built(nodes.x, nodes.y)) << nodes.name;
-      EXPECT_EQ(check_table(n, view(table.adj_list), view(table.adj_end)), "");
+      EXPECT_EQ(built(huge.x, huge.y), built(nodes.x, nodes.y)) << nodes.name;
     }
 }
 
