@@ -2,12 +2,16 @@
 ///
 /// Reading  read_model, read_cube, read_data_file and read_mesh_file, from files in the page cache, beside a loop of
 ///          std::from_chars over the same text in memory, which knows where each number begins, and strtod, fscanf and
-///          a stream over the same file
+///          a stream over the same file, fast_float in the same loop, and list-directed reads of Fortran
 /// Skipping read_data_file over a million blank lines beside std::memchr
-/// Writing  write_predicted_data beside a loop of std::to_chars into memory, and fprintf
+/// Writing  write_predicted_data beside loops of std::to_chars and of fmt into memory, fprintf, and formatted writes of
+///          Fortran
 /// Rates    are bytes of text per second
 #include <benchmark/benchmark.h>
+#include <fast_float/fast_float.h>
 #include <fcntl.h>
+#include <fmt/compile.h>
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <array>
@@ -30,6 +34,13 @@
 #include "store/state.h"
 #include "tests/support/temporary_folder.h"
 #include "tool/program_stop.h"
+
+extern "C" {  // benchmarks/peers/text.f90
+void fortran_read_model(const char* name, int length, int n, double* x);
+void fortran_read_locations(const char* name, int length, int n, double* x);
+void fortran_write_data(const char* name, int length, int n, const double* x, const double* y,
+                        const double* z, const double* d);
+}
 
 namespace {
 
@@ -123,6 +134,20 @@ void BM_model_from_chars(benchmark::State& state) {
     values = values_by_from_chars(m.text, std::move(values));
   });
 }
+void BM_model_fast_float(benchmark::State& state) {
+  measure_model(state, [](const model_text& m, std::vector<r8>& values) {
+    const char *p = m.text.data(), *last = p + m.text.size();
+    for (r8& x : values) {
+      while (*p == ' ' || *p == '\n') ++p;
+      p = fast_float::from_chars(p, last, x).ptr;
+    }
+  });
+}
+void BM_model_Fortran(benchmark::State& state) {
+  measure_model(state, [](const model_text& m, std::vector<r8>& values) {
+    fortran_read_model(m.name.data(), static_cast<int>(m.name.size()), cell_count, values.data());
+  });
+}
 void BM_model_strtod(benchmark::State& state) {
   measure_model(state, [](const model_text& m, std::vector<r8>& values) {
     char* p = const_cast<char*>(m.text.data());
@@ -145,6 +170,8 @@ void BM_model_stream(benchmark::State& state) {
 }
 BENCHMARK(BM_read_model)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_model_from_chars)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_model_fast_float)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_model_Fortran)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_model_strtod)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_model_fscanf)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_model_stream)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
@@ -202,6 +229,17 @@ void BM_data_from_chars(benchmark::State& state) {
   for (auto _ : state) values = values_by_from_chars(lines, std::move(values));
   count_text(state, lines.size(), columns * datum_count);
 }
+void BM_data_Fortran(benchmark::State& state) {
+  const std::string lines = data_lines(3);
+  const std::string name =
+      folder().write("fortran", "65 0 5e4\n90 0 1\n" + std::to_string(datum_count) + "\n" + lines);
+  std::vector<r8> values(std::size_t{3} * datum_count);
+  for (auto _ : state)
+    fortran_read_locations(name.data(), static_cast<int>(name.size()), datum_count, values.data());
+  if (values != values_by_from_chars(lines, values)) return state.SkipWithError("wrong values");
+  count_text(state, lines.size(), 3 * datum_count);
+}
+BENCHMARK(BM_data_Fortran)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_read_data_file)->Arg(3)->Arg(5)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_data_from_chars)->Arg(3)->Arg(5)->Unit(benchmark::kMillisecond);
 
@@ -317,6 +355,32 @@ void BM_write_to_chars(benchmark::State& state) {
   }
   count_text(state, std::size_t{68} * datum_count, 4 * datum_count);
 }
+void BM_write_fmt(benchmark::State& state) {
+  set_survey();
+  fmt::memory_buffer text;
+  for (auto _ : state) {
+    text.clear();
+    for (i4 i = 1; i <= survey.ndata; ++i)
+      fmt::format_to(std::back_inserter(text), FMT_COMPILE("{:17.9E}{:17.9E}{:17.9E}  {:14.6E}\n"),
+                     survey.xobs(i), survey.yobs(i), survey.zobs(i), survey.zobs(i));
+    benchmark::DoNotOptimize(text.data());
+  }
+  count_text(state, text.size(), 4 * datum_count);
+}
+void BM_write_Fortran(benchmark::State& state) {
+  set_survey();
+  const std::string name = folder().path("fortran.vlk");
+  for (auto _ : state)
+    fortran_write_data(name.data(), static_cast<int>(name.size()), survey.ndata, survey.xobs.data(),
+                       survey.yobs.data(), survey.zobs.data(), survey.zobs.data());
+  const std::string ours = folder().path("ours.vlk");
+  write_predicted_data(ours, survey.zobs.elements());
+  if (!folder().read("ours.vlk").ends_with(folder().read("fortran.vlk")))
+    return state.SkipWithError("wrong text");
+  count_text(state, std::filesystem::file_size(name), 4 * datum_count);
+}
+BENCHMARK(BM_write_fmt)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_write_Fortran)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_write_predicted_data)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_write_fprintf)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_write_to_chars)->Unit(benchmark::kMillisecond);
