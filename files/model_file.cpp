@@ -119,6 +119,7 @@ void for_each_weighted_column(std::span<const r8> wtz, array2<const i4> itop, bo
 }
 
 void weight_model(std::span<r8> model, std::span<const r8> wtz, array2<const i4> itop) {
+  check_surface(itop);
   for_each_weighted_column(wtz, itop, [=](i4 k, i4 j, i4 i, std::span<const r8> weights) {
     const i4* position = &cells.cell_map(k, j, i);
     for (const r8 weight : weights) {

@@ -12,8 +12,8 @@
 /// Format   docs/formats/model_file.md
 /// Errors   a report with the caller's label, then the program stop: file not found, end reached, a value
 ///          that is no number, too many values, a constant that can't be read. Stops with a text:
-///          "size(model) /= ncell" and "idx1 /= size(wtz)"; for a cube with weights also "the cube is smaller than
-///          the mesh" and those of check_surface. The log tells where the values came from
+///          "size(model) /= ncell" and "idx1 /= size(wtz)"; with weights also those of check_surface, and for a cube
+///          "the cube is smaller than the mesh". The log tells where the values came from
 #pragma once
 
 #include <optional>

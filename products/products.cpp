@@ -1,7 +1,6 @@
 #include "products/products.h"
 
 #include <array>
-#include <cassert>
 
 #include "arrays/array.h"
 #include "products/full_rows.h"
@@ -35,7 +34,7 @@ void model_to_coefficients(std::span<const r8> m, std::span<r8> cube) {
 /// m = P' W' cube at the active cells; other elements of m keep what they held. cube is left transformed back.
 void coefficients_to_model(std::span<r8> cube, std::span<r8> m) {
   WTN(cube, cube_shape(), inverse);
-  assert(static_cast<i8>(m.size()) >= cells.ncell);
+  if (static_cast<i8>(m.size()) < cells.ncell) stop_program("size(m) < ncell");
   CUBE_TO_MODEL(m, cube, mesh.ny, mesh.nx, mesh.nz, store.ncube_y, store.ncube_x, store.ncube_z);
 }
 

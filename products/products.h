@@ -32,7 +32,7 @@ void GPROD(std::span<const r8> m, std::span<r8> d);
 /// Model m = G' d; d has an element for each row of G. m is not cleared: elements that belong to no active cell keep
 /// what they held, unless m is the compact vector.
 ///
-/// Lengths of m  compressed: at least ncell (active), the caller's promise.
+/// Lengths of m  compressed: at least ncell (active), else the stop "size(m) < ncell".
 ///               dense: ncol (the compact vector; tested first), or ncell (active), else the stop "size(m2) /= ncell".
 ///               "idx1 /= size(m1)" where the cells below the surface are not ncol
 void GTPROD(std::span<r8> m, std::span<const r8> d);

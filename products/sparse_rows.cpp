@@ -20,10 +20,15 @@ void check_idx(std::span<const r8> cube) {
     stop_program("idx outside the cube");
 }
 
-/// The rows of the loop, from 1; the size of the data vector is the caller's promise.
-i4 rows_for([[maybe_unused]] std::span<const r8> data) {
-  assert(survey.ndata <= store.Gs.size() && survey.ndata <= static_cast<i8>(data.size()));
+/// The rows of the loop, from 1.
+i4 rows_of_loop() {
+  if (survey.ndata > store.Gs.size()) stop_program("ndata > # of rows");
   return survey.ndata;
+}
+
+i4 rows_for(std::span<const r8> data) {
+  if (static_cast<i8>(data.size()) < survey.ndata) stop_program("size(data) < ndata");
+  return rows_of_loop();
 }
 
 }  // namespace
@@ -56,8 +61,7 @@ void CALC_GTGV_1LOOP(std::span<const r8> v, std::span<r8> y) {
   assert(v.size() == y.size());
   check_idx(y);
   const row_kernels& kernels = best_row_kernels();
-  assert(survey.ndata <= store.Gs.size());
-  sum_blocks(y, survey.ndata, [&](i8 i, r8* sum) {
+  sum_blocks(y, rows_of_loop(), [&](i8 i, r8* sum) {
     const sparse_row& row = store.Gs(i + 1);
     const i8 nnz = row.idx.size();
     const r8 s = kernels.sparse_row_dot(row.val.data(), row.idx.data(), nnz, v.data(), std::ssize(v));

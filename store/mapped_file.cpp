@@ -38,7 +38,8 @@ void end_process_by(int number) {
 }
 
 void on_bus_error(int number, siginfo_t* info, void* context) {
-  if (replace_page(static_cast<std::byte*>(info->si_addr))) return;
+  const bool by_an_access = info->si_code > 0;  // and not sent by a process
+  if (by_an_access && replace_page(static_cast<std::byte*>(info->si_addr))) return;
   if ((handler_before.sa_flags & SA_SIGINFO) != 0)
     handler_before.sa_sigaction(number, info, context);
   else if (handler_before.sa_handler != SIG_DFL && handler_before.sa_handler != SIG_IGN)

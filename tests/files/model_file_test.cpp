@@ -179,6 +179,13 @@ TEST_F(ModelFile, ReportsOfTheFileComeBeforeTheSizeOfTheWeights) {
   EXPECT_THAT(read("1\n"), StopsAfter(end_error()));
 }
 
+TEST_F(ModelFile, WeightedModelNeedsASurfaceInsideTheMesh) {
+  weights_ = wtz_;
+  mesh.itop(1, 1) = 1000;
+  EXPECT_THAT(outcome_of([&] { read_model("VALUE 1", "model", model_, weights_, mesh.itop); }),
+              StopsWithText("itop outside 0..nz"));
+}
+
 TEST_F(ModelFile, MeshWithoutCellsNeedsNoValuesAndNoWeights) {
   set_mesh(0, 2, 2);
   resolve();

@@ -136,6 +136,31 @@ TEST_F(GtProd, IdxOutsideTheCubeStops) {
   }
 }
 
+TEST_F(GtProd, CompressedModelTooShortForTheActiveCellsStops) {
+  set_uneven_problem();
+  set_random_sparse_rows(3);
+  EXPECT_EQ(stop_of([] { adjoint(ncell() - 1, values(3)); }), "size(m) < ncell");
+  EXPECT_EQ(stop_of([] { normal(ncell() - 1, values(ncell())); }), "size(m) < ncell");
+}
+
+TEST_F(GtProd, SurveyOfMoreDataThanRowsStops) {
+  set_uneven_problem();
+  set_random_sparse_rows(3);
+  survey.ndata = 4;
+  values d(4);
+  EXPECT_EQ(stop_of([] { adjoint(ncell(), values(4)); }), "ndata > # of rows");
+  EXPECT_EQ(stop_of([] { normal(ncell(), values(ncell())); }), "ndata > # of rows");
+  EXPECT_EQ(stop_of([&] { GPROD(values(ncell()), d); }), "ndata > # of rows");
+}
+
+TEST_F(GtProd, DataVectorShorterThanTheSurveyStops) {
+  set_uneven_problem();
+  set_random_sparse_rows(3);
+  values d(2);
+  EXPECT_EQ(stop_of([] { adjoint(ncell(), values(2)); }), "size(data) < ndata");
+  EXPECT_EQ(stop_of([&] { GPROD(values(ncell()), d); }), "size(data) < ndata");
+}
+
 TEST_F(GtgProd, FullMeshModelGivesWhatItsActiveVectorGivesWhereTheRestIsZero) {
   set_uneven_problem();
   set_random_sparse_rows(20);
