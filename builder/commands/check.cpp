@@ -1,4 +1,6 @@
 /// velkmtx check: whether the contents of a sensitivity file fit together.
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
@@ -22,7 +24,7 @@ constexpr auto what_is_checked =
 
 int check_contents(const std::string& name) {
   const sensitivity_contents contents = scan_sensitivity_file(name);
-  for (const std::string& fault : contents.faults) print(name + ": " + fault);
+  for (const std::string& fault : contents.faults) print(fmt::format("{}: {}", name, fault));
   if (contents.faults.empty()) print(name + ": no faults");
   return contents.faults.empty() ? 0 : 1;
 }

@@ -136,7 +136,7 @@ CLI::Validator every_pair(bool (*is_good)(r8, r8), const std::string& complaint)
   const auto judge = [=](const std::string& text) {
     const std::vector<r8> v = numbers_of(text);
     for (std::size_t n = 0; n < v.size(); n += 2)
-      if (!is_good(v[n], v[std::min(n + 1, v.size() - 1)])) return "'" + text + "' " + complaint;
+      if (!is_good(v[n], v[std::min(n + 1, v.size() - 1)])) return fmt::format("'{}' {}", text, complaint);
     return std::string();
   };
   return {judge, ""};

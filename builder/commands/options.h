@@ -31,7 +31,7 @@ std::vector<r8> numbers_of(const std::string& text);
 
 /// An option whose value is a list of finite numbers with commas between them, `form` says which, as in "WEST,EAST".
 inline CLI::Option* add_numbers(CLI::App& app, const std::string& name, std::vector<r8>& into,
-                                std::vector<std::size_t> counts, const std::string& form,
+                                const std::vector<std::size_t>& counts, const std::string& form,
                                 const std::string& what) {
   const auto take = [=, &into](const std::string& text) {
     into = numbers_of(text);
