@@ -1,4 +1,5 @@
-/// Rows of G: one node function per node of the mesh against eight corners per cell, the plain form of the prism.
+/// Rows of G: the faces of cells, shared by neighbours, against eight corners per cell, the plain form of the prism; and
+/// what a row takes on its way into a file.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -9,6 +10,7 @@
 #include "builder/daubechies.h"
 #include "builder/prism.h"
 #include "builder/row_compression.h"
+#include "builder/row_maker.h"
 #include "wavelet/wtn_mod.h"
 
 namespace velko {
@@ -76,7 +78,7 @@ void BM_row_by_corners(benchmark::State& state) {
 }
 BENCHMARK(BM_row_by_corners)->Arg(16)->Arg(32);
 
-void BM_row_by_nodes(benchmark::State& state) {
+void BM_row_by_faces(benchmark::State& state) {
   const mesh_state m = mesh_of(static_cast<i4>(state.range(0)));
   const tensor_factors factors = factors_of(inducing, measured, 50000.0);
   prism_responses responses(m);
@@ -87,7 +89,7 @@ void BM_row_by_nodes(benchmark::State& state) {
   for (auto _ : state) responses.compute(station, factors, row);
   state.SetItemsProcessed(state.iterations() * static_cast<i8>(row.size()));
 }
-BENCHMARK(BM_row_by_nodes)->Arg(16)->Arg(32);
+BENCHMARK(BM_row_by_faces)->Arg(16)->Arg(32)->Arg(64)->Arg(128);
 
 /// What a compressed row costs on top.
 void BM_compress_row(benchmark::State& state) {
@@ -100,7 +102,30 @@ void BM_compress_row(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(compressor.compress(row).idx.size());
   state.SetItemsProcessed(state.iterations() * static_cast<i8>(row.size()));
 }
-BENCHMARK(BM_compress_row)->Arg(16)->Arg(32);
+BENCHMARK(BM_compress_row)->Arg(16)->Arg(32)->Arg(64)->Arg(128);
+
+/// All of it: response, compression, the way back for gdiag. Items are cells.
+void BM_make_row(benchmark::State& state) {
+  const mesh_state m = mesh_of(static_cast<i4>(state.range(0)));
+  survey_state s;
+  s.ndata = s.idir = 1;
+  s.incl = s.aincl = 62;
+  s.decl = s.adecl = 4;
+  s.geomag = 50000.0;
+  for (owned_array1<r8>* obs : {&s.xobs, &s.yobs, &s.zobs}) *obs = owned_array1<r8>(1);
+  s.xobs(1) = station.x;
+  s.yobs(1) = station.y;
+  s.zobs(1) = station.z;
+  const matrix_form form{.wfilter = daubechies_filter(4), .tolerance = 1e-3, .weights = {}};
+  SET_WTN_FILTER(form.wfilter, 4);
+  const std::vector<r8> wtz(cells_of(m), 1.0);
+  row_maker maker(m, s, form, wtz, wtz);
+  for (auto _ : state) maker.make(1);
+  state.SetItemsProcessed(state.iterations() * static_cast<i8>(wtz.size()));
+  state.counters["rows"] =
+      benchmark::Counter(static_cast<r8>(state.iterations()), benchmark::Counter::kIsRate);
+}
+BENCHMARK(BM_make_row)->Arg(16)->Arg(32)->Arg(64)->Arg(128);
 
 }  // namespace
 }  // namespace velko

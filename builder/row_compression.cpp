@@ -40,16 +40,14 @@ void for_columns(const mesh_state& m, const cube_size& cube, std::span<number> r
 
 }  // namespace
 
-r8 energy_of(std::span<const r8> values) {
+r8 scalar_product(std::span<const r8> a, std::span<const r8> b) {
   r8x8 part{};
   std::size_t c = 0;
-  for (; c + 8 <= values.size(); c += 8) {
-    const r8x8 eight = *reinterpret_cast<const r8x8_mem*>(&values[c]);
-    part += eight * eight;
-  }
-  r8 total = ((part[0] + part[1]) + (part[2] + part[3])) + ((part[4] + part[5]) + (part[6] + part[7]));
-  for (; c < values.size(); ++c) total += values[c] * values[c];
-  return total;
+  for (; c + 8 <= a.size(); c += 8)
+    part += *reinterpret_cast<const r8x8_mem*>(&a[c]) * *reinterpret_cast<const r8x8_mem*>(&b[c]);
+  r8 sum = ((part[0] + part[1]) + (part[2] + part[3])) + ((part[4] + part[5]) + (part[6] + part[7]));
+  for (; c < a.size(); ++c) sum += a[c] * b[c];
+  return sum;
 }
 
 std::span<const i4> coefficient_selection::choose(std::span<const r8> coefficients, r8 tolerance) {

@@ -22,8 +22,13 @@
 
 namespace velko {
 
-/// Sum of squares, of eight partial sums. A row that overflows it gives infinity or no number.
-r8 energy_of(std::span<const r8> values);
+/// Scalar product of two vectors of one length, of eight partial sums.
+r8 scalar_product(std::span<const r8> a, std::span<const r8> b);
+
+/// Sum of squares. A row that overflows it gives infinity or no number.
+inline r8 energy_of(std::span<const r8> values) {
+  return scalar_product(values, values);
+}
 
 /// Chooses from a vector of coefficients; keeps its work arrays from one row to the next.
 class coefficient_selection {

@@ -6,8 +6,8 @@
 namespace velko {
 
 row_maker::row_maker(const mesh_state& m, const survey_state& s, const matrix_form& form,
-                     std::span<const r8> wtz)
-    : wtz_(wtz), response_(m, s), row_(wtz.size()) {
+                     std::span<const r8> wtz, std::span<const r8> trial)
+    : wtz_(wtz), trial_(trial), response_(m, s), row_(wtz.size()) {
   if (form.compressed()) compressor_.emplace(m, cube_around(m.ny, m.nx, m.nz), form.tolerance);
 }
 
@@ -16,10 +16,12 @@ void row_maker::make(i4 datum) {
   for (std::size_t c = 0; c < row_.size(); ++c) row_[c] /= wtz_[c];
   norm2_ = energy_of(row_);
   if (!std::isfinite(norm2_)) throw value_too_large();
+  trial_datum_ = scalar_product(row_, trial_);
   if (compressor_)
     encode_compressed();
   else
     encode_dense();
+  trial_loss_ = trial_datum_ - scalar_product(row_, trial_);
 }
 
 void row_maker::encode_compressed() {

@@ -12,6 +12,7 @@
 #include "builder/row_maker.h"
 #include "builder/rows_in_order.h"
 #include "builder/sensitivity_writer.h"
+#include "builder/trial_model.h"
 #include "tool/program_stop.h"
 #include "wavelet/wtn_mod.h"
 
@@ -26,6 +27,8 @@ class row_account {
     stored_.push_back(row.stored());
     norm2_ += row.norm2();
     loss2_ += row.loss2();
+    trial2_ += row.trial_datum() * row.trial_datum();
+    trial_loss2_ += row.trial_loss() * row.trial_loss();
     if (row.norm2() > 0.0) largest_loss_ = std::max(largest_loss_, std::sqrt(row.loss2() / row.norm2()));
   }
 
@@ -39,12 +42,13 @@ class row_account {
     for (const i4 n : stored_) all.stored += n;
     if (norm2_ > 0.0) all.loss = std::sqrt(loss2_ / norm2_);
     all.largest_loss = largest_loss_;
+    if (trial2_ > 0.0) all.deep_loss = std::sqrt(trial_loss2_ / trial2_);
     return all;
   }
 
  private:
   std::vector<i4> stored_;
-  r8 norm2_ = 0, loss2_ = 0, largest_loss_ = 0;
+  r8 norm2_ = 0, loss2_ = 0, largest_loss_ = 0, trial2_ = 0, trial_loss2_ = 0;
 };
 
 /// gdiag in pieces, so that several rows can be added at once, each to another piece.
@@ -94,20 +98,21 @@ i8 memory_for(const mesh_state& m, const matrix_form& form, i4 stored, int threa
   const i8 planes = i8{2} * (m.nx + 1) * (m.nz + 8) * 2;  // distances and faces on two planes of nodes
   const i8 elements = ncol + planes + (form.compressed() ? ncube + ncube / 2 : 0);
   const i8 record = i8{stored} * (form.compressed() ? 8 : 4);
-  return threads * (8 * elements + record) + 2 * 8 * ncol;
+  return threads * (8 * elements + record) + 3 * 8 * ncol;
 }
 
 row_statistics write_sensitivity(output_file& file, const mesh_state& m, const survey_state& s,
                                  const matrix_form& form, const std::function<void(i4)>& row_is_written) {
   set_filter(form);
   const owned_array1<r8> wtz = cell_weights(m, s, form.weights);
+  const owned_array1<r8> trial = trial_model(m, wtz.elements());
   record_writer out(file);
   write_geometry(out, m, s.ndata, form.wfilter, cube_around(m.ny, m.nx, m.nz), form.weights.kind,
                  wtz.elements());
 
   std::vector<std::unique_ptr<row_maker>> makers;  // one for each thread
   for (int thread = 0; thread < std::min(omp_get_max_threads(), s.ndata); ++thread)
-    makers.push_back(std::make_unique<row_maker>(m, s, form, wtz.elements()));
+    makers.push_back(std::make_unique<row_maker>(m, s, form, wtz.elements(), trial.elements()));
   const auto maker_of = [&](int thread) -> row_maker& { return *makers[static_cast<std::size_t>(thread)]; };
   row_account account;
   diagonal gdiag(wtz.size());
@@ -127,7 +132,8 @@ row_statistics write_sensitivity(output_file& file, const mesh_state& m, const s
 row_sample sample_rows(const mesh_state& m, const survey_state& s, const matrix_form& form, i4 count) {
   set_filter(form);
   const owned_array1<r8> wtz = cell_weights(m, s, form.weights);
-  row_maker maker(m, s, form, wtz.elements());
+  const owned_array1<r8> trial = trial_model(m, wtz.elements());
+  row_maker maker(m, s, form, wtz.elements(), trial.elements());
   row_account account;
   row_sample sample;
   sample.count = std::min(count, s.ndata);

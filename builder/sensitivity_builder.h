@@ -5,7 +5,7 @@
 ///          values stand for, rounded to r4 and, in the compressed form, brought back from the wavelet domain. So the
 ///          way back is gone for each row, and shows what the row really lost
 /// Memory   for each thread a row, a cube of r8 and, for the choice of coefficients, half a cube of i4 (memory_for);
-///          wtz and gdiag; never G
+///          wtz, gdiag and a trial model; never G
 /// Threads  those of OpenMP; the bytes of the file are the same for every number of them, and on every machine
 /// Errors   std::bad_alloc; those of output_file; the program stop for a value of G beyond 32-bit floats; what
 ///          `row_is_written` throws
@@ -35,8 +35,8 @@ struct matrix_form {
 struct row_statistics {
   i4 least = 0, median = 0, most = 0;  // values stored for a row
   i8 stored = 0;                       // for all
-  r8 loss = 0,
-     largest_loss = 0;  // 2-norm of stored minus computed, relative: all rows together; the worst row
+  r8 loss = 0, largest_loss = 0;       // 2-norm of stored minus computed, relative: of all rows; of the worst
+  r8 deep_loss = 0;                    // the same of the data of trial_model
 };
 
 /// Columns of G: cells below the surface.

@@ -96,9 +96,12 @@ std::string rows_text(const make_options& options, const row_statistics& rows, i
   return fmt::format(
       "\nwavelet {}, tolerance {}: {} to {} coefficients in a row, median {}, {:.2f} % of the cube of {} x "
       "{} x {}"
-      "\ncompression ratio {:.1f}; relative error of predicted data about {:.1e}, of a row at most {:.1e}",
+      "\ncompression ratio {:.1f}; relative error of a row {:.1e} (at most {:.1e}), of data of blocks in the "
+      "lower half of "
+      "the mesh {:.1e}",
       options.wavelet, options.tolerance, rows.least, rows.most, rows.median, 100 * stored / ncube, cube.y,
-      cube.x, cube.z, 4.0 * columns_of(mesh) / std::max(8.0 * stored, 1.0), rows.loss, rows.largest_loss);
+      cube.x, cube.z, 4.0 * columns_of(mesh) / std::max(8.0 * stored, 1.0), rows.loss, rows.largest_loss,
+      rows.deep_loss);
 }
 
 int tell_what_would_come(const make_options& options, const matrix_form& form) {

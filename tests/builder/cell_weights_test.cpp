@@ -6,6 +6,7 @@
 #include <cmath>
 #include <vector>
 
+#include "builder/trial_model.h"
 #include "tests/builder/small_mesh.h"
 
 namespace velko {
@@ -80,6 +81,23 @@ TEST(CellWeights, DataBesideTheMeshStandAboveItsNearestColumnAndBuriedOnesOnTheG
   EXPECT_EQ(mean_height(two_columns(), survey_at({-100}, {700}, {20})), 8.0);
   EXPECT_EQ(mean_height(two_columns(), survey_at({100}, {-7}, {20})), 10.0);
   EXPECT_EQ(mean_height(two_columns(), survey_at({5, 5}, {5, 5}, {-30, 20})), 4.0);
+}
+
+TEST(TrialModel, IsTheWeightOfEitherSignInTheLowerHalfOfTheMesh) {
+  mesh_state m = mesh_with({0, 10, 20, 30}, {0, 10, 20}, {40, 30, 20, 10, 0});
+  m.itop(2, 3) = 3;
+  const numbers wtz{.1,  .2,  .3,  .4,  .5,  .6,  .7,  .8,  .9, 1., 1.1,
+                    1.2, 1.3, 1.4, 1.5, 1.6, 1.7, 1.8, 1.9, 2., 2.1};
+  const owned_array1<r8> model = trial_model(m, wtz);
+  ASSERT_EQ(model.size(), 21);
+  int positive = 0;
+  for (std::size_t cell = 0; cell < wtz.size(); ++cell) {
+    const bool deep = cell == 20 || cell % 4 >= 2;  // the last column has its lowest cell alone
+    EXPECT_EQ(std::abs(model.data()[cell]), deep ? wtz[cell] : 0.0) << cell;
+    if (model.data()[cell] > 0) ++positive;
+  }
+  EXPECT_GT(positive, 0);
+  EXPECT_LT(positive, 11);
 }
 
 }  // namespace
