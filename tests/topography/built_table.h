@@ -44,7 +44,12 @@ inline flat_table built(const std::vector<r8>& x, const std::vector<r8>& y) {
     EXPECT_TRUE(table.status == 3 || std::ranges::all_of(adj_list, stays));
     adj_list.clear();
   }
-  adj_end.resize(table.status == 1 ? 0 : x.size());
+  if (table.status == 1) {
+    EXPECT_TRUE(std::ranges::all_of(adj_end, stays));
+    adj_end.clear();
+  } else {
+    adj_end.resize(x.size());
+  }
   table.adj_list = adj_list;
   table.adj_end = adj_end;
   return table;

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <limits>
+#include <random>
 #include <vector>
 
 #include "tests/topography/built_table.h"
@@ -140,9 +141,7 @@ TEST(Location, KnowsAPointOnOneLineWithAllNodes) {
 TEST(Location, HasNoSurfaceInATriangleWithoutArea) {
   const r8 tiny = 1e-170;
   const terrain speck{{0, tiny, 0}, {0, 0, tiny}, {1, 2, 3}, {0, {2, 3, 0, 3, 1, 0, 1, 2, 0}, {3, 6, 9}}};
-  const surface_answer inside = speck.at(tiny / 4, tiny / 4, 1);
-  EXPECT_EQ(inside.pz, 0);
-  EXPECT_EQ(inside.status, -2);
+  EXPECT_EQ(speck.at(tiny / 4, tiny / 4, 1), (surface_answer{0, -2, 2}));
   EXPECT_EQ(speck.locate(1, tiny / 4, tiny / 4), (place_found{2, 3, 1}));
 }
 
@@ -161,12 +160,55 @@ TEST(Location, ComesBackFromInfinitePositions) {
     }
 }
 
+/// The value of the formulas as they stand, from the place that locate_point gives.
+r8 surface_as_told(const terrain& in, const place_found& at, r8 px, r8 py) {
+  const auto x = [&](i4 k) { return in.x[static_cast<std::size_t>(k - 1)]; };
+  const auto y = [&](i4 k) { return in.y[static_cast<std::size_t>(k - 1)]; };
+  const auto z = [&](i4 k) { return in.z[static_cast<std::size_t>(k - 1)]; };
+  const auto [i1, i2, i3] = at;
+  if (i3 != 0) {
+    const r8 area = (x(i3) - x(i2)) * (y(i1) - y(i3)) - (x(i1) - x(i3)) * (y(i3) - y(i2));
+    const r8 w1 = ((x(i3) - x(i2)) * (py - y(i2)) - (y(i3) - y(i2)) * (px - x(i2))) / area;
+    const r8 w2 = ((x(i1) - x(i3)) * (py - y(i1)) - (y(i1) - y(i3)) * (px - x(i1))) / area;
+    const r8 w3 = ((x(i2) - x(i1)) * (py - y(i1)) - (y(i2) - y(i1)) * (px - x(i1))) / area;
+    return w1 * z(i1) + w2 * z(i2) + w3 * z(i3);
+  }
+  for (i4 a = i1;;) {
+    const i4 b = neighbour_lists{view(in.table.adj_list), view(in.table.adj_end)}.previous_on_boundary(a);
+    const r8 d = (px - x(a)) * (x(b) - x(a)) + (py - y(a)) * (y(b) - y(a));
+    if (0 >= d) return z(a);
+    const r8 e = (px - x(b)) * (x(a) - x(b)) + (py - y(b)) * (y(a) - y(b));
+    if (e > 0) {
+      const r8 t = d / ((x(a) - x(b)) * (x(a) - x(b)) + (y(a) - y(b)) * (y(a) - y(b)));
+      return t * z(b) + (1 - t) * z(a);
+    }
+    a = b;
+  }
+}
+
+TEST(Location, GivesTheValueOfTheFormulasToTheLastBit) {
+  std::mt19937 generator(17);
+  std::uniform_real_distribution<r8> inside(0, 10), around(-10, 20);
+  for (int set = 0; set < 20; ++set) {
+    std::vector<r8> x(30), y(30), z(30);
+    for (std::vector<r8>* values : {&x, &y, &z})
+      for (r8& value : *values) value = inside(generator);
+    const terrain random{x, y, z};
+    for (int sample = 0; sample < 200; ++sample) {
+      const r8 px = around(generator), py = around(generator);
+      const surface_answer found = random.at(px, py);
+      const place_found at = random.locate(1, px, py);
+      EXPECT_EQ(found, (surface_answer{surface_as_told(random, at, px, py), at.i3 == 0 ? 1 : 0, at.i1}));
+    }
+  }
+}
+
 TEST(BarycentricWeights, AddUpToThePoint) {
   std::vector<r8> w(3);
   i4 status = untouched;
-  barycentric_weights(1.5, 0.5, 0, 4, 1, 0, 0, 1, array1<r8>(w.data(), 3), status);
+  barycentric_weights(1, 0.25, 0, 4, 1, 0, 0, 1, array1<r8>(w.data(), 3), status);
   EXPECT_EQ(status, 0);
-  EXPECT_EQ(w, (std::vector<r8>{0.25, 0.25, 0.5}));
+  EXPECT_EQ(w, (std::vector<r8>{0.5625, 0.1875, 0.25}));
 }
 
 TEST(BarycentricWeights, AreLeftAloneForATriangleWithoutArea) {

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -68,6 +69,10 @@ TEST(SamplePositions, AreEdgesAndMidpointsInTurn) {
   EXPECT_THAT(sample_positions(array1<const r8>(node.data(), 3), 2).elements(),
               ElementsAre(0, 0.5, 1, 2.5, 4));
   EXPECT_THAT(sample_positions(array1<const r8>(node.data(), 1), 0).elements(), ElementsAre(0));
+  const std::array<r8, 2> decimals{0.1, 0.7};
+  const r8 half_of_the_sum = (decimals[0] + decimals[1]) * 0.5;  // not 0.4, the edge and half of the width
+  EXPECT_THAT(sample_positions(array1<const r8>(decimals.data(), 2), 1).elements(),
+              ElementsAre(0.1, half_of_the_sum, 0.7));
 }
 
 /// A mesh of 2 x 3 columns whose cells have their top edges at 100, 90, 70, and their last bottom edge at 40.

@@ -1,6 +1,7 @@
 #include "topography/topography_file.h"
 
 #include <cmath>
+#include <cstdio>
 #include <fstream>
 #include <random>
 
@@ -297,6 +298,25 @@ TEST_F(Duplicates, PairIsListedWithXFirst) {
               StopsAfter("\nDuplicate points:\n"
                          "  -5.00000000E+00  3.50000000E+01\n"
                          "\nError: 1 duplicate points found in topography file.\n\n"));
+}
+
+/// The two channels share a file here.
+TEST_F(Duplicates, EveryPieceGoesToTheConsoleAndToTheLogBeforeTheNext) {
+  std::FILE* both = std::tmpfile();
+  console().send_to(both);
+  log_file().send_to(both);
+  const std::string name = file("5\n" + plateau_lines + "-5 35 85\n");
+  EXPECT_EQ(run_until_stop([&] { read_topography(name); }).kind, stop_or_done::stopped);
+  console().send_to(stdout);
+  log_file().close();
+  std::rewind(both);
+  std::string text;
+  for (int c; (c = std::fgetc(both)) != EOF;) text += static_cast<char>(c);
+  std::fclose(both);
+  const std::string pair = line_of("-5.00000000E+00", "3.50000000E+01"),
+                    count = "Error: 1 duplicate points found in topography file.\n";
+  EXPECT_EQ(text,
+            "\n\nDuplicate points:\nDuplicate points:\n" + pair + pair + "\n\n" + count + count + "\n\n");
 }
 
 TEST_F(Duplicates, AreTakenByTheirTwoCoordinatesAlone) {
