@@ -9,8 +9,10 @@
 /// Errors   none: the caller knows that the nodes lie as each routine asks
 /// Speed    a change moves each stretch of the table between the lists it concerns by a place or a few, and with it
 ///          their ends; the table is never copied, and no work array is used
-/// Sources  A. Cline and R. Renka, Rocky Mountain J. Math. 14 (1984) 119-139;
-///          R. Renka, ACM TOMS 10 (1984) 440-442 (Algorithm 624)
+/// Sources  A. Cline and R. Renka, "A storage-efficient method for construction of a Thiessen triangulation",
+///          Rocky Mountain J. Math. 14 (1984) 119-139;
+///          R. Renka, "Triangulation and interpolation at arbitrarily distributed points in the plane", ACM TOMS 10
+///          (1984) 440-442 (Algorithm 624)
 /// See      topography/triangulation.h for the invariants, tests/topography/triangulation_test.cpp
 #pragma once
 

@@ -10,8 +10,10 @@
 ///          position that is not a number lies nowhere: i1 = 0, status -2
 /// Threads  both only read the tables; the start node is the caller's
 /// Speed    the number of triangles crossed from the start node: begin near the point
-/// Sources  R. Renka, ACM TOMS 10 (1984) 440-442 (Algorithm 624);
-///          A. Cline and R. Renka, Rocky Mountain J. Math. 14 (1984) 119-139
+/// Sources  R. Renka, "Triangulation and interpolation at arbitrarily distributed points in the plane", ACM TOMS 10
+///          (1984) 440-442 (Algorithm 624);
+///          A. Cline and R. Renka, "A storage-efficient method for construction of a Thiessen triangulation",
+///          Rocky Mountain J. Math. 14 (1984) 119-139
 /// See      tests/topography/location_test.cpp
 #pragma once
 

@@ -5,7 +5,8 @@
 /// Shapes   a, b, c, v (n) at least; ind (n) at least, one-based positions
 /// Errors   none. n below 1 sets nothing. Keys that are not numbers end up somewhere: ind is a permutation all the same
 /// Threads  serial; works on its arguments only
-/// Sources  R. Singleton, CACM 12 (1969) 185-187 (Algorithm 347), doi 10.1145/362875.362901
+/// Sources  R. Singleton, "An efficient algorithm for sorting with minimal storage", CACM 12 (1969) 185-187
+///          (Algorithm 347), doi 10.1145/362875.362901
 /// See      tests/topography/node_sort_test.cpp
 #pragma once
 

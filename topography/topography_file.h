@@ -12,6 +12,7 @@
 ///          their counts. The run-time's own failures: no number of points, more points than the 32-bit tables of
 ///          the triangulation can number (357 913 938), a second allocation of itop, memory, a refused read of the
 ///          lines in front of the points
+/// Threads  serial, outside any parallel region
 /// Memory   52 bytes a point, touched only as points are read; a negative number of points counts as 0
 /// See      topography/surface_grid.h, examples/surface_of_a_terrain.cpp, tests/topography/topography_file_test.cpp
 #pragma once

@@ -10,12 +10,15 @@
 /// Rounding the tests are made in 64-bit floats. Where rounding leads these astray (a walk goes in a circle or comes to no
 ///          triangle, a swap would double an arc, triangles on a line fold over as fold_check.h tells), the build begins
 ///          again with the same steps and true answers to their tests, which succeeds for all distinct points that are not
-///          on one line. Of regular grids turned by an angle one in 40 needs it. Coordinates beyond 2^250, where tests
-///          could overflow, are not tried in floats
+///          on one line. Of small square grids turned by an angle one in 32 needs it. Coordinates beyond 2^250, where
+///          tests could overflow, are not tried in floats
 /// Threads  serial; works on its arguments only
-/// Speed    n sorted points of a terrain: about n^1.2 (benchmarks/README.md). A line of m leading nodes costs m^2 / 2 comparisons
-/// Sources  R. Renka, ACM TOMS 10 (1984) 440-442 (Algorithm 624);
-///          A. Cline and R. Renka, Rocky Mountain J. Math. 14 (1984) 119-139
+/// Speed    n sorted points of a terrain: about n^1.15, a grid along the axes n^1.5 (benchmarks/README.md). A line of m
+///          leading nodes costs m^2 / 2 comparisons
+/// Sources  R. Renka, "Triangulation and interpolation at arbitrarily distributed points in the plane", ACM TOMS 10
+///          (1984) 440-442 (Algorithm 624);
+///          A. Cline and R. Renka, "A storage-efficient method for construction of a Thiessen triangulation",
+///          Rocky Mountain J. Math. 14 (1984) 119-139
 /// See      tests/topography/triangulation_test.cpp, fuzz/fuzz_node_sets.cpp
 ///
 /// Invariants, between any two insertions (check_triangulation tests them):

@@ -7,7 +7,8 @@
 /// Bounds   rounding can lead a walk in a circle. It is given up when it has looked at more arcs than the table has, or
 ///          when it has come round the whole hull; then it has no result. It reads the table of a triangulation, whose
 ///          lists fit together, within its bounds, however wrongly the tests may come out
-/// Letters  n0..n4 nodes, in the roles they have in A. Cline and R. Renka, Rocky Mountain J. Math. 14 (1984) 119-139
+/// Letters  n0 where the ray begins; (n1, n2, n3) the triangle that it crosses, n1-n2 the arc where it leaves it, n4 the
+///          node beyond; nf and nl the first and the last neighbour of n0; p a position in its list
 #pragma once
 
 #include <algorithm>
