@@ -1,5 +1,6 @@
-/// Node sets: whatever the coordinates, a triangulation whose lists fit together, or a status; then searches in it, which
-/// come back with places that are there. Finite nodes that do not repeat have one, or lie on one line.
+/// Node sets: whatever the coordinates, a triangulation whose lists fit together, or a status; then searches
+/// in it, which come back with places that are there. Finite nodes that do not repeat have one, or lie on one
+/// line.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -21,8 +22,8 @@ namespace {
 
 using namespace velko;
 
-/// Coordinates of several kinds, as the first byte says: small whole ones, which meet and line up; the same turned and
-/// moved, which do so but for rounding; of extreme sizes; any bits at all.
+/// Coordinates of several kinds, as the first byte says: small whole ones, which meet and line up; the same
+/// turned and moved, which do so but for rounding; of extreme sizes; any bits at all.
 class coordinates {
  public:
   explicit coordinates(fuzz::input& in) : in_(in), kind_(in.below(4)), turn_(in.below(256)) {}

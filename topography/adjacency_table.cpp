@@ -58,7 +58,8 @@ void apply_splices(std::span<const splice> changes, i4 last_node, array1<i4> adj
   i4 by = 0;
   for (const splice& change : changes) by += growth(change);
 
-  // What moves up moves from the top down, and then what moves down from the bottom up, so that none is overwritten.
+  // What moves up moves from the top down, and then what moves down from the bottom up, so that none is
+  // overwritten.
   i4 above = end;
   for (std::size_t i = changes.size(); i-- > 0;) {
     const splice& c = changes[i];
@@ -84,7 +85,8 @@ void swap_diagonal(i4 in1, i4 in2, i4 io1, i4 io2, array1<i4> adj_list, array1<i
   const auto index = [&](i4 node, i4 neighbour) {
     return neighbor_index(node, neighbour, adj_list, adj_end);
   };
-  // Where a circular list is open between two neighbours, the new one comes first or last, as the table moves there.
+  // Where a circular list is open between two neighbours, the new one comes first or last, as the table moves
+  // there.
   const auto place = [&](i4 node, i4 before, i4 behind, bool moves_down) {
     return moves_down ? index(node, behind) : index(node, before) + 1;
   };

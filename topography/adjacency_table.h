@@ -1,18 +1,19 @@
-/// The table of a triangulation: all neighbour lists, one after the other, and the changes that keep it packed.
+/// The table of a triangulation: all neighbour lists, one after the other, and the changes that keep it
+/// packed.
 ///
-/// What     adj_end(k) is the position in adj_list of the last entry of the list of node k; the list starts behind the
-///          end of the one before. Nothing here looks at coordinates
+/// What     adj_end(k) is the position in adj_list of the last entry of the list of node k; the list starts
+///          behind the end of the one before. Nothing here looks at coordinates
 /// Shapes   adj_list at least (6 n - 9), adj_end at least (n), for n nodes 1..n
-/// Order    the neighbours of k, counterclockwise around it. The list of a node on the boundary ends with a 0, the
-///          outside: it begins with the next boundary node counterclockwise, and the previous one stands ahead of the 0.
-///          The list of an interior node is a circle, open anywhere
+/// Order    the neighbours of k, counterclockwise around it. The list of a node on the boundary ends with a
+///          0, the outside: it begins with the next boundary node counterclockwise, and the previous one
+///          stands ahead of the 0. The list of an interior node is a circle, open anywhere
 /// Errors   none: the caller knows that the nodes lie as each routine asks
-/// Speed    a change moves each stretch of the table between the lists it concerns by a place or a few, and with it
-///          their ends; the table is never copied, and no work array is used
+/// Speed    a change moves each stretch of the table between the lists it concerns by a place or a few, and
+///          with it their ends; the table is never copied
 /// Sources  A. Cline and R. Renka, "A storage-efficient method for construction of a Thiessen triangulation",
 ///          Rocky Mountain J. Math. 14 (1984) 119-139;
-///          R. Renka, "Triangulation and interpolation at arbitrarily distributed points in the plane", ACM TOMS 10
-///          (1984) 440-442 (Algorithm 624)
+///          R. Renka, "Triangulation and interpolation at arbitrarily distributed points in the plane", ACM
+///          TOMS 10 (1984) 440-442 (Algorithm 624)
 /// See      topography/triangulation.h for the invariants, tests/topography/triangulation_test.cpp
 #pragma once
 
@@ -38,30 +39,34 @@ struct neighbour_lists {
 /// Position of neighbour in the list of node. It must be there.
 i4 neighbor_index(i4 node, i4 neighbour, array1<const i4> adj_list, array1<const i4> adj_end);
 
-/// Moves the entries first..last by `by` places, up or down. The stretch may overlap itself; an empty one does nothing.
+/// Moves the entries first..last by `by` places, up or down. The stretch may overlap itself; an empty one
+/// does nothing.
 void shift_range(i4 first, i4 last, i4 by, array1<i4> a);
 
-/// Lists of the first triangles: a fan from node k over nodes 1..k - 1, all on one line. On entry adj_end(1..k - 1) holds
-/// these nodes in their order along the line, with k to the right of its direction; on return, the list ends.
+/// Lists of the first triangles: a fan from node k over nodes 1..k - 1, all on one line. On entry
+/// adj_end(1..k - 1) holds these nodes in their order along the line, with k to the right of its direction;
+/// on return, the list ends.
 void write_fan(i4 k, array1<i4> adj_list, array1<i4> adj_end);
 
 /// Enters node k, the newest, which lies in the triangle (i1, i2, i3), counterclockwise.
 void add_interior_node(i4 k, i4 i1, i4 i2, i4 i3, array1<i4> adj_list, array1<i4> adj_end);
 
-/// Enters node k, the newest, which lies outside the hull; i1 and i2 are the first (rightmost) and last (leftmost)
-/// boundary nodes visible from k. Those between them become interior.
+/// Enters node k, the newest, which lies outside the hull; i1 and i2 are the first (rightmost) and last
+/// (leftmost) boundary nodes visible from k. Those between them become interior.
 void add_boundary_node(i4 k, i4 i1, i4 i2, array1<i4> adj_list, array1<i4> adj_end);
 
 /// Replaces the arc io1-io2 by the arc in1-in2 across it; (in1, io1, io2) is a triangle, counterclockwise.
 void swap_diagonal(i4 in1, i4 in2, i4 io1, i4 io2, array1<i4> adj_list, array1<i4> adj_end);
 
-/// A change in the list of a node: `removed` entries from a position on go, and one comes in, or none where it is 0.
+/// A change in the list of a node: `removed` entries from a position on go, and one comes in, or none where
+/// it is 0.
 struct splice {
   i4 node, position, removed, entering;
 };
 
-/// Makes several changes at once, given in ascending order of their positions, in lists of nodes 1..last_node; the part of
-/// the table in use ends with theirs. Each stretch between two changes moves once, by what those below it add up to.
+/// Makes several changes at once, given in ascending order of their positions, in lists of nodes
+/// 1..last_node; the part of the table in use ends with theirs. Each stretch between two changes moves once,
+/// by what those below it add up to.
 void apply_splices(std::span<const splice> changes, i4 last_node, array1<i4> adj_list, array1<i4> adj_end);
 
 }  // namespace velko

@@ -4,15 +4,17 @@
 #include <bit>
 #include <boost/multiprecision/cpp_int.hpp>
 #include <cmath>
+#include <compare>
 #include <cstdint>
 #include <utility>
 
 namespace velko {
 namespace {
 
-/// A float and a bound of its distance from the true value. Comparison gives unordered while the bounds leave the answer
-/// open, which they do as well after any overflow. Each operation adds twice its own rounding, so that the rounding of
-/// the bounds is covered, and `tiny`, which covers what underflow or flushing to zero takes away.
+/// A float and a bound of its distance from the true value. Comparison gives unordered while the bounds leave
+/// the answer open, which they do as well after any overflow. Each operation adds twice its own rounding, so
+/// that the rounding of the bounds is covered, and `tiny`, which covers what underflow or flushing to zero
+/// takes away.
 class bounded_number {
  public:
   explicit bounded_number(r8 value) : bounded_number(value, 0) {}
@@ -94,11 +96,11 @@ class binary_fraction {
 }  // namespace
 
 bool exact_tests::left(point a, point b, point p) {
-  return side(a, b, p) >= 0;
+  return std::is_gteq(side(a, b, p));
 }
 
 bool exact_tests::clearly_right(point a, point b, point p) {
-  return formula::side<bounded_number>(a, b, p) < 0;
+  return std::is_lt(formula::side<bounded_number>(a, b, p));
 }
 
 std::partial_ordering exact_tests::side(point a, point b, point p) {
@@ -114,7 +116,7 @@ std::partial_ordering exact_tests::cosine(point apex, point p, point q) {
 bool exact_tests::swap(point in1, point in2, point io1, point io2) {
   const std::partial_ordering sine =
       formula::sine_of_opposite_angles<bounded_number>(in1, in2, io1, io2) <=> bounded_number(0);
-  if (sine != std::partial_ordering::unordered) return sine < 0;
+  if (sine != std::partial_ordering::unordered) return std::is_lt(sine);
   return formula::sine_of_opposite_angles<binary_fraction>(in1, in2, io1, io2) < binary_fraction(0);
 }
 

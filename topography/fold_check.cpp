@@ -1,6 +1,7 @@
 #include "topography/fold_check.h"
 
 #include <cmath>
+#include <compare>
 #include <numbers>
 
 #include "topography/exact_tests.h"
@@ -8,7 +9,8 @@
 namespace velko {
 namespace {
 
-/// Calls look(a, b) for each triangle (k, a, b), counterclockwise, of the list of k, until one call returns false.
+/// Calls look(a, b) for each triangle (k, a, b), counterclockwise, of the list of k, until one call returns
+/// false.
 template <class function>
 bool for_triangles_of(i4 k, const neighbour_lists& lists, function look) {
   const i4 first = lists.first(k), last = lists.last(k);
@@ -26,7 +28,7 @@ bool for_triangles_of(i4 k, const neighbour_lists& lists, function look) {
 bool is_sound_without_rounding(i4 n, node_points nodes, neighbour_lists lists) {
   for (i4 k = 1; k <= n; ++k) {
     const bool counterclockwise = for_triangles_of(k, lists, [&](i4 a, i4 b) {
-      return k > a || k > b || exact_tests::side(nodes(k), nodes(a), nodes(b)) > 0;
+      return k > a || k > b || std::is_gt(exact_tests::side(nodes(k), nodes(a), nodes(b)));
     });
     if (!counterclockwise) return false;
     if (!lists.on_boundary(k)) continue;

@@ -1,7 +1,8 @@
 /// The questions that the triangulation asks about points, each written once, for any kind of number.
 ///
-/// What     every question is a comparison of two expressions in coordinates, with no tolerance. `rounded_tests` answers
-///          it in 64-bit floats as it stands; `exact_tests` (exact_tests.h) gives the true answer for finite coordinates
+/// What     every question is a comparison of two expressions in coordinates, with no tolerance.
+///          `rounded_tests` answers it in 64-bit floats as it stands; `exact_tests` (exact_tests.h) gives the
+///          true answer for finite coordinates
 /// Errors   none. In floats, what overflows may be unordered, and then compares as nothing: not left, no swap
 /// Letters  u, v arrows; a, b, p points
 #pragma once
@@ -53,8 +54,8 @@ std::partial_ordering cosine(point apex, point p, point q) {
   return dot(arrow<number>(apex, p), arrow<number>(apex, q)) <=> number(0);
 }
 
-/// The sum of the angles at in1 and in2, opposite each other in the quadrilateral with the diagonal io1-io2: its sine, up
-/// to a positive factor.
+/// The sum of the angles at in1 and in2, opposite each other in the quadrilateral with the diagonal io1-io2:
+/// its sine, up to a positive factor.
 template <class number>
 number sine_of_opposite_angles(point in1, point in2, point io1, point io2) {
   const arrow<number> u1(in1, io1), u2(in1, io2), s1(in2, io1), s2(in2, io2);
@@ -74,9 +75,10 @@ struct rounded_tests {
     return formula::cosine<r8>(apex, p, q);
   }
 
-  /// The diagonal io1-io2 is to be replaced by in1-in2: the angles there exceed 180 degrees together. Four points on one
-  /// circle keep the diagonal they have. Two obtuse angles exceed it, and two that are not obtuse do not, whatever
-  /// rounding makes of the sine. No branches: the answer is chance, and they would be mispredicted.
+  /// The diagonal io1-io2 is to be replaced by in1-in2: the angles there exceed 180 degrees together. Four
+  /// points on one circle keep the diagonal they have. Two obtuse angles exceed it, and two that are not
+  /// obtuse do not, whatever rounding makes of the sine. No branches: the answer is chance, and they would be
+  /// mispredicted.
   static bool swap(point in1, point in2, point io1, point io2) {
     using arrow = formula::arrow<r8>;
     const r8 cos1 = formula::dot(arrow(in1, io1), arrow(in1, io2));

@@ -1,6 +1,7 @@
 #include "topography/location.h"
 
 #include <cmath>
+#include <compare>
 #include <optional>
 
 #include "topography/exact_tests.h"
@@ -16,9 +17,9 @@ struct surface {
   neighbour_lists lists;
 };
 
-/// A ray along a line of nodes can end in a triangle far beside the point: the tests at the node where it begins and
-/// those of the arcs that it crosses may contradict one another by rounding. A place that misses the point by rounding
-/// only is as good as any.
+/// A ray along a line of nodes can end in a triangle far beside the point: the tests at the node where it
+/// begins and those of the arcs that it crosses may contradict one another by rounding. A place that misses
+/// the point by rounding only is as good as any.
 bool misses_clearly(point p, const point_location& at, node_points nodes, neighbour_lists lists) {
   const auto beyond = [&](i4 a, i4 b) {
     return !rounded_tests::left(nodes(a), nodes(b), p) && exact_tests::clearly_right(nodes(a), nodes(b), p);
@@ -37,16 +38,16 @@ point_location locate(point p, i4 start, node_points nodes, neighbour_lists list
   return truly ? *truly : found.value_or(nowhere);
 }
 
-/// Value at the foot of the point on the boundary, which is looked for clockwise from the first visible node a. Nothing
-/// where the tests lead round the whole hull.
+/// Value at the foot of the point on the boundary, which is looked for clockwise from the first visible node
+/// a. Nothing where the tests lead round the whole hull.
 template <class tests>
 std::optional<r8> value_on_boundary(point p, i4 a, const surface& s) {
   const i4 start = a;
   do {
     const i4 b = s.lists.previous_on_boundary(a);
     const point at = s.nodes(a), next = s.nodes(b);
-    if (tests::cosine(at, p, next) <= 0) return s.z(a);
-    if (tests::cosine(next, p, at) > 0) {
+    if (std::is_lteq(tests::cosine(at, p, next))) return s.z(a);
+    if (std::is_gt(tests::cosine(next, p, at))) {
       const r8 d = (p.x - at.x) * (next.x - at.x) + (p.y - at.y) * (next.y - at.y);
       const r8 t = d / ((at.x - next.x) * (at.x - next.x) + (at.y - next.y) * (at.y - next.y));
       return t * s.z(b) + (1 - t) * s.z(a);

@@ -12,7 +12,8 @@ void node_ring::open_triangle(i4 i1, i4 i2, i4 i3) {
 
 void node_ring::open_boundary(i4 i1, i4 i2, const neighbour_lists& lists) {
   ring_.clear();
-  // k comes in ahead of the outside at i1, in the place of the outside in between, and behind the outside at i2.
+  // k comes in ahead of the outside at i1, in the place of the outside in between, and behind the outside at
+  // i2.
   index next = 0;
   for (i4 v = i1; v != i2; v = lists.previous_on_boundary(v))
     ring_.push_back({v, lists.previous_on_boundary(v), false, v == i1 ? 0 : 1, ++next});

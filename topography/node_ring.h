@@ -1,15 +1,16 @@
 /// The ring of a node that enters a triangulation: its neighbours to be, counterclockwise.
 ///
-/// What     the ring opens as the corners of the triangle around the node, or as the boundary visible from it. It grows by
-///          swaps: where an arc that faces the node is to be swapped, the vertex behind the arc comes between its ends.
-///          All that is looked up on the way stands in the table as it was; the node enters it once the ring is known
-/// Why      entering the node and swapping arc by arc gives the same table, to the entry, but moves its upper part some
-///          twenty times for each node
-/// Order    in the list of a ring node v, the new node k stands between the neighbours of v on the ring, in place of all
-///          that was between them. This is plain unless the list, a circle, is open just there: then k is its first entry
-///          or its last one, as the swap that brought v in would have had it
-/// Bounds   no node stands on a ring twice unless rounding has led the tests astray. Such a ring is not entered, and it
-///          stops growing at the latest when it is longer than there are nodes
+/// What     the ring opens as the corners of the triangle around the node, or as the boundary visible from
+///          it. It grows by swaps: where an arc that faces the node is to be swapped, the vertex behind the
+///          arc comes between its ends. All that is looked up on the way stands in the table as it was; the
+///          node enters it once the ring is known
+/// Why      entering the node and swapping arc by arc gives the same table, to the entry, but moves its upper
+///          part some twenty times for each node
+/// Order    in the list of a ring node v, the new node k stands between the neighbours of v on the ring, in
+///          place of all that was between them. This is plain unless the list, a circle, is open just there:
+///          then k is its first entry or its last one, as the swap that brought v in would have had it
+/// Bounds   no node stands on a ring twice unless rounding has led the tests astray. Such a ring is not
+///          entered, and it stops growing at the latest when it is longer than there are nodes
 #pragma once
 
 #include <cstddef>
@@ -28,8 +29,9 @@ class node_ring {
   /// The boundary from i1, the first (rightmost) node visible, to i2, the last (leftmost).
   void open_boundary(i4 i1, i4 i2, const neighbour_lists& lists);
 
-  /// Goes round the ring of node k, arc by arc. swap(w, o1, o2) says whether the arc o1-o2 is to be swapped, with w behind
-  /// it; the two arcs that face k then are looked at in turn. False where the ring has come to hold a node twice.
+  /// Goes round the ring of node k, arc by arc. swap(w, o1, o2) says whether the arc o1-o2 is to be swapped,
+  /// with w behind it; the two arcs that face k then are looked at in turn. False where the ring has come to
+  /// hold a node twice.
   template <class swap_question>
   bool grow(i4 k, const neighbour_lists& lists, swap_question swap) {
     for (index at = 0; at != stop_; at = ring_[at].next) {
@@ -51,8 +53,8 @@ class node_ring {
     return true;
   }
 
-  /// Writes the node, k, into the lists of the ring, and the ring as the list of k behind the part of the table in use.
-  /// False, with nothing written, where the ring holds a node twice.
+  /// Writes the node, k, into the lists of the ring, and the ring as the list of k behind the part of the
+  /// table in use. False, with nothing written, where the ring holds a node twice.
   bool enter(i4 k, array1<i4> adj_list, array1<i4> adj_end);
 
  private:

@@ -15,7 +15,8 @@ struct segment {
   i4 steps() const { return last - first; }  // one less than its length
 };
 
-/// Segments that wait for their turn. The longer part is always the one that waits, so that the depth stays below the
+/// Segments that wait for their turn. The longer part is always the one that waits, so that the depth stays
+///          below the
 /// binary logarithm of n.
 class waiting_segments {
  public:
@@ -28,8 +29,8 @@ class waiting_segments {
   std::size_t depth_ = 0;
 };
 
-/// Where in a segment its middle key is taken: a fraction that wanders between 0.375 and 0.62, so that no simple
-/// pattern of keys meets the worst pivot each time.
+/// Where in a segment its middle key is taken: a fraction that wanders between 0.375 and 0.62, so that no
+/// simple pattern of keys meets the worst pivot each time.
 class middle_fraction {
  public:
   void advance() { value_ > turning_point ? value_ -= 0.21875 : value_ += 0.0390625; }
@@ -99,8 +100,8 @@ class index_sort {
     return lower;
   }
 
-  /// Straight insertion. Among numbers the entry before the segment would stop each scan; the bound is there for keys
-  /// that are none.
+  /// Straight insertion. Among numbers the entry before the segment would stop each scan; the bound is there
+  /// for keys that are none.
   void insert(segment s) const {
     for (i4 p = s.first; p < s.last; ++p) {
       const i4 taken = ind_(p + 1);

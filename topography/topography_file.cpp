@@ -153,16 +153,16 @@ void add_point(triangulated_surface& s, r8 x, r8 y, r8 elevation) {
   s.tz(s.n) = elevation;
 }
 
-/// Each corner that the points' box does not reach becomes a point, as high as the one nearest to it; unless that one
-/// lies at the corner as good as exactly.
+/// Each corner that the points' box does not reach becomes a point, as high as the one nearest to it; unless
+/// that one lies at the corner as good as exactly.
 void add_corners(triangulated_surface& s, const points_over_mesh& seen) {
   const r8 d = corner_fraction * std::min(mesh.xnode(2) - mesh.xnode(1), mesh.ynode(2) - mesh.ynode(1));
   for (const mesh_corner& c : seen.corners)
     if (lies_beyond(c, seen.box) && c.nearest > d) add_point(s, c.x, c.y, c.elevation);
 }
 
-/// For each of these values, how many before it are equal to it. A grid has long runs of points at one y, so the values
-/// are put in order; comparing each with all before it would take the square of the length.
+/// For each of these values, how many before it are equal to it. A grid has long runs of points at one y, so
+/// the values are put in order; comparing each with all before it would take the square of the length.
 owned_array1<i4> equals_before(std::span<const r8> values) {
   const array1<const r8> v(values.data(), values.size());
   owned_array1<i4> order(uninitialised, v.size()), before(v.size());
@@ -201,7 +201,8 @@ void check_for_duplicates(const triangulated_surface& s) {
   stop_program();
 }
 
-/// Fewer than three points have no triangles and no message. Finite points at different places always have a triangulation.
+/// Fewer than three points have no triangles and no message. Finite points at different places always have a
+/// triangulation.
 void triangulate(triangulated_surface& s) {
   i4 status = 0;
   build_triangulation(s.n, s.ty, s.tx, s.adj_list, s.adj_end, status);

@@ -17,7 +17,8 @@ namespace {
 
 constexpr i4 most_nodes = 357'913'942;  // so that 6 n - 9 is a number of 32 bits
 
-// The tests multiply four differences of coordinates, and add two such products. Up to here nothing overflows.
+// The tests multiply four differences of coordinates, and add two such products. Up to here nothing
+// overflows.
 constexpr r8 largest_in_floats = 0x1p250;
 
 enum build_status : i4 { done = 0, too_few = 1, on_one_line = 2, no_triangulation = 3 };

@@ -1,6 +1,7 @@
 #include "topography/triangulation_check.h"
 
 #include <algorithm>
+#include <compare>
 #include <tuple>
 #include <vector>
 
@@ -11,7 +12,8 @@
 namespace velko {
 namespace {
 
-/// An arc and what follows it in the list of its tail: the third node of the triangle to its left, or 0, the outside.
+/// An arc and what follows it in the list of its tail: the third node of the triangle to its left, or 0, the
+/// outside.
 struct arc {
   i4 tail, head, next;
   auto key() const { return std::tuple(tail, head); }
@@ -94,7 +96,7 @@ std::string check_boundary(i4 n, const neighbour_lists& lists, const std::vector
 std::string check_shape(i4 n, const node_points& nodes, const neighbour_lists& lists,
                         const std::vector<arc>& arcs) {
   for (const auto& [k, a, b] : arcs)
-    if (b != 0 && !(exact_tests::side(nodes(k), nodes(a), nodes(b)) > 0))
+    if (b != 0 && !std::is_gt(exact_tests::side(nodes(k), nodes(a), nodes(b))))
       return broken(6, k, "a triangle that is not counterclockwise");
   for (i4 k = 1; k <= n; ++k) {
     if (!lists.on_boundary(k)) continue;

@@ -2,13 +2,16 @@
 ///
 /// What     1 the wedge: a node n0, turned round until the point lies between two neighbours n1 and n2 of it
 ///          2 the crossing: triangle by triangle along the ray from n0 to the point
-///          3 the hull walk, where the point lies outside: both ways along the boundary while its arcs are visible
+///          3 the hull walk, where the point lies outside: both ways along the boundary while its arcs are
+///          visible
 /// Tests    the same steps run with rounded_tests and with exact_tests
-/// Bounds   rounding can lead a walk in a circle. It is given up when it has looked at more arcs than the table has, or
-///          when it has come round the whole hull; then it has no result. It reads the table of a triangulation, whose
-///          lists fit together, within its bounds, however wrongly the tests may come out
-/// Letters  n0 where the ray begins; (n1, n2, n3) the triangle that it crosses, n1-n2 the arc where it leaves it, n4 the
-///          node beyond; nf and nl the first and the last neighbour of n0; p a position in its list
+/// Bounds   rounding can lead a walk in a circle. It is given up when it has looked at more arcs than the
+///          table has, or when it has come round the whole hull; then it has no result. It reads the table of
+///          a triangulation, whose lists fit together, within its bounds, however wrongly the tests may come
+///          out
+/// Letters  n0 where the ray begins; (n1, n2, n3) the triangle that it crosses, n1-n2 the arc where it leaves
+///          it, n4 the node beyond; nf and nl the first and the last neighbour of n0; p a position in its
+///          list
 #pragma once
 
 #include <algorithm>
@@ -19,8 +22,9 @@
 
 namespace velko {
 
-/// Where a point lies: in the triangle (i1, i2, i3), counterclockwise; or, with i3 = 0, outside, with i1 the first
-/// (rightmost) and i2 the last (leftmost) boundary node visible; or, all 0, on one line with all nodes visited.
+/// Where a point lies: in the triangle (i1, i2, i3), counterclockwise; or, with i3 = 0, outside, with i1 the
+/// first (rightmost) and i2 the last (leftmost) boundary node visible; or, all 0, on one line with all nodes
+/// visited.
 struct point_location {
   i4 i1, i2, i3;
 };
@@ -73,7 +77,8 @@ class walk_to_point {
       if (!left(n0, nf)) return {look::beyond_first_arc, nf};
       if (!left(nl, n0)) return {look::beyond_last_arc, nl};
     } else {
-      // The first arc with the point to its left; the last one needs no look, for then the wedge lies behind it.
+      // The first arc with the point to its left; the last one needs no look, for then the wedge lies behind
+      // it.
       i4 n1 = nf;
       while (!left(n0, n1)) {
         n1 = lists_(++p);
@@ -133,7 +138,8 @@ class walk_to_point {
     return {n1, n2, n3};
   }
 
-  /// The boundary arc from `behind` to `ahead`, counterclockwise, is visible, and so may be others next to it.
+  /// The boundary arc from `behind` to `ahead`, counterclockwise, is visible, and so may be others next to
+  /// it.
   std::optional<point_location> walk_hull(i4 ahead, i4 behind) const {
     const i4 nobody_sees_all = behind;
     for (i4 next = lists_.next_on_boundary(ahead); !left(ahead, next);

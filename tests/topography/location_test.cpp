@@ -1,5 +1,5 @@
-// Where points lie in small triangulations, and what the surface is there, worked out by hand; larger ones are compared in
-// properties_test.cpp and triangulation_judge_test.cpp.
+// Where points lie in small triangulations, and what the surface is there, worked out by hand; larger ones
+// are compared in properties_test.cpp and triangulation_judge_test.cpp.
 #include "topography/location.h"
 
 #include <gtest/gtest.h>
@@ -137,7 +137,8 @@ TEST(Location, KnowsAPointOnOneLineWithAllNodes) {
   EXPECT_EQ(line.at(0.5, 0, 2), (surface_answer{0, -2, 2}));
 }
 
-/// So small that the products of its sides vanish: the walk is made without rounding, but the area is 0 in floats.
+/// So small that the products of its sides vanish: the walk is made without rounding, but the area is 0 in
+/// floats.
 TEST(Location, HasNoSurfaceInATriangleWithoutArea) {
   const r8 tiny = 1e-170;
   const terrain speck{{0, tiny, 0}, {0, 0, tiny}, {1, 2, 3}, {0, {2, 3, 0, 3, 1, 0, 1, 2, 0}, {3, 6, 9}}};

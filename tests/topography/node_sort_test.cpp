@@ -1,4 +1,5 @@
-// The node sort on small vectors, worked out by hand; the index of larger ones is compared in properties_test.cpp.
+// The node sort on small vectors, worked out by hand; the index of larger ones is compared in
+// properties_test.cpp.
 #include "topography/node_sort.h"
 
 #include <gmock/gmock.h>
@@ -59,8 +60,8 @@ TEST(NodeSort, LeavesTheKeysAndGivesTheirOrder) {
   EXPECT_THAT(index_of(keys), ElementsAre(2, 1, 4, 3));
 }
 
-/// The partition exchanges each pair of equal keys around the middle, and ends with two halves. By the same token a short
-/// segment at the far left is partitioned: insertion would leave equal keys as they are.
+/// The partition exchanges each pair of equal keys around the middle, and ends with two halves. By the same
+/// token a short segment at the far left is partitioned: insertion would leave equal keys as they are.
 TEST(NodeSort, ExchangesEqualKeysByItsFixedRule) {
   EXPECT_THAT(index_of({5, 5}), ElementsAre(1, 2));
   EXPECT_THAT(index_of({5, 5, 5}), ElementsAre(1, 2, 3));
@@ -87,9 +88,9 @@ TEST(NodeSort, SortsAMillionEqualKeysAndKeepsAPermutation) {
 }
 
 #if !defined(VELKO_SANITIZED)
-/// Two equal keys in ascending ones trade places if one of them is the first middle key. That one stands 0.4140625 of
-/// 16,777,221 steps behind the first; but a float of 32 bits knows only every second number there and makes these
-/// 16,777,220: 6,946,817 steps, not 6,946,818.
+/// Two equal keys in ascending ones trade places if one of them is the first middle key. That one stands
+/// 0.4140625 of 16,777,221 steps behind the first; but a float of 32 bits knows only every second number
+/// there and makes these 16,777,220: 6,946,817 steps, not 6,946,818.
 TEST(NodeSort, RoundsTheLengthOfASegmentTo32Bits) {
   constexpr std::size_t n = (1 << 24) + 6, middle = 1 + 6'946'817;
   std::vector<r8> keys(n);

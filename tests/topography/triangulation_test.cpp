@@ -1,4 +1,5 @@
-// Tables of small triangulations, worked out by hand from the steps; larger ones are compared in properties_test.cpp.
+// Tables of small triangulations, worked out by hand from the steps; larger ones are compared in
+// properties_test.cpp.
 #include "topography/triangulation.h"
 
 #include <gmock/gmock.h>
