@@ -27,7 +27,7 @@ inline program_run run_program(const temporary_folder& folder, const std::string
                                const std::vector<std::string>& arguments, const std::string& settings = "") {
   const temporary_folder streams;
   std::string command = "cd " + quoted(folder.path()) + " && env " + settings + " " + quoted(program);
-  for (const std::string& argument : arguments) command += " " + quoted(argument);
+  for (const std::string& argument : arguments) command.append(" ").append(quoted(argument));
   command += " >" + streams.path("out") + " 2>" + streams.path("err") + " </dev/null";
   const int ended = std::system(command.c_str());
   return {WIFEXITED(ended) ? WEXITSTATUS(ended) : -1, streams.read("out"), streams.read("err")};
