@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cmath>
 #include <cstdio>
 #include <string>
 
@@ -11,7 +13,8 @@ namespace velko {
 
 namespace {
 
-volatile std::sig_atomic_t noted_signal = 0;
+std::atomic<int> noted_signal = 0;
+static_assert(std::atomic<int>::is_always_lock_free);  // a handler writes it, any thread reads it
 
 extern "C" void note_signal(int signal) {
   noted_signal = signal;
@@ -19,7 +22,7 @@ extern "C" void note_signal(int signal) {
 }
 
 std::string clock_text(r8 seconds) {
-  const i8 s = static_cast<i8>(seconds + 0.5);
+  const i8 s = std::llround(seconds);
   return s < 3600 ? fmt::format("{}:{:02}", s / 60, s % 60)
                   : fmt::format("{}:{:02}:{:02}", s / 3600, s / 60 % 60, s % 60);
 }
