@@ -59,6 +59,12 @@ TEST(Triangulation, OfNodesOnOneLineGivesTheirOrderAlongIt) {
   EXPECT_EQ(table.adj_end, (std::vector<i4>{3, 1, 5, 2, 4}));
 }
 
+TEST(Triangulation, PutsANodeAheadOfTheLeftEndThatItRepeats) {
+  const flat_table table = built({0, 1, 0}, {0, 0, 0});
+  EXPECT_EQ(table.status, 2);
+  EXPECT_EQ(table.adj_end, (std::vector<i4>{3, 1, 2}));
+}
+
 TEST(Triangulation, PutsNodesOfALineInOrderBeforeTheFan) {
   EXPECT_EQ(built({1, 3, 0, 5, 2, 2}, {0, 0, 0, 0, 0, -1}),
             table_of({{3, 6, 5, 0}, {5, 6, 4, 0}, {6, 1, 0}, {2, 6, 0}, {1, 6, 2, 0}, {4, 2, 5, 1, 3, 0}}));
@@ -232,6 +238,13 @@ TEST(SwapTest, KeepsTheDiagonalOfFourNodesOnACircle) {
   const std::vector<r8> ring_x{5, 3, -4, 0}, ring_y{0, 4, 3, -5};  // one angle acute, one obtuse
   EXPECT_FALSE(swap_test(1, 3, 2, 4, view(ring_x), view(ring_y)));
   EXPECT_FALSE(swap_test(2, 4, 3, 1, view(ring_x), view(ring_y)));
+}
+
+/// With io1 and io2 the wrong way round the sines change their signs, and the answer stays.
+TEST(SwapTest, GoesByTheCosinesAloneWhereTheyTell) {
+  const std::vector<r8> x{0, 1, 1, 2}, y{0, 3, -3, 0};
+  EXPECT_TRUE(swap_test(1, 4, 2, 3, view(x), view(y)));
+  EXPECT_FALSE(swap_test(2, 3, 4, 1, view(x), view(y)));
 }
 
 TEST(SwapTest, AsksWhetherOppositeAnglesExceedAStraightOne) {
