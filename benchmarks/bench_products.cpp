@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 #include <omp.h>
 
+#include <atomic>
 #include <cstdint>
 #include <vector>
 
@@ -121,11 +122,12 @@ void BM_sparse_one_thread(benchmark::State& state, instruction_set set) {
   if (!machine_has(set)) return state.SkipWithError("not on this machine");
   sparse_problem p(state);
   const auto sparse_row_dot = row_kernels_for(set).sparse_row_dot;
+  std::atomic<bool> outside = false;
   const auto product = [&] {
     for (std::size_t i = 0; i < p.d.size(); ++i) {
       const sparse_row& row = store.Gs(i + 1);
-      p.d[i] =
-          sparse_row_dot(row.val.data(), row.idx.data(), row.idx.size(), p.cube.data(), std::ssize(p.cube));
+      p.d[i] = sparse_row_dot(row.val.data(), row.idx.data(), row.idx.size(), p.cube.data(),
+                              std::ssize(p.cube), outside);
     }
   };
   product();

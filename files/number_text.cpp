@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -132,6 +133,62 @@ const char* short_exponent(const char* p, const char* last, i4& exponent) {
   return end;
 }
 
+/// Digits with a point in front of the last `decimals` of them.
+struct mantissa {
+  std::uint64_t digits = 0;  // as one integer
+  i4 decimals = 0;
+  const char* end = nullptr;  // null: too long, or none
+};
+
+/// The integer of eight digits, the first of them in the lowest byte: by pairs, fours and eights, all lanes at once.
+std::uint64_t integer_of(std::uint64_t digits) {
+  digits = digits * (10 * 0x100 + 1) >> 8;
+  digits = (digits & 0x00ff00ff00ff00ff) * (100 * 0x10000 + 1) >> 16;
+  return (digits & 0x0000ffff0000ffff) * (10000 * 0x100000000 + 1) >> 32;
+}
+
+/// Up to eight characters with a point, without a branch on where it stands and where they end: that differs from number
+/// to number, and a wrong guess costs more than all of this.
+mantissa eight_characters(const char* first) {
+  constexpr std::uint64_t zeros = 0x3030303030303030, high_bits = 0x8080808080808080, point = '.' ^ '0';
+  std::uint64_t worths = 0;
+  std::memcpy(&worths, first, sizeof worths);
+  worths ^= zeros;
+  const std::uint64_t others = ((worths + (high_bits - 10 * 0x0101010101010101)) | worths) & high_bits;
+  const int point_at = std::countr_zero(others) - 7;
+  const std::uint64_t ends = others & (others - 1);
+  const int length = std::countr_zero(ends) / 8;
+  if (others == 0 || (worths >> point_at & 0xff) != point || length < 2) return {};
+  if (ends == 0 && (is_digit(first[8]) || first[8] == '.')) return {};
+  const std::uint64_t in_front = worths & ((std::uint64_t{1} << point_at) - 1);
+  const std::uint64_t behind = worths >> 8 >> point_at << point_at;
+  return {integer_of((in_front | behind) << 8 * (9 - length)), length - 1 - point_at / 8, first + length};
+}
+
+[[gnu::noinline]] mantissa any_characters(const char* first, const char* last) {
+  constexpr std::ptrdiff_t longest = 18;  // as many as an integer surely holds, a point included
+  mantissa m;
+  const char* end = add_digits(first, last, m.digits);
+  if (end != last && *end == '.') {
+    const char* point = end;
+    if (last - point > 16 && are_digits(point + 9)) return {};  // as array libraries save numbers
+    end = add_digits(point + 1, last, m.digits);
+    m.decimals = static_cast<i4>(end - point - 1);
+    if (end - first == 1) return {};
+  }
+  if (end == first || end - first > longest || m.digits > std::uint64_t{1} << 53) return {};
+  m.end = end;
+  return m;
+}
+
+mantissa short_mantissa(const char* first, const char* last) {
+  if (last - first > 8) {
+    const mantissa m = eight_characters(first);
+    if (m.end != nullptr) return m;
+  }
+  return any_characters(first, last);
+}
+
 /// A number of few digits and a small exponent. Its digits as an integer and the power of ten are both exact in r8, so
 /// that one product or quotient rounds once, and rightly: W. D. Clinger, How to read floating point numbers accurately,
 /// PLDI 1990, doi 10.1145/93542.93557. Null for any other text.
@@ -139,18 +196,10 @@ const char* read_short(const char* first, const char* last, r8& value) {
   static constexpr std::array<r8, 23> power_of_ten{1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                                    1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
                                                    1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-  constexpr std::ptrdiff_t longest = 18;  // as many as an integer surely holds, a point included
-  std::uint64_t digits = 0;
-  const char* end = add_digits(first, last, digits);
-  i4 exponent = 0;
-  if (end != last && *end == '.') {
-    const char* point = end;
-    if (last - point > 16 && are_digits(point + 9)) return nullptr;  // as array libraries save numbers
-    end = add_digits(point + 1, last, digits);
-    exponent = -static_cast<i4>(end - point - 1);
-    if (end - first == 1) return nullptr;
-  }
-  if (end == first || end - first > longest || digits > std::uint64_t{1} << 53) return nullptr;
+  const mantissa m = short_mantissa(first, last);
+  const char* end = m.end;
+  if (end == nullptr) return nullptr;
+  i4 exponent = -m.decimals;
   if (end != last && (lower(*end) == 'e' || lower(*end) == 'd')) {
     i4 written = 0;
     end = short_exponent(end + 1, last, written);
@@ -161,7 +210,7 @@ const char* read_short(const char* first, const char* last, r8& value) {
   }
   constexpr i4 most = power_of_ten.size() - 1;
   if (exponent < -most || exponent > most) return nullptr;
-  const auto magnitude = static_cast<r8>(digits);
+  const auto magnitude = static_cast<r8>(static_cast<i8>(m.digits));
   value = exponent < 0 ? magnitude / power_of_ten[static_cast<std::size_t>(-exponent)]
                        : magnitude * power_of_ten[static_cast<std::size_t>(exponent)];
   return end;
@@ -200,12 +249,23 @@ const char* read_word(const char* first, const char* last, r8& value) {
   return nullptr;
 }
 
-const char* read_magnitude(const char* first, const char* last, r8& value) {
-  if (const char* end = read_short(first, last, value)) return end;
-  if (const char* end = read_plain(first, last, value)) return end;
-  decimal d;
-  if (!take_decimal(first, last, d)) return read_word(first, last, value);
-  return value_of(d, value) ? d.end : nullptr;
+r8 with_sign(r8 magnitude, char sign) {
+  return std::copysign(magnitude, sign == '-' ? -1.0 : 1.0);
+}
+
+/// A magnitude in any form. Kept out of the way of the short ones, so that those need few registers.
+[[gnu::noinline]] const char* read_long(const char* first, const char* last, char sign, r8& value) {
+  r8 magnitude = 0;
+  const char* end = read_plain(first, last, magnitude);
+  if (end == nullptr) {
+    decimal d;
+    if (!take_decimal(first, last, d))
+      end = read_word(first, last, magnitude);
+    else if (value_of(d, magnitude))
+      end = d.end;
+  }
+  if (end != nullptr) value = with_sign(magnitude, sign);
+  return end;
 }
 
 }  // namespace
@@ -213,10 +273,12 @@ const char* read_magnitude(const char* first, const char* last, r8& value) {
 // The sign is put on without a branch: where values have any sign, it would be guessed wrong half of the
 // time.
 const char* read_number(const char* first, const char* last, r8& value) {
-  r8 magnitude = 0;
   const char sign = first != last ? *first : ' ';
-  const char* end = read_magnitude(first + is_sign(sign), last, magnitude);
-  if (end != nullptr) value = std::copysign(magnitude, sign == '-' ? -1.0 : 1.0);
+  first += is_sign(sign);
+  r8 magnitude = 0;
+  const char* end = read_short(first, last, magnitude);
+  if (end == nullptr) return read_long(first, last, sign, value);
+  value = with_sign(magnitude, sign);
   return end;
 }
 

@@ -6,10 +6,13 @@
 ///          A row that is added takes one multiplication and one addition for each element, from left to right
 /// Bits     the shape leaves no freedom, so all instruction sets give the same bits
 /// Widening matrix values are r4 in memory and are widened to r8 before they are multiplied
-/// Safety   an idx outside 1..ncube touches nothing outside the cube; the result is then of no use
+/// Safety   an idx outside 1..ncube touches nothing outside the cube and sets `outside`, which is otherwise left alone;
+///          the result is then of no use
 /// Threads  none is started here; sparse_rows and full_rows share the rows out
 /// See      benchmarks/bench_products.cpp, tests/products/row_kernels_test.cpp
 #pragma once
+
+#include <atomic>
 
 #include "arrays/instruction_set.h"
 #include "arrays/numbers.h"
@@ -25,14 +28,16 @@ struct row_kernels {
   /// each: the model is read once for all of them.
   void (*row_dots)(const r4* g, const r8* m, i8 n, r8* y);
   /// Sparse row of nnz elements times cube: val(k) * cube(idx(k)), idx from 1.
-  r8 (*sparse_row_dot)(const r4* val, const i4* idx, i8 nnz, const r8* cube, i8 ncube);
+  r8 (*sparse_row_dot)(const r4* val, const i4* idx, i8 nnz, const r8* cube, i8 ncube,
+                       std::atomic<bool>& outside);
   /// Adds dense row g, times s, to y: y(k) += g(k) * s, n elements.
   void (*add_row)(const r4* g, r8 s, i8 n, r8* y);
   /// add_row of row r, times s(r), for dense_rows_at_once rows that stand one behind another in memory: y is read and
   /// written once for all of them. The same bits as one after another.
   void (*add_rows)(const r4* g, const r8* s, i8 n, r8* y);
   /// Adds a sparse row, times s, to the cube: cube(idx(k)) += val(k) * s, idx from 1. An idx may stand there twice.
-  void (*add_sparse_row)(const r4* val, const i4* idx, i8 nnz, r8 s, r8* cube, i8 ncube);
+  void (*add_sparse_row)(const r4* val, const i4* idx, i8 nnz, r8 s, r8* cube, i8 ncube,
+                         std::atomic<bool>& outside);
 };
 
 /// The kernels compiled for the set. The machine must have it.

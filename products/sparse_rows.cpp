@@ -1,5 +1,6 @@
 #include "products/sparse_rows.h"
 
+#include <atomic>
 #include <cassert>
 #include <iterator>
 
@@ -12,14 +13,6 @@
 namespace velko {
 namespace {
 
-/// The loader has noted the extremes of the rows, so that this costs nothing. A row that changes later on is found out
-/// behind the loop.
-void check_idx(std::span<const r8> cube) {
-  const bool any = store.idx_min <= store.idx_max;
-  if (any && (store.idx_min < 1 || store.idx_max > static_cast<i8>(cube.size())))
-    stop_program("idx outside the cube");
-}
-
 /// The rows of the loop, from 1.
 i4 rows_of_loop() {
   if (survey.ndata > store.Gs.size()) stop_program("ndata > # of rows");
@@ -31,43 +24,50 @@ i4 rows_for(std::span<const r8> data) {
   return rows_of_loop();
 }
 
+/// Rows of a file that is no longer what was loaded may hold any position.
+void check_rows(bool outside) {
+  check_rows_in_place();
+  if (outside) stop_program("idx outside the cube");
+}
+
 }  // namespace
 
 void CALC_GV(std::span<const r8> v, std::span<r8> y) {
-  check_idx(v);
   const row_kernels& kernels = best_row_kernels();
+  std::atomic<bool> outside = false;
   const i4 ndata = rows_for(y);
 #pragma omp parallel for schedule(static)
   for (i4 i = 1; i <= ndata; ++i) {
     const sparse_row& row = store.Gs(i);
-    y[static_cast<std::size_t>(i - 1)] =
-        kernels.sparse_row_dot(row.val.data(), row.idx.data(), row.idx.size(), v.data(), std::ssize(v));
+    y[static_cast<std::size_t>(i - 1)] = kernels.sparse_row_dot(
+        row.val.data(), row.idx.data(), row.idx.size(), v.data(), std::ssize(v), outside);
   }
-  check_rows_in_place();
+  check_rows(outside);
 }
 
 void CALC_GTV(std::span<const r8> v, std::span<r8> y) {
-  check_idx(y);
   const row_kernels& kernels = best_row_kernels();
+  std::atomic<bool> outside = false;
   sum_blocks(y, rows_for(v), [&](i8 i, r8* sum) {
     const sparse_row& row = store.Gs(i + 1);
     kernels.add_sparse_row(row.val.data(), row.idx.data(), row.idx.size(), v[static_cast<std::size_t>(i)],
-                           sum, std::ssize(y));
+                           sum, std::ssize(y), outside);
   });
-  check_rows_in_place();
+  check_rows(outside);
 }
 
 void CALC_GTGV_1LOOP(std::span<const r8> v, std::span<r8> y) {
   assert(v.size() == y.size());
-  check_idx(y);
   const row_kernels& kernels = best_row_kernels();
+  std::atomic<bool> outside = false;
   sum_blocks(y, rows_of_loop(), [&](i8 i, r8* sum) {
     const sparse_row& row = store.Gs(i + 1);
     const i8 nnz = row.idx.size();
-    const r8 s = kernels.sparse_row_dot(row.val.data(), row.idx.data(), nnz, v.data(), std::ssize(v));
-    kernels.add_sparse_row(row.val.data(), row.idx.data(), nnz, s, sum, std::ssize(y));
+    const r8 s =
+        kernels.sparse_row_dot(row.val.data(), row.idx.data(), nnz, v.data(), std::ssize(v), outside);
+    kernels.add_sparse_row(row.val.data(), row.idx.data(), nnz, s, sum, std::ssize(y), outside);
   });
-  check_rows_in_place();
+  check_rows(outside);
 }
 
 }  // namespace velko

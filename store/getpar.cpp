@@ -87,25 +87,13 @@ bool place_row(record_reader& in, sparse_row& row, i8 nnz) {
   return in.read_all(row.idx.elements()) && in.read_all(row.val.elements());
 }
 
-void note_extremes(array1<i4> idx) {
-  i4 least = store.idx_min, most = store.idx_max;
-  for (i4 position : idx) {
-    least = std::min(least, position);
-    most = std::max(most, position);
-  }
-  store.idx_min = least;
-  store.idx_max = most;
-}
-
 bool read_sparse_row(record_reader& in, sparse_row& row) {
   i4 count = 0;
   if (!in.begin_record() || !in.read(count)) return false;
   const i8 nnz = std::max(count, 0);
   if (!in.may_hold(nnz * entry_bytes)) return false;
   if (nnz > std::max(store.ncube, 0)) stop_program("nnz > ncube");
-  if (!place_row(in, row, nnz) || !in.end_record()) return false;
-  note_extremes(row.idx);
-  return true;
+  return place_row(in, row, nnz) && in.end_record();
 }
 
 bool read_sparse_rows(record_reader& in) {

@@ -7,7 +7,6 @@
 /// Threads  written by the main thread before the products run; shared read-only inside them
 #pragma once
 
-#include <limits>
 #include <string>
 
 #include "arrays/array.h"
@@ -32,7 +31,8 @@ struct mesh_state {
 inline mesh_state mesh;
 
 /// One datum's row of G in the wavelet domain. (1) val and idx have the same length, the row's only count; it
-/// may be 0. (2) 1 <= idx(k) <= ncube, one-based flat positions in the cube. Written by getpar; after that only
+/// may be 0. (2) 1 <= idx(k) <= ncube, one-based flat positions in the cube: each product looks at it on its way. Written
+/// by getpar; after that only
 /// scale_rows changes val. The elements lie in Gs_file, where the file allows it, otherwise in Gs_memory.
 struct sparse_row {
   array1<r4> val;
@@ -55,9 +55,6 @@ struct store_state {
   mapped_file Gs_file;                       // the file, where rows of Gs stand in it
   row_memory Gs_memory;                      // holds the rows of Gs that were copied
   owned_array1<sparse_row> Gs;               // (ndata_mtx) compressed G; empty when dense
-  // Smallest and largest idx of all rows, noted as they are loaded, so that a product can test (2) at no cost;
-  // idx_min > idx_max while no row has an entry.
-  i4 idx_min = std::numeric_limits<i4>::max(), idx_max = std::numeric_limits<i4>::min();
   // (ncol, ndata_mtx) dense G: the row of one datum is a column, in surface order; empty when compressed.
   owned_array2<r4> Gfull;
 };

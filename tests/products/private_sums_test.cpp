@@ -200,7 +200,8 @@ TEST_F(ScatteringRows, KernelsNeverWriteOutsideTheCube) {
     const std::span<r8> cube = std::span(y).subspan(1, 3);
     EXPECT_EQ(stop_of([&] { CALC_GTV(values{1}, cube); }), "idx outside the cube") << idx;
     EXPECT_EQ(stop_of([&] { CALC_GTGV_1LOOP(values{1, 2, 3}, cube); }), "idx outside the cube") << idx;
-    EXPECT_EQ(y, values(5, untouched));
+    EXPECT_EQ(y.front(), untouched);
+    EXPECT_EQ(y.back(), untouched);
   }
 }
 

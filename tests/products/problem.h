@@ -97,8 +97,6 @@ class products_test : public testing::Test {
     store.compressed = true;
     store.ndata_mtx = survey.ndata = n;
     store.Gs = owned_array1<sparse_row>(n);
-    store.idx_min = 1;
-    store.idx_max = 0;
     for (i4 i = 1; i <= n; ++i) store.Gs(i) = sparse_row_of(rows[static_cast<std::size_t>(i - 1)]);
   }
 
@@ -138,9 +136,6 @@ class products_test : public testing::Test {
     for (const entry& e : entries) {
       row.val(++k) = e.val;
       row.idx(k) = e.idx;
-      const bool first = store.idx_min > store.idx_max;
-      store.idx_min = first ? e.idx : std::min(store.idx_min, e.idx);
-      store.idx_max = first ? e.idx : std::max(store.idx_max, e.idx);
     }
     return row;
   }

@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <iostream>
 #include <numeric>
+#include <utility>
 
 #include "tests/products/problem.h"
 
@@ -79,7 +81,10 @@ const std::vector<std::size_t> lengths{0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  1
 void expect_fixed_shape(const row_kernels& kernels, const row_problem& p) {
   const auto n = static_cast<i8>(p.n);
   EXPECT_TRUE(same_bits({kernels.row_dot(p.g, p.m, n)}, {in_fixed_shape(p.dense_terms(0))}));
-  EXPECT_TRUE(same_bits({kernels.sparse_row_dot(p.g, p.at, n, p.m, n)}, {in_fixed_shape(p.sparse_terms())}));
+  std::atomic<bool> outside = false;
+  EXPECT_TRUE(
+      same_bits({kernels.sparse_row_dot(p.g, p.at, n, p.m, n, outside)}, {in_fixed_shape(p.sparse_terms())}));
+  EXPECT_FALSE(outside);
   values y(dense_rows_at_once, 7.0), rows;
   kernels.row_dots(p.g, p.m, n, y.data());
   for (std::size_t r = 0; r < dense_rows_at_once; ++r) rows.push_back(in_fixed_shape(p.dense_terms(r)));
@@ -97,7 +102,9 @@ void expect_row_added(const row_kernels& kernels, const row_problem& p) {
   kernels.add_rows(p.g, s.data(), n, y.data());
   EXPECT_TRUE(same_bits(y, with_rows_added(p, before, s)));
   y = before;
-  kernels.add_sparse_row(p.g, p.at, n, s[0], y.data(), n);
+  std::atomic<bool> outside = false;
+  kernels.add_sparse_row(p.g, p.at, n, s[0], y.data(), n, outside);
+  EXPECT_FALSE(outside);
   EXPECT_TRUE(same_bits(y, with_sparse_row_added(p, before, s[0])));
 }
 
@@ -127,19 +134,44 @@ TEST(RowKernels, EveryInstructionSetAddsRowsAsAPlainLoopDoesAtAllLengthsAndAlign
 }
 
 TEST(RowKernels, PositionsOutsideTheCubeTouchNothingOutsideIt) {
-  constexpr std::array outside{0, -1, -2147483647 - 1, 2147483647, 1 << 20};
+  constexpr std::array far{0, -1, -2147483647 - 1, 2147483647, 1 << 20};
   for_every_set([&](const row_kernels& kernels, const row_problem& p) {
     const auto n = static_cast<i8>(p.n);
     std::vector<i4> idx;
-    for (std::size_t k = 0; k < p.n; ++k) idx.push_back(outside[k % outside.size()]);
+    for (std::size_t k = 0; k < p.n; ++k) idx.push_back(far[k % far.size()]);
     values around(p.n + 2, 1.0);
     around.front() = around.back() = std::nan("");
-    EXPECT_FALSE(std::isnan(kernels.sparse_row_dot(p.g, idx.data(), n, around.data() + 1, n)));
+    std::atomic<bool> outside = false;
+    EXPECT_FALSE(std::isnan(kernels.sparse_row_dot(p.g, idx.data(), n, around.data() + 1, n, outside)));
     around.front() = around.back() = untouched;
-    kernels.add_sparse_row(p.g, idx.data(), n, 1.0, around.data() + 1, n);
+    kernels.add_sparse_row(p.g, idx.data(), n, 1.0, around.data() + 1, n, outside);
     EXPECT_EQ(around.front(), untouched);
     EXPECT_EQ(around.back(), untouched);
   });
+}
+
+TEST(RowKernels, OnePositionOutsideTheCubeIsToldWhereverItStands) {
+  for_every_set([](const row_kernels& kernels, const row_problem& p) {
+    const auto n = static_cast<i8>(p.n);
+    std::vector<i4> idx(p.at, p.at + p.n);
+    values cube(p.n);
+    for (std::size_t k = 0; k < std::min<std::size_t>(p.n, 40); ++k)
+      for (const i4 at : {0, static_cast<i4>(n) + 1}) {
+        const i4 before = std::exchange(idx[k], at);
+        std::atomic<bool> in_dot = false, in_sum = false;
+        kernels.sparse_row_dot(p.g, idx.data(), n, p.m, n, in_dot);
+        kernels.add_sparse_row(p.g, idx.data(), n, 1.0, cube.data(), n, in_sum);
+        EXPECT_TRUE(in_dot && in_sum) << "element " << k << " at " << at;
+        idx[k] = before;
+      }
+  });
+}
+
+TEST(RowKernels, WhatIsToldStaysTold) {
+  const row_problem p(9, 0, 0);
+  std::atomic<bool> outside = true;
+  best_row_kernels().sparse_row_dot(p.g, p.at, 9, p.m, 9, outside);
+  EXPECT_TRUE(outside);
 }
 
 TEST(RowKernels, RowsUnderEightAreSummedStrictlyFromLeftToRight) {
@@ -147,10 +179,11 @@ TEST(RowKernels, RowsUnderEightAreSummedStrictlyFromLeftToRight) {
   const r4 g[7] = {1, 1, 1, 1, 1, 1, 1};
   const r8 m[7] = {1, 1e16, 1, -1e16, 1, 1, 1};
   const i4 idx[7] = {1, 2, 3, 4, 5, 6, 7};
+  std::atomic<bool> outside = false;
   for (i8 n = 0; n <= 7; ++n) {
     const r8 left_to_right = std::accumulate(m, m + n, 0.0);
     EXPECT_EQ(best_row_kernels().row_dot(g, m, n), left_to_right);
-    EXPECT_EQ(best_row_kernels().sparse_row_dot(g, idx, n, m, n), left_to_right);
+    EXPECT_EQ(best_row_kernels().sparse_row_dot(g, idx, n, m, n, outside), left_to_right);
   }
 }
 

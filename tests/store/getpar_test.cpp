@@ -119,15 +119,6 @@ TEST_F(Getpar, RowWithNoEntriesKeepsBothArraysEmpty) {
   EXPECT_THAT(store.Gs(2).val.elements(), IsEmpty());
 }
 
-TEST_F(Getpar, NotesTheExtremesOfIdx) {
-  ASSERT_EQ(load(compressed_file()), stop_or_done{});
-  EXPECT_EQ(store.idx_min, 1);
-  EXPECT_EQ(store.idx_max, 8);
-  ASSERT_EQ(load(compressed_file().row({{-7, 1.0F}, {900, 1.0F}})), stop_or_done{});
-  EXPECT_EQ(store.idx_min, -7);
-  EXPECT_EQ(store.idx_max, 900);
-}
-
 TEST_F(Getpar, SetsTheFilterOfACompressedFile) {
   ASSERT_EQ(load(compressed_file().filter({0.1, 0.2})), stop_or_done{});
   EXPECT_EQ(wavelet.filter_len, 2);
@@ -164,7 +155,6 @@ TEST_F(Getpar, NoRowsLetTheDiagonalFollowTheWeights) {
   ASSERT_EQ(load(sensitivity_file(1, 1, 2).haar().gdiag({8, 9})), stop_or_done{});
   EXPECT_EQ(store.Gs.size(), 0);
   EXPECT_THAT(store.gdiag.elements(), ElementsAre(8, 9));
-  EXPECT_GT(store.idx_min, store.idx_max);
   ASSERT_EQ(load(sensitivity_file(1, 1, 2).gdiag({8, 9})), stop_or_done{});
   EXPECT_EQ(store.Gfull.size(), 0);
 }

@@ -13,7 +13,6 @@ TEST(State, OneCallResetsAllOfIt) {
   mesh.itop = owned_array2<i4>(3, 3);
   store.ndata_mtx = 4;
   store.Gs = owned_array1<sparse_row>(4);
-  store.idx_min = store.idx_max = 1;
   survey.ndata = 5;
   survey.incl = 65;
   cells.ncell = 6;
@@ -26,7 +25,6 @@ TEST(State, OneCallResetsAllOfIt) {
   EXPECT_EQ(mesh.itop.size(), 0);
   EXPECT_EQ(store.ndata_mtx, 0);
   EXPECT_EQ(store.Gs.size(), 0);
-  EXPECT_GT(store.idx_min, store.idx_max);
   EXPECT_EQ(survey.ndata, 0);
   EXPECT_EQ(survey.incl, 0);
   EXPECT_EQ(cells.ncell, 0);
