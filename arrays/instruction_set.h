@@ -49,12 +49,14 @@ inline instruction_set best_instruction_set() {
 #define VELKO_TARGET_AVX2 __attribute__((target("avx2")))
 #define VELKO_TARGET_AVX512 __attribute__((target("avx512f,avx512vl,avx512dq")))
 #define VELKO_ALWAYS_INLINE __attribute__((always_inline)) inline
+#define VELKO_INLINE_BODY __attribute__((always_inline))  // of a lambda
 
 // Eight r8 in registers: 4 of SSE2, 2 of AVX2, 1 of AVX-512. None of these types is passed or returned by
 // value: how that is done differs between the sets.
 using r8x8 = r8 __attribute__((vector_size(64)));
 using r4x8 = r4 __attribute__((vector_size(32)));
 using u4x8 = std::uint32_t __attribute__((vector_size(32)));
+using u8x4 = std::uint64_t __attribute__((vector_size(32)));
 // The same in memory, at any alignment. By typedef: clang 14 ignores the alignment in an alias declaration.
 typedef r8x8 r8x8_mem __attribute__((aligned(alignof(r8)), may_alias));
 typedef r4x8 r4x8_mem __attribute__((aligned(alignof(r4)), may_alias));
