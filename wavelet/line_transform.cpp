@@ -15,6 +15,7 @@ namespace {
 struct line_batch {
   std::array<i8, lines_at_once> start;
   i8 stride;
+  i8 spacing;     // from one line to the next, or 0 where it differs
   bool adjacent;  // the lines start one behind another, so that position k of all is one vector in memory
 };
 
@@ -26,17 +27,43 @@ line_batch batch_at(i8 line, i8 lines, i4 n, i8 nprev) {
   }
   batch.stride = nprev;
   batch.adjacent = line % nprev + lines_at_once <= nprev;
+  batch.spacing = nprev == 1 && line + lines_at_once <= lines ? n : 0;
   return batch;
+}
+
+/// Four positions of four lines: to(k, line) = from(line, k). The strides are in numbers.
+VELKO_ALWAYS_INLINE void transpose(const r8* from, i8 from_stride, r8* to, i8 to_stride) {
+  r8x4 row[4], even[2], odd[2];
+  for (int i = 0; i < 4; ++i) row[i] = *reinterpret_cast<const r8x4_mem*>(from + i * from_stride);
+  for (int i = 0; i < 2; ++i) {
+    even[i] = __builtin_shufflevector(row[2 * i], row[2 * i + 1], 0, 4, 2, 6);
+    odd[i] = __builtin_shufflevector(row[2 * i], row[2 * i + 1], 1, 5, 3, 7);
+  }
+  row[0] = __builtin_shufflevector(even[0], even[1], 0, 1, 4, 5);
+  row[1] = __builtin_shufflevector(odd[0], odd[1], 0, 1, 4, 5);
+  row[2] = __builtin_shufflevector(even[0], even[1], 2, 3, 6, 7);
+  row[3] = __builtin_shufflevector(odd[0], odd[1], 2, 3, 6, 7);
+  for (int i = 0; i < 4; ++i) *reinterpret_cast<r8x4_mem*>(to + i * to_stride) = row[i];
+}
+
+/// Whether positions begin .. end-1 of all eight lines are whole fours of numbers that stand one behind another.
+VELKO_ALWAYS_INLINE bool in_fours(const line_batch& batch, i4 begin, i4 end) {
+  return batch.stride == 1 && batch.spacing != 0 && begin % 4 == 0 && end % 4 == 0;
 }
 
 /// Positions begin .. end-1 of the lines, from the block into line_buf.
 VELKO_ALWAYS_INLINE void gather(const r8* a, const line_batch& batch, i4 begin, i4 end, r8x8_mem* line_buf) {
+  const auto& s = batch.start;
+  const r8* x = a + begin * batch.stride;
   if (batch.adjacent) {
-    const r8* x = a + batch.start[0] + begin * batch.stride;
+    x += s[0];
     for (i4 k = begin; k < end; ++k, x += batch.stride) line_buf[k] = *reinterpret_cast<const r8x8_mem*>(x);
+  } else if (in_fours(batch, begin, end)) {
+    for (i4 k = begin; k < end; k += 4, x += 4)
+      for (i8 half = 0; half < lines_at_once; half += 4)
+        transpose(x + s[0] + half * batch.spacing, batch.spacing, reinterpret_cast<r8*>(line_buf + k) + half,
+                  lines_at_once);
   } else {
-    const auto& s = batch.start;
-    const r8* x = a + begin * batch.stride;
     for (i4 k = begin; k < end; ++k, x += batch.stride)
       line_buf[k] = r8x8{x[s[0]], x[s[1]], x[s[2]], x[s[3]], x[s[4]], x[s[5]], x[s[6]], x[s[7]]};
   }
@@ -44,14 +71,20 @@ VELKO_ALWAYS_INLINE void gather(const r8* a, const line_batch& batch, i4 begin, 
 
 /// The way back.
 VELKO_ALWAYS_INLINE void scatter(const r8x8_mem* line_buf, const line_batch& batch, i4 begin, i4 end, r8* a) {
+  const auto& s = batch.start;
+  r8* x = a + begin * batch.stride;
   if (batch.adjacent) {
-    r8* x = a + batch.start[0] + begin * batch.stride;
+    x += s[0];
     for (i4 k = begin; k < end; ++k, x += batch.stride) *reinterpret_cast<r8x8_mem*>(x) = line_buf[k];
+  } else if (in_fours(batch, begin, end)) {
+    for (i4 k = begin; k < end; k += 4, x += 4)
+      for (i8 half = 0; half < lines_at_once; half += 4)
+        transpose(reinterpret_cast<const r8*>(line_buf + k) + half, lines_at_once,
+                  x + s[0] + half * batch.spacing, batch.spacing);
   } else {
-    r8* x = a + begin * batch.stride;
     for (i4 k = begin; k < end; ++k, x += batch.stride) {
       const r8x8 lanes = line_buf[k];
-      for (std::size_t lane = 0; lane < batch.start.size(); ++lane) x[batch.start[lane]] = lanes[lane];
+      for (std::size_t lane = 0; lane < s.size(); ++lane) x[s[lane]] = lanes[lane];
     }
   }
 }

@@ -40,8 +40,12 @@ struct placed_filters {
   /// Where coefficient k of output pair h falls. Below n for every n; the right place for powers of two.
   u4 position(u4 h, u4 k) const { return (first + 2 * h + k) & mask; }
 
-  /// Whether all coefficients of pair h fall behind one another, with no wrap round the end of the line.
-  bool stay_inside(u4 h) const { return mask_is_modulo && length <= n && position(h, 0) <= n - length; }
+  /// Whether all coefficients of so many pairs, from h on, fall behind one another with no wrap round the end of the
+  /// line.
+  bool stay_inside(u4 h, u4 pairs = 1) const {
+    const u4 width = length + 2 * (pairs - 1);
+    return mask_is_modulo && width <= n && position(h, 0) <= n - width;
+  }
 
   const r8* lo;
   const r8* hi;
@@ -49,24 +53,37 @@ struct placed_filters {
   bool mask_is_modulo;
 };
 
-template <class line>
-VELKO_ALWAYS_INLINE void analyse_pair(const placed_filters& f, const typename line::in_memory* a, u4 h,
-                                      typename line::in_register& smooth,
-                                      typename line::in_register& detail) {
-  if (f.stay_inside(h)) {
+// Two sums wait for each other's additions less than one does; together they fill the registers of AVX2.
+constexpr u4 pairs_at_once = 2;
+
+/// The sums of so many output pairs, from h on.
+template <class line, u4 pairs>
+struct pair_sums {
+  typename line::in_register smooth[pairs]{}, detail[pairs]{};
+
+  VELKO_ALWAYS_INLINE void add_inside(const placed_filters& f, const typename line::in_memory* a, u4 h) {
     const auto* x = a + f.position(h, 0);
-    for (u4 k = 0; k < f.length; ++k) {
-      smooth += f.lo[k] * x[k];
-      detail += f.hi[k] * x[k];
-    }
-  } else {
-    for (u4 k = 0; k < f.length; ++k) {
-      const auto* x = a + f.position(h, k);
-      smooth += f.lo[k] * *x;
-      detail += f.hi[k] * *x;
-    }
+    for (u4 k = 0; k < f.length; ++k)
+      for (u4 p = 0; p < pairs; ++p) {
+        smooth[p] += f.lo[k] * x[k + 2 * p];
+        detail[p] += f.hi[k] * x[k + 2 * p];
+      }
   }
-}
+  VELKO_ALWAYS_INLINE void add_wrapping(const placed_filters& f, const typename line::in_memory* a, u4 h) {
+    for (u4 p = 0; p < pairs; ++p)
+      for (u4 k = 0; k < f.length; ++k) {
+        const auto* x = a + f.position(h + p, k);
+        smooth[p] += f.lo[k] * *x;
+        detail[p] += f.hi[k] * *x;
+      }
+  }
+  VELKO_ALWAYS_INLINE void add(const placed_filters& f, const typename line::in_memory* a, u4 h) {
+    if (f.stay_inside(h, pairs))
+      add_inside(f, a, h);
+    else
+      add_wrapping(f, a, h);
+  }
+};
 
 template <class line>
 VELKO_ALWAYS_INLINE void synthesise_pair(const placed_filters& f, const typename line::in_register& smooth,
@@ -86,23 +103,25 @@ VELKO_ALWAYS_INLINE void analyse(const placed_filters& f, const typename line::i
                                  typename line::in_memory* acc) {
   using value = typename line::in_register;
   const u4 n = f.n, nh = n / 2;
-  if (n % 2 == 0) {
-    for (u4 h = 0; h < nh; ++h) {
-      value smooth{}, detail{};
-      analyse_pair<line>(f, a, h, smooth, detail);
+  if (n % 4 == 0) {
+    for (u4 h = 0; h < nh; h += pairs_at_once) {
+      pair_sums<line, pairs_at_once> sums;
+      sums.add(f, a, h);
       // What is stored has been added to 0, as where two coefficients meet: a sum that flushed to -0 becomes 0.
-      acc[h] = value{} + smooth;
-      acc[h + nh] = value{} + detail;
+      for (u4 p = 0; p < pairs_at_once; ++p) {
+        acc[h + p] = value{} + sums.smooth[p];
+        acc[h + p + nh] = value{} + sums.detail[p];
+      }
     }
     return;
   }
-  // The last smooth and the first detail coefficient meet at one position and add up.
+  // Where n is odd, the last smooth and the first detail coefficient meet at one position and add up.
   for (u4 p = 0; p < n; ++p) acc[p] = value{};
-  for (u4 h = 0; h <= nh; ++h) {
-    value smooth{}, detail{};
-    analyse_pair<line>(f, a, h, smooth, detail);
-    acc[h] += smooth;
-    acc[h + nh] += detail;
+  for (u4 h = 0; h < n - nh; ++h) {
+    pair_sums<line, 1> sums;
+    sums.add(f, a, h);
+    acc[h] += sums.smooth[0];
+    acc[h + nh] += sums.detail[0];
   }
 }
 

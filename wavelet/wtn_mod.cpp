@@ -14,6 +14,7 @@ namespace {
 struct work_arrays {
   owned_array1<r8> line_buf;  // the lines being transformed
   owned_array1<r8> step_acc;  // accumulator of a pyramid step
+  owned_array1<r8> panel;     // lines of a far-strided dimension
   i8 ntot = 0;                // elements of the cube
 };
 thread_local work_arrays work;
@@ -51,6 +52,31 @@ void transform_one_by_one(std::span<r8> block, i4 n, i8 nprev, bool forward) {
       for (i4 k = 0; k < n; ++k) line[static_cast<std::size_t>(k)] = a[k * nprev];
       transform_line(line, forward);
       for (i4 k = 0; k < n; ++k) a[k * nprev] = line[static_cast<std::size_t>(k)];
+    }
+}
+
+// So many neighbouring lines are copied out of a dimension with a far stride, and back: in the cube each of their elements
+// has a page of its own, and all of them share a few places of the cache. A cube of 64 MiB took 9 of 30 ms less for it;
+// 16 lines gained less, 128 no more.
+constexpr i8 lines_of_panel = 64;
+
+bool goes_in_panels(i4 n, i8 nprev) {
+  constexpr i8 far = 4096 / sizeof(r8), second_cache = (i8{1} << 19) / sizeof(r8);
+  return nprev >= far && nprev % lines_of_panel == 0 && n * nprev > second_cache;
+}
+
+void transform_in_panels(std::span<r8> block, i4 n, i8 nprev, bool forward, line_transform transform) {
+  if (work.panel.size() < lines_of_panel * n)
+    work.panel = owned_array1<r8>(uninitialised, lines_of_panel * n);
+  const std::span<r8> panel = work.panel.elements().first(static_cast<std::size_t>(lines_of_panel * n));
+  for (i8 i2 = 0; i2 < std::ssize(block); i2 += n * nprev)
+    for (i8 i1 = 0; i1 < nprev; i1 += lines_of_panel) {
+      r8* const a = block.data() + i2 + i1;
+      for (i4 k = 0; k < n; ++k)
+        std::copy_n(a + k * nprev, lines_of_panel, panel.data() + k * lines_of_panel);
+      transform(panel, n, lines_of_panel, forward, {work.line_buf.data(), work.step_acc.data()});
+      for (i4 k = 0; k < n; ++k)
+        std::copy_n(panel.data() + k * lines_of_panel, lines_of_panel, a + k * nprev);
     }
 }
 
@@ -96,7 +122,9 @@ void WTN_for(instruction_set set, std::span<r8> a, std::array<i4, 3> nn, i4 isig
   const line_transform transform = line_transform_for(set);
   const auto along = [&](std::span<r8> block, i4 n, i8 nprev) {
     if (n <= 4) return;
-    if (goes_in_batches(n))
+    if (goes_in_batches(n) && goes_in_panels(n, nprev))
+      transform_in_panels(block, n, nprev, isign >= 0, transform);
+    else if (goes_in_batches(n))
       transform(block, n, nprev, isign >= 0, {work.line_buf.data(), work.step_acc.data()});
     else
       transform_one_by_one(block, n, nprev, isign >= 0);

@@ -168,6 +168,19 @@ TEST(WTN, EveryInstructionSetGivesTheSameBits) {
   }
 }
 
+TEST(WTN, LinesThatStandFarApartGoInPanelsWithTheSameBits) {
+  for (const shape nn : {shape{64, 32, 64}, shape{1024, 128, 4}, shape{512, 8, 32}, shape{2048, 1, 64}})
+    for (const i4 isign : {1, -1})
+      for (const instruction_set set : all_instruction_sets) {
+        if (!machine_has(set)) continue;
+        set_filter(random_values(6, 3));
+        values a = random_values(elements(nn));
+        const values plain = line_by_line(a, nn, isign);
+        WTN_for(set, a, nn, isign);
+        EXPECT_TRUE(same_bits(a, plain)) << name_of(set) << " " << text(nn) << " direction " << isign;
+      }
+}
+
 TEST(WTN, FlushingTinyNumbersToZeroGivesTheSameBitsInEveryLane) {
   const flush_to_zero mode;
   set_filter(daubechies_4());
