@@ -2,9 +2,11 @@
 
 #include <array>
 #include <string>
+#include <vector>
 
 #include "files/line_reader.h"
 #include "files/list_directed.h"
+#include "files/number_text.h"
 #include "store/state.h"
 #include "tool/number_layout.h"
 #include "tool/reports.h"
@@ -84,19 +86,27 @@ void check_number_of_rows() {
     report_and_stop({"ERROR: Number of data is inconsistent in obs and mtx files."});
 }
 
-struct columns {
-  bool directions, values;
-};
+/// What stands in a line, from left to right.
+using data_columns = std::vector<array1<r8>>;
 
-void read_datum(data_lines& in, i4 i, columns wanted) {
+/// Nearly every line is numbers between blanks, which need no list-directed read. False for any other; a value that has
+/// been stored then is the one that such a read finds too.
+bool read_plain_numbers(std::string_view line, i4 i, const data_columns& columns) {
+  const char *p = line.data(), *last = p + line.size();
+  for (const array1<r8>& x : columns) {
+    while (p != last && *p == ' ') ++p;
+    p = read_number(p, last, x(i));
+    if (p == nullptr || (p != last && *p != ' ')) return false;
+  }
+  return true;
+}
+
+void read_datum(data_lines& in, i4 i, const data_columns& columns) {
   in.fetch();
+  if (read_plain_numbers(in.text(), i, columns)) return;
   text_input text(in.text());
   list_directed_read read(text);
-  for (owned_array1<r8>* x : {&survey.xobs, &survey.yobs, &survey.zobs}) read.item((*x)(i));
-  if (wanted.directions)
-    for (owned_array1<r8>* x : {&survey.aincl_obs, &survey.adecl_obs}) read.item((*x)(i));
-  if (wanted.values)
-    for (owned_array1<r8>* x : {&survey.dobs, &survey.derr}) read.item((*x)(i));
+  for (const array1<r8>& x : columns) read.item(x(i));
   in.check(read.finish());
 }
 
@@ -106,16 +116,21 @@ void normalise_datum(const data_lines& in, i4 i) {
   survey.dobs(i) /= survey.derr(i);
 }
 
-void read_data(data_lines& in, columns wanted) {
+void read_data(data_lines& in, bool directions, bool values) {
   allocate_positions();
-  if (wanted.directions) allocate_directions();
-  if (wanted.values) {
+  data_columns columns{survey.xobs, survey.yobs, survey.zobs};
+  if (directions) {
+    allocate_directions();
+    columns.insert(columns.end(), {survey.aincl_obs, survey.adecl_obs});
+  }
+  if (values) {
     check_number_of_rows();
     allocate_values();
+    columns.insert(columns.end(), {survey.dobs, survey.derr});
   }
   for (i4 i = 1; i <= survey.ndata; ++i) {
-    read_datum(in, i, wanted);
-    if (wanted.values) normalise_datum(in, i);
+    read_datum(in, i, columns);
+    if (values) normalise_datum(in, i);
   }
 }
 
@@ -125,13 +140,13 @@ void read_data_file(std::string_view file_name, bool read_values) {
   data_lines in(file_name);
   read_field(in);
   read_number_of_data(in);
-  read_data(in, {.directions = survey.idir == 0, .values = read_values});
+  read_data(in, survey.idir == 0, read_values);
 }
 
 void read_data_file_short(std::string_view file_name, bool read_values) {
   data_lines in(file_name);
   read_number_of_data(in);
-  read_data(in, {.directions = false, .values = read_values});
+  read_data(in, false, read_values);
 }
 
 }  // namespace velko
