@@ -46,9 +46,9 @@ namespace {
 
 using namespace velko;
 
-constexpr i4 edge = 100;  // a mesh of so many cells along each axis
-constexpr i4 cell_count = edge * edge * edge;
-constexpr i4 datum_count = 100000;
+constexpr i4 nx = 128, ny = 128, nz = 64;  // cells of the mesh
+constexpr i4 cell_count = nx * ny * nz;
+constexpr i4 datum_count = 200000;
 
 const test::temporary_folder& folder() {
   static const test::temporary_folder one;
@@ -107,8 +107,10 @@ void count_text(benchmark::State& state, std::size_t bytes, i4 numbers) {
 
 void set_mesh() {
   reset_state();
-  mesh.ny = mesh.nx = mesh.nz = edge;
-  mesh.itop = owned_array2<i4>(edge, edge);
+  mesh.ny = ny;
+  mesh.nx = nx;
+  mesh.nz = nz;
+  mesh.itop = owned_array2<i4>(ny, nx);
   get_active_cells("null", mesh.itop);
 }
 
@@ -176,10 +178,10 @@ BENCHMARK(BM_model_strtod)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_model_fscanf)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_model_stream)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
 
-/// The same numbers as a whole array in one read, twenty to a line and one to a line.
+/// The same numbers as a whole array in one read, sixteen to a line and one to a line.
 void BM_read_cube(benchmark::State& state) {
   set_mesh();
-  owned_array3<r8> cube(edge, edge, edge);
+  owned_array3<r8> cube(nz, nx, ny);
   const auto columns = static_cast<int>(state.range(1));
   const std::string text =
       lines_of_numbers(formats[static_cast<std::size_t>(state.range(0))], cell_count / columns, columns);
@@ -191,7 +193,7 @@ void BM_read_cube(benchmark::State& state) {
   count_text(state, text.size(), cell_count);
   state.SetLabel(formats[static_cast<std::size_t>(state.range(0))]);
 }
-BENCHMARK(BM_read_cube)->ArgsProduct({{0, 1, 2}, {1, 20}})->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_read_cube)->ArgsProduct({{0, 1, 2}, {1, 16}})->Unit(benchmark::kMillisecond);
 
 /// Data lines of two decimals: locations with three columns, or observations with five, the last one above 0.
 std::string data_lines(int columns) {
@@ -239,6 +241,21 @@ void BM_data_Fortran(benchmark::State& state) {
   if (values != values_by_from_chars(lines, values)) return state.SkipWithError("wrong values");
   count_text(state, lines.size(), 3 * datum_count);
 }
+void BM_data_fast_float(benchmark::State& state) {
+  const auto columns = static_cast<int>(state.range(0));
+  const std::string lines = data_lines(columns);
+  std::vector<r8> values(static_cast<std::size_t>(columns) * datum_count);
+  for (auto _ : state) {
+    const char *p = lines.data(), *last = p + lines.size();
+    for (r8& x : values) {
+      while (*p == ' ' || *p == '\n') ++p;
+      p = fast_float::from_chars(p, last, x).ptr;
+    }
+  }
+  if (values != values_by_from_chars(lines, values)) return state.SkipWithError("wrong values");
+  count_text(state, lines.size(), columns * datum_count);
+}
+BENCHMARK(BM_data_fast_float)->Arg(3)->Arg(5)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_data_Fortran)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_read_data_file)->Arg(3)->Arg(5)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_data_from_chars)->Arg(3)->Arg(5)->Unit(benchmark::kMillisecond);
@@ -288,12 +305,12 @@ void BM_read_mesh_file(benchmark::State& state) {
 }
 BENCHMARK(BM_read_mesh_file)->Unit(benchmark::kMillisecond);
 
-/// A list of active cells, twenty to a line.
+/// A list of active cells, sixteen to a line.
 void BM_read_active_file(benchmark::State& state) {
   std::string text;
-  for (i4 c = 1; c <= cell_count; ++c) text += c % 20 == 0 ? "1\n" : "0 ";
+  for (i4 c = 1; c <= cell_count; ++c) text += c % 16 == 0 ? "1\n" : "0 ";
   const std::string name = folder().write("active", text);
-  owned_array3<i4> act(edge, edge, edge);
+  owned_array3<i4> act(nz, nx, ny);
   for (auto _ : state) read_active_file(name, act);
   count_text(state, text.size(), cell_count);
 }

@@ -88,16 +88,19 @@ void check_number_of_rows() {
 
 /// What stands in a line, from left to right.
 using data_columns = std::vector<array1<r8>>;
+constexpr std::size_t most_columns = 7;
 
-/// Nearly every line is numbers between blanks, which need no list-directed read. False for any other; a value that has
-/// been stored then is the one that such a read finds too.
+/// Nearly every line is numbers between blanks, which need no list-directed read. False, and nothing stored, for any
+/// other.
 bool read_plain_numbers(std::string_view line, i4 i, const data_columns& columns) {
+  std::array<r8, most_columns> value;
   const char *p = line.data(), *last = p + line.size();
-  for (const array1<r8>& x : columns) {
+  for (std::size_t c = 0; c < columns.size(); ++c) {
     while (p != last && *p == ' ') ++p;
-    p = read_number(p, last, x(i));
+    p = read_number(p, last, value[c]);
     if (p == nullptr || (p != last && *p != ' ')) return false;
   }
+  for (std::size_t c = 0; c < columns.size(); ++c) columns[c](i) = value[c];
   return true;
 }
 

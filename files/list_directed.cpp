@@ -164,4 +164,15 @@ read_status list_directed_read::finish() {
   return in_.read_error() != 0 ? read_status::bad_value : status_;
 }
 
+bool read_plain_line(text_input& in, r8& x) {
+  const char *p = in.begin(), *last = in.end();
+  while (p != last && is_blank(*p)) ++p;
+  r8 value = 0;
+  p = read_number(p, last, value);
+  if (p == nullptr || p == last || *p != '\n') return false;
+  x = value;
+  in.take_until(p + 1);
+  return true;
+}
+
 }  // namespace velko

@@ -76,4 +76,8 @@ read_status read_list(text_input& in, items&&... xs) {
   return read.finish();
 }
 
+/// The commonest read there is: one item, and its number alone on the next line. False, nothing taken and x as it was, where the text
+/// is anything else or its window ends in it: read_list takes all.
+bool read_plain_line(text_input& in, r8& x);
+
 }  // namespace velko

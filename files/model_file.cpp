@@ -72,7 +72,7 @@ void read_elements(text_input& unit1, const model_source& from, std::span<r8> cu
 void read_cells(text_input& unit1, const model_source& from, std::span<r8> model) {
   r8 value = 0;  // a null value, or a slash, leaves here what the line in front gave
   for (i4 position : cells.cell_map) {
-    check(read_list(unit1, value), from);
+    if (!read_plain_line(unit1, value)) check(read_list(unit1, value), from);
     if (position > 0) model[static_cast<std::size_t>(position - 1)] = value;
   }
 }

@@ -157,6 +157,20 @@ TEST_P(DataFileForm, NullAndRepeatedValues) {
   EXPECT_THAT(survey.derr.elements(), ElementsAre(4, 8));
 }
 
+TEST_P(DataFileForm, NullValueLeavesZeroThoughADigitStandsInIt) {
+  EXPECT_THAT(read("3\n1 2*\n1,2* 3\n7* 8\n"), Silent());
+  EXPECT_THAT(survey.xobs.elements(), ElementsAre(1, 1, 0));
+  EXPECT_THAT(survey.yobs.elements(), ElementsAre(0, 0, 0));
+  EXPECT_THAT(survey.zobs.elements(), ElementsAre(0, 0, 0));
+}
+
+TEST_P(DataFileForm, PlainNumbersReadLikeAnyOthers) {
+  EXPECT_THAT(read("4\n1 2 3\n  1.0   2d0\t3e0 x\n1 2 3/\n1,2,3 !\n"), Silent());
+  EXPECT_THAT(survey.xobs.elements(), ElementsAre(1, 1, 1, 1));
+  EXPECT_THAT(survey.yobs.elements(), ElementsAre(2, 2, 2, 2));
+  EXPECT_THAT(survey.zobs.elements(), ElementsAre(3, 3, 3, 3));
+}
+
 TEST_P(DataFileForm, ValuesBehindColumnOneThousandAreNotSeen) {
   const std::string blanks(995, ' ');
   EXPECT_THAT(read("1\n1 2" + blanks + "  3\n"), StopsAfter(reading_error("1 2")));

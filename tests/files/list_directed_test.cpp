@@ -45,6 +45,27 @@ read_status integer_status(std::string_view text) {
   return read_list(in, n);
 }
 
+TEST(ListDirected, PlainLineIsOneNumberAndALineFeed) {
+  for (const std::string_view text : {"12.5\nrest", " \t12.5\nrest"}) {
+    text_input in(text);
+    r8 x = kept;
+    EXPECT_TRUE(read_plain_line(in, x)) << text;
+    EXPECT_EQ(x, 12.5);
+    EXPECT_EQ(std::string_view(in.begin(), 4), "rest");
+  }
+}
+
+TEST(ListDirected, NothingIsTakenOfAnyOtherLine) {
+  for (const std::string_view text :
+       {"", "\n1\n", "1", "1 \n", "1\r\n", "1,\n", "1*\n", "2*3\n", "/\n", "x\n", "1 2\n", "1e\n"}) {
+    text_input in(text);
+    r8 x = kept;
+    EXPECT_FALSE(read_plain_line(in, x)) << text;
+    EXPECT_EQ(x, kept) << text;
+    EXPECT_EQ(in.begin(), text.data()) << text;
+  }
+}
+
 TEST(ListDirected, BlanksTabsAndLineEndsSeparate) {
   EXPECT_THAT(values_of("1 2", 2), ElementsAre(1, 2));
   EXPECT_THAT(values_of("  1 \t 2  ", 2), ElementsAre(1, 2));

@@ -164,6 +164,43 @@ TEST(RealText, IsRoundedRightlyWhereDigitsAndPowersOfTenCeaseToBeExact) {
     }
 }
 
+/// Each text alone, and with others behind it that do not belong to it: a number may be taken from more characters than
+/// it has.
+TEST(RealText, EndsAtTheSamePlaceWhateverStandsBehindIt) {
+  for (int digits = 1; digits <= 10; ++digits)
+    for (int point = -1; point <= digits; ++point)
+      for (const char* exponent : {"", "e3", "D-12", "+4"}) {
+        std::string text = std::string("1029384756").substr(0, static_cast<std::size_t>(digits));
+        if (point >= 0) text.insert(static_cast<std::size_t>(point), 1, '.');
+        text += exponent;
+        const r8 alone = real(text);
+        for (const std::string behind :
+             {" 12345678", "\n.87654321", ",,,,,,,,,,", "\xff\xff\xff\xff\xff\xff\xff\xff\xff", ":;<=>?@AB",
+              "/////////", "*87654321", "x.1234567"}) {
+          const std::string longer = text + behind;
+          r8 value = untouched;
+          EXPECT_EQ(read_number(longer.data(), longer.data() + longer.size(), value),
+                    longer.data() + text.size())
+              << longer;
+          EXPECT_EQ(value, alone) << longer;
+        }
+      }
+}
+
+TEST(RealText, SecondPointEndsIt) {
+  for (const std::string text : {"1.2.345678", "..12345678", ".1.2345678", "12345.6.78"}) {
+    r8 value = untouched;
+    const char* end = read_number(text.data(), text.data() + text.size(), value);
+    const std::size_t first = text.find('.'), second = text.find('.', first + 1);
+    if (second == 1) {
+      EXPECT_EQ(end, nullptr) << text;
+    } else {
+      EXPECT_EQ(end, text.data() + second) << text;
+      EXPECT_EQ(value, real(text.substr(0, second))) << text;
+    }
+  }
+}
+
 TEST(IntegerText, HasDigitsAndPerhapsASign) {
   EXPECT_EQ(integer("0"), 0);
   EXPECT_EQ(integer("+17"), 17);
