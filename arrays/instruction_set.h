@@ -54,8 +54,9 @@ inline instruction_set best_instruction_set() {
 // Eight r8 in registers: 4 of SSE2, 2 of AVX2, 1 of AVX-512. None of these types is passed or returned by
 // value: how that is done differs between the sets.
 using r8x8 = r8 __attribute__((vector_size(64)));
-using r8x4 = r8 __attribute__((vector_size(32)));
 using r4x8 = r4 __attribute__((vector_size(32)));
+// Four of them; eight positions, alone or two to a word.
+using r8x4 = r8 __attribute__((vector_size(32)));
 using u4x8 = std::uint32_t __attribute__((vector_size(32)));
 using u8x4 = std::uint64_t __attribute__((vector_size(32)));
 // The same in memory, at any alignment. By typedef: clang 14 ignores the alignment in an alias declaration.

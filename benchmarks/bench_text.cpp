@@ -255,9 +255,9 @@ void BM_data_fast_float(benchmark::State& state) {
   if (values != values_by_from_chars(lines, values)) return state.SkipWithError("wrong values");
   count_text(state, lines.size(), columns * datum_count);
 }
-BENCHMARK(BM_data_fast_float)->Arg(3)->Arg(5)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_data_Fortran)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_read_data_file)->Arg(3)->Arg(5)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_data_fast_float)->Arg(3)->Arg(5)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_data_from_chars)->Arg(3)->Arg(5)->Unit(benchmark::kMillisecond);
 
 /// A location file that is blank but for its last lines, beside the search for line feeds alone.

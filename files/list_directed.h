@@ -76,8 +76,13 @@ read_status read_list(text_input& in, items&&... xs) {
   return read.finish();
 }
 
-/// The commonest read there is: one item, and its number alone on the next line. False, nothing taken and x as it was, where the text
-/// is anything else or its window ends in it: read_list takes all.
+// The commonest reads, of numbers between blanks and tabs, without the rest of the rules. False for any other text, which
+// a list_directed_read then takes; nothing is taken and all items are as they were.
+
+/// One item, and its number alone on the next line, as far as the window of the text reaches.
 bool read_plain_line(text_input& in, r8& x);
+
+/// The numbers of a line, from its beginning; whatever stands behind the last of them is ignored.
+bool read_plain_numbers(std::string_view line, std::span<r8> xs);
 
 }  // namespace velko

@@ -147,21 +147,21 @@ std::uint64_t integer_of(std::uint64_t digits) {
   return (digits & 0x0000ffff0000ffff) * (10000 * 0x100000000 + 1) >> 32;
 }
 
-/// Up to eight characters with a point, without a branch on where it stands and where they end: that differs from number
-/// to number, and a wrong guess costs more than all of this.
+/// Up to eight characters with a point, without a branch on where it stands and where they end: that differs from
+/// number to number, and a wrong guess costs more than all of this. Nulls where they are anything else.
 mantissa eight_characters(const char* first) {
   constexpr std::uint64_t zeros = 0x3030303030303030, high_bits = 0x8080808080808080, point = '.' ^ '0';
-  std::uint64_t worths = 0;
-  std::memcpy(&worths, first, sizeof worths);
-  worths ^= zeros;
-  const std::uint64_t others = ((worths + (high_bits - 10 * 0x0101010101010101)) | worths) & high_bits;
-  const int point_at = std::countr_zero(others) - 7;
-  const std::uint64_t ends = others & (others - 1);
-  const int length = std::countr_zero(ends) / 8;
-  if (others == 0 || (worths >> point_at & 0xff) != point || length < 2) return {};
-  if (ends == 0 && (is_digit(first[8]) || first[8] == '.')) return {};
-  const std::uint64_t in_front = worths & ((std::uint64_t{1} << point_at) - 1);
-  const std::uint64_t behind = worths >> 8 >> point_at << point_at;
+  std::uint64_t lanes = 0;  // the worth of a digit, 10 or more for any other character
+  std::memcpy(&lanes, first, sizeof lanes);
+  lanes ^= zeros;
+  // The high bits of lanes that are no digits. A carry can spoil a lane only behind the first of them that is no point.
+  const std::uint64_t no_digits = ((lanes + (high_bits - 10 * 0x0101010101010101)) | lanes) & high_bits;
+  const std::uint64_t behind_point = no_digits & (no_digits - 1);
+  const int point_at = std::countr_zero(no_digits) - 7, length = std::countr_zero(behind_point) / 8;
+  if (no_digits == 0 || (lanes >> point_at & 0xff) != point || length < 2) return {};
+  if (behind_point == 0 && is_digit(first[8])) return {};
+  const std::uint64_t in_front = lanes & ((std::uint64_t{1} << point_at) - 1);
+  const std::uint64_t behind = lanes >> 8 >> point_at << point_at;
   return {integer_of((in_front | behind) << 8 * (9 - length)), length - 1 - point_at / 8, first + length};
 }
 
@@ -210,7 +210,8 @@ const char* read_short(const char* first, const char* last, r8& value) {
   }
   constexpr i4 most = power_of_ten.size() - 1;
   if (exponent < -most || exponent > most) return nullptr;
-  const auto magnitude = static_cast<r8>(static_cast<i8>(m.digits));
+  const auto magnitude =
+      static_cast<r8>(static_cast<i8>(m.digits));  // from a signed one it is one instruction
   value = exponent < 0 ? magnitude / power_of_ten[static_cast<std::size_t>(-exponent)]
                        : magnitude * power_of_ten[static_cast<std::size_t>(exponent)];
   return end;

@@ -37,8 +37,8 @@ VELKO_ALWAYS_INLINE void row_dots_body(const r4* g, const r8* m, i8 n, r8* y) {
   }
 }
 
-// Positions of a row, counted from 0. One outside the cube counts as the cube's last, so that nothing outside is touched,
-// and is told once the row is done: the product is refused then.
+// Positions of a row, counted from 0. One outside the cube counts as the cube's last, so that nothing outside is
+// touched, and is noted once the row is done: the product is refused then.
 class positions {
  public:
   explicit positions(i8 ncube) : last_(static_cast<std::uint32_t>(ncube - 1)) {}
@@ -51,17 +51,17 @@ class positions {
   }
   VELKO_ALWAYS_INLINE std::uint32_t take(i4 idx) {
     const std::uint32_t at = static_cast<std::uint32_t>(idx) - 1;
-    furthest_of_rest_ = std::max(furthest_of_rest_, at);
+    furthest_of_tail_ = std::max(furthest_of_tail_, at);
     return std::min(at, last_);
   }
-  VELKO_ALWAYS_INLINE void tell(std::atomic<bool>& outside) const {
-    std::uint32_t furthest = furthest_of_rest_;
+  VELKO_ALWAYS_INLINE void note(std::atomic<bool>& outside) const {
+    std::uint32_t furthest = furthest_of_tail_;
     for (int j = 0; j < 8; ++j) furthest = std::max(furthest, furthest_[j]);
     if (furthest > last_) outside.store(true, std::memory_order_relaxed);
   }
 
  private:
-  std::uint32_t last_, furthest_of_rest_ = 0;
+  std::uint32_t last_, furthest_of_tail_ = 0;
   u4x8 furthest_{};
 };
 
@@ -72,10 +72,11 @@ VELKO_ALWAYS_INLINE std::uint64_t second_of(std::uint64_t pair) {
   return pair >> 32;
 }
 
-// What is asked for ahead of its use: the two streams of a row, and one coefficient of the cube in three, since two or three
-// of a survey's rows lie in one cache line. Rows of a survey over cubes of 8 and 128 MiB run 1.2 times as fast for it, in
-// huge pages (Zen 3, benchmarks/survey_rows). All coefficients, or 32 to 128 entries ahead, gained less or the same; so did
-// hints that the rows are not needed again, gather instructions, and a bundle of rows over one block of the cube at a time.
+// What is asked for ahead of its use: the two streams of a row, and one coefficient of the cube in three, since two or
+// three entries of a survey's row lie in one cache line. Rows of a survey over cubes of 8 and 128 MiB, in huge pages, run
+// 1.2 times as fast for it (Zen 3, benchmarks/survey_rows). No more was gained by all coefficients, other distances (32 to
+// 128 entries), or hints that the rows are not needed again; less by gather instructions, and by a bundle of rows over one
+// block of the cube at a time.
 constexpr i8 stream_ahead = 256, coefficients_ahead = 64;
 enum : int { to_read = 0, to_write = 1 };
 
@@ -115,7 +116,7 @@ VELKO_ALWAYS_INLINE r8 sparse_row_dot_body(const r4* val, const i4* idx, i8 nnz,
   });
   r8 s = combined(part);
   for (i8 k = n8; k < nnz; ++k) s += r8{val[k]} * cube[position.take(idx[k])];
-  position.tell(outside);
+  position.note(outside);
   return s;
 }
 
@@ -154,7 +155,7 @@ VELKO_ALWAYS_INLINE void add_sparse_row_body(const r4* val, const i4* idx, i8 nn
     }
   });
   for (i8 k = n8; k < nnz; ++k) cube[position.take(idx[k])] += r8{val[k]} * s;
-  position.tell(outside);
+  position.note(outside);
 }
 
 r8 row_dot_sse2(const r4* g, const r8* m, i8 n) {

@@ -95,7 +95,7 @@ bool mapped_file::map(int file) {
     close(own);
     return false;
   }
-  // A file that is not in memory yet then comes in huge pages: twice as fast as `cat` reads it. Advice alone.
+  // A file that is not in memory yet comes in huge pages then (docs/rows_in_place.md). A refusal costs only time.
   madvise(mapped, size, MADV_HUGEPAGE);
   bytes_ = {static_cast<std::byte*>(mapped), size};
   file_ = own;

@@ -3,7 +3,7 @@
 /// What     map() lays a whole file into the address space, private and writable: what the program writes there is
 ///          its own and never reaches the file
 /// Why      a file in the page cache then costs neither a copy nor fresh memory, and programs that run side by side
-///          share it: docs/rows_in_place.md holds the measurements
+///          share it. One that is not there yet is asked for in huge pages. docs/rows_in_place.md holds the measurements
 /// Changes  the system shows what others do to the file later on. What is gone, because the file was cut short or its
 ///          device fails, reads as zeros here instead of ending the process by a signal. intact() tells
 /// Signals  SIGBUS is handled while a file is mapped; a fault elsewhere goes to the handler that stood before

@@ -31,9 +31,9 @@ struct mesh_state {
 inline mesh_state mesh;
 
 /// One datum's row of G in the wavelet domain. (1) val and idx have the same length, the row's only count; it
-/// may be 0. (2) 1 <= idx(k) <= ncube, one-based flat positions in the cube: each product looks at it on its way. Written
-/// by getpar; after that only
-/// scale_rows changes val. The elements lie in Gs_file, where the file allows it, otherwise in Gs_memory.
+/// may be 0. (2) 1 <= idx(k) <= ncube, one-based flat positions in the cube; each product tests them as it goes.
+/// Written by getpar; after that only scale_rows changes val. The elements lie in Gs_file, where the file allows it,
+/// otherwise in Gs_memory.
 struct sparse_row {
   array1<r4> val;
   array1<i4> idx;

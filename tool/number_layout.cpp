@@ -83,7 +83,7 @@ char* put_exponent(char* to, int exponent) {
   return to + 4;
 }
 
-/// Most numbers of a survey have exact digits of their own; gives back the end, or null for the others.
+/// Gives back the end, or null for a number without exact_digits, such as a zero.
 char* put_scientific(char* to, r8 value, int decimals) {
   if (decimals < 1 || decimals > 14) return nullptr;
   const auto number = exact_digits(std::abs(value), 1 + decimals);

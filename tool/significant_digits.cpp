@@ -49,7 +49,7 @@ int power_of_ten_below(int exponent) {
   return (exponent * 78913) >> 18;
 }
 
-/// value x 10^scale, of at most 16 digits in front of the point, so that the shift is at least 1.
+/// value x 10^scale, which is below 2 x 10^15 and so below 2^52: the shift is at least 1.
 struct scaled_number {
   u16 product;
   int shift;

@@ -15,7 +15,7 @@ namespace {
 struct line_batch {
   std::array<i8, lines_at_once> start;
   i8 stride;
-  i8 spacing;     // from one line to the next, or 0 where it differs
+  i8 spacing;     // from one line to the next where all eight are contiguous, otherwise 0
   bool adjacent;  // the lines start one behind another, so that position k of all is one vector in memory
 };
 
@@ -46,9 +46,9 @@ VELKO_ALWAYS_INLINE void transpose(const r8* from, i8 from_stride, r8* to, i8 to
   for (int i = 0; i < 4; ++i) *reinterpret_cast<r8x4_mem*>(to + i * to_stride) = row[i];
 }
 
-/// Whether positions begin .. end-1 of all eight lines are whole fours of numbers that stand one behind another.
+/// Whether positions begin .. end-1 of eight contiguous lines are whole fours.
 VELKO_ALWAYS_INLINE bool in_fours(const line_batch& batch, i4 begin, i4 end) {
-  return batch.stride == 1 && batch.spacing != 0 && begin % 4 == 0 && end % 4 == 0;
+  return batch.spacing != 0 && begin % 4 == 0 && end % 4 == 0;
 }
 
 /// Positions begin .. end-1 of the lines, from the block into line_buf.
@@ -128,8 +128,7 @@ VELKO_ALWAYS_INLINE void transform_lines(std::span<r8> block, i4 n, i8 nprev, bo
   }
 }
 
-// benchmarks/bench_transform.cpp: AVX2 takes 0.6 to 0.85 of the time of SSE2. Tried and left out: copying panels of 32
-// neighbouring lines out of a far-strided dimension first (none or 20 % less time there with four coefficients).
+// benchmarks/bench_transform.cpp: AVX2 takes 0.6 to 0.85 of the time of SSE2.
 void transform_lines_sse2(std::span<r8> block, i4 n, i8 nprev, bool forward, line_work work) {
   transform_lines(block, n, nprev, forward, work);
 }

@@ -53,7 +53,8 @@ struct placed_filters {
   bool mask_is_modulo;
 };
 
-// Two sums wait for each other's additions less than one does; together they fill the registers of AVX2.
+// The sums of two pairs do not wait for each other, which hides the latency of additions; more would outgrow the
+// registers of AVX2.
 constexpr u4 pairs_at_once = 2;
 
 /// The sums of so many output pairs, from h on.

@@ -11,7 +11,7 @@ constexpr i4 least = std::numeric_limits<i4>::min();
 
 using Misfit = ForwardRun;
 
-TEST_F(Misfit, IndexOutsideTheCubeStopsBeforeTheProduct) {
+TEST_F(Misfit, IndexOutsideTheCubeStopsAndNothingIsWritten) {
   for (const i4 idx : {0, -1, 5, most, least}) {
     write(sensitivity_file(1, 2, 2).haar().row({{1, 1.0F}}).row({{idx, 1.0F}}).row({{4, 1.0F}}));
     expect_failure("", "idx outside the cube\n");

@@ -66,6 +66,21 @@ TEST(ListDirected, NothingIsTakenOfAnyOtherLine) {
   }
 }
 
+TEST(ListDirected, PlainNumbersOfALineStandBetweenBlanksAndTabs) {
+  std::vector<r8> x(3, kept);
+  EXPECT_TRUE(read_plain_numbers(" 1\t2.5  -3e2 x", x));
+  EXPECT_THAT(x, ElementsAre(1, 2.5, -300));
+}
+
+TEST(ListDirected, LineOfOtherWordsLeavesAllItemsAsTheyWere) {
+  for (const std::string_view line :
+       {"", "1 2", "1 2 ", "1,2,3", "1 2 3/", "1 2*3", "1 2 2*", "1 / 3", "1 x 3", "1 2 3\r"}) {
+    std::vector<r8> x(3, kept);
+    EXPECT_FALSE(read_plain_numbers(line, x)) << line;
+    EXPECT_THAT(x, Each(kept)) << line;
+  }
+}
+
 TEST(ListDirected, BlanksTabsAndLineEndsSeparate) {
   EXPECT_THAT(values_of("1 2", 2), ElementsAre(1, 2));
   EXPECT_THAT(values_of("  1 \t 2  ", 2), ElementsAre(1, 2));

@@ -196,6 +196,16 @@ TEST_F(ModelFile, MeshWithoutCellsNeedsNoValuesAndNoWeights) {
   EXPECT_THAT(read(""), StopsWithText("idx1 /= size(wtz)"));
 }
 
+TEST_F(ModelFile, NumberIsReadWholeWhereverThePiecesOfTheFileMeet) {
+  constexpr std::size_t piece = std::size_t{256} << 10;
+  const std::string number = "-12.5e+1\n";
+  for (std::size_t in_front = 0; in_front <= number.size(); ++in_front) {
+    const std::string filler = "1" + std::string(piece - in_front - 2, ' ') + "\n";
+    EXPECT_THAT(read(filler + number + "3\n4\n"), Logs(read_from_file())) << in_front;
+    EXPECT_THAT(model_, ElementsAre(1, -125, 3, 4)) << in_front;
+  }
+}
+
 TEST_F(ModelFile, LargeModelKeepsModelOrder) {
   set_mesh(20, 30, 40);
   for (i4 i = 1; i <= 20; ++i) mesh.itop(i, 7) = i;

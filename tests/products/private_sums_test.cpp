@@ -193,6 +193,27 @@ TEST_F(ScatteringRows, ModelOfNoElementsIsNoTrouble) {
   CALC_GTGV_1LOOP(values{}, y);
 }
 
+TEST_F(ScatteringRows, EmptyCubeHasNoPositions) {
+  set_sparse_rows({{}, {{1, 1.0f}}});
+  values d(2, untouched), around(1, untouched);
+  const std::span<r8> empty = std::span(around).first(0);
+  EXPECT_EQ(stop_of([&] { CALC_GV(empty, d); }), "idx outside the cube");
+  EXPECT_EQ(stop_of([&] { CALC_GTV(d, empty); }), "idx outside the cube");
+  EXPECT_EQ(stop_of([&] { CALC_GTGV_1LOOP(empty, empty); }), "idx outside the cube");
+  EXPECT_EQ(stop_of([&] { CALC_GV({}, d); }), "idx outside the cube");
+  EXPECT_EQ(around.front(), untouched);
+}
+
+TEST_F(ScatteringRows, RowsBehindTheDataAreNotLookedAt) {
+  set_sparse_rows({{{1, 2.0f}}, {{3, 4.0f}}, {{99, 1.0f}}});
+  survey.ndata = 2;
+  values d(2), cube(3);
+  CALC_GV(values{1, 1, 1}, d);
+  EXPECT_EQ(d, (values{2, 4}));
+  CALC_GTV(d, cube);
+  EXPECT_EQ(cube, (values{4, 0, 16}));
+}
+
 TEST_F(ScatteringRows, KernelsNeverWriteOutsideTheCube) {
   for (const i4 idx : {0, -1, 4, -2147483647, 2147483647}) {
     set_sparse_rows({{{1, 1.0f}, {idx, 1.0f}}});

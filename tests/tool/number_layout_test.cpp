@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstdio>
 #include <limits>
 
 namespace velko {
@@ -94,6 +96,17 @@ TEST(NumberLayout, ExponentOfThreeDigitsDropsTheLetter) {
   EXPECT_EQ(scientific(-1e-100, 17, 9), " -1.000000000-100");
   EXPECT_EQ(scientific(9.9999999e99), "  1.000000+100");
   EXPECT_EQ(scientific(std::numeric_limits<r8>::denorm_min()), "  4.940656-324");
+}
+
+TEST(NumberLayout, ScientificShowsTheDigitsOfTheLibraryForEveryNumberOfDecimals) {
+  for (int decimals = 1; decimals <= 17; ++decimals)
+    for (const r8 value :
+         {1.0, -1.0, 0.99999999999999989, -9.9999999999999982, 123456.789, -6543210.25, 1e-17, 1e-18, 1.5e-18,
+          2e-19, 9.9999999996e9, 1e10, 3e15, -0.1, 2.5, 1e22, 1.0 / 3}) {
+      std::array<char, 64> text{};
+      std::snprintf(text.data(), text.size(), "%30.*E", decimals, value);
+      EXPECT_EQ(scientific(value, 30, decimals), text.data()) << value << " with " << decimals;
+    }
 }
 
 TEST(NumberLayout, ZeroHasNoSign) {

@@ -169,7 +169,8 @@ TEST(WTN, EveryInstructionSetGivesTheSameBits) {
 }
 
 TEST(WTN, LinesThatStandFarApartGoInPanelsWithTheSameBits) {
-  for (const shape nn : {shape{64, 32, 64}, shape{1024, 128, 4}, shape{512, 8, 32}, shape{2048, 1, 64}})
+  for (const shape nn :
+       {shape{64, 32, 64}, shape{64, 32, 256}, shape{1024, 128, 4}, shape{512, 8, 32}, shape{2048, 1, 64}})
     for (const i4 isign : {1, -1})
       for (const instruction_set set : all_instruction_sets) {
         if (!machine_has(set)) continue;
