@@ -13,7 +13,8 @@ MAY_USE = {
     "tool": {"arrays", "reports", "wavelet", "store", "files", "products"},
     "builder": {"arrays", "reports", "wavelet", "store", "files", "products", "topography"},
 }
-REPORTS = {"channel", "number_layout", "program_stop", "reports"}  # the part of tool/ that every folder may use
+# The part of tool/ that every folder may use.
+REPORTS = {"channel", "number_layout", "program_stop", "reports", "significant_digits"}
 INCLUDE = re.compile(r'^\s*#include "([^"]+)"')
 
 
