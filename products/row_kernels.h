@@ -6,8 +6,8 @@
 ///          A row that is added takes one multiplication and one addition for each element, from left to right
 /// Bits     the shape leaves no freedom, so all instruction sets give the same bits
 /// Widening matrix values are r4 in memory and are widened to r8 before they are multiplied
-/// Safety   ncube is at least 1. An idx outside 1..ncube touches nothing outside the cube and sets `outside`, which is otherwise left alone;
-///          the result is then of no use
+/// Safety   ncube is at least 1. An idx outside 1..ncube touches nothing outside the cube and sets `outside`, which is
+///          otherwise left alone; the result is then of no use
 /// Threads  none is started here; sparse_rows and full_rows share the rows out
 /// See      benchmarks/bench_products.cpp, tests/products/row_kernels_test.cpp
 #pragma once

@@ -8,8 +8,8 @@
 /// Asks     ndata rows
 /// Errors   "ndata > # of rows", "size(data) < ndata" where the survey or a data vector does not fit the rows.
 ///          memory_refused for the private sums. Behind the loop the read message of getpar, where the rows stand in
-///          the sensitivity file and it has been changed; "idx outside the cube" where one of the ndata rows points there.
-///          y is then written, and of no use
+///          the sensitivity file and it has been changed; "idx outside the cube" where one of the ndata rows points
+///          there: y is then written, and of no use
 /// Threads  OpenMP, static: each thread takes one contiguous block of rows. CALC_GV gives the same bits for every
 ///          number of threads, the other two for a given one
 /// See      products/row_kernels.h for the order of each sum, products/private_sums.h for that of the rows
