@@ -12,9 +12,9 @@
 
 #include "benchmarks/wanted_bytes.h"
 #include "builder/record_writer.h"
+#include "reports/channel.h"
 #include "store/getpar.h"
 #include "store/state.h"
-#include "tool/channel.h"
 
 namespace velko {
 namespace {

@@ -16,8 +16,8 @@
 #include "benchmarks/product_problems.h"
 #include "benchmarks/wanted_bytes.h"
 #include "products/sparse_rows.h"
+#include "reports/channel.h"
 #include "store/getpar.h"
-#include "tool/channel.h"
 
 namespace velko {
 namespace {

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "builder/daubechies.h"
-#include "builder/prism.h"
 #include "builder/row_compression.h"
 #include "builder/row_maker.h"
+#include "responses/prism.h"
 #include "wavelet/wtn_mod.h"
 
 namespace velko {

@@ -31,9 +31,9 @@
 #include "files/mesh_file.h"
 #include "files/model_file.h"
 #include "files/predicted_data.h"
+#include "reports/program_stop.h"
 #include "store/state.h"
 #include "tests/support/temporary_folder.h"
-#include "tool/program_stop.h"
 
 extern "C" {  // benchmarks/peers/text.f90
 void fortran_read_model(const char* name, int length, int n, double* x);

@@ -1,8 +1,8 @@
 /// The load of a sensitivity file alone, as a process of its own: what whole runs begin with. Usage: load_once FILE
 #include <cstdio>
 
+#include "reports/program_stop.h"
 #include "store/getpar.h"
-#include "tool/program_stop.h"
 
 int main(int argc, char** argv) {
   if (argc != 2) return 2;

@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "builder/cube_size.h"
-#include "tool/program_stop.h"
+#include "reports/program_stop.h"
 
 namespace velko {
 

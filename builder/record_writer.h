@@ -14,7 +14,7 @@
 #include <type_traits>
 
 #include "arrays/numbers.h"
-#include "builder/output_file.h"
+#include "files/output_file.h"
 
 namespace velko {
 

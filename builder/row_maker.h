@@ -13,7 +13,7 @@
 #include "builder/row_compression.h"
 #include "builder/sensitivity_builder.h"
 #include "builder/sensitivity_writer.h"
-#include "builder/survey_response.h"
+#include "responses/survey_response.h"
 
 namespace velko {
 

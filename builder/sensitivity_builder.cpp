@@ -13,7 +13,7 @@
 #include "builder/rows_in_order.h"
 #include "builder/sensitivity_writer.h"
 #include "builder/trial_model.h"
-#include "tool/program_stop.h"
+#include "reports/program_stop.h"
 #include "wavelet/wtn_mod.h"
 
 namespace velko {

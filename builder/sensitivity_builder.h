@@ -17,7 +17,7 @@
 
 #include "builder/cell_weights.h"
 #include "builder/cube_size.h"
-#include "builder/output_file.h"
+#include "files/output_file.h"
 #include "store/state.h"
 
 namespace velko {

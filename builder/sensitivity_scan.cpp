@@ -10,10 +10,10 @@
 #include <utility>
 
 #include "builder/daubechies.h"
+#include "reports/reports.h"
 #include "store/cell_geometry.h"
 #include "store/record_reader.h"
-#include "tool/number_layout.h"
-#include "tool/reports.h"
+#include "text/number_layout.h"
 
 namespace velko {
 

@@ -4,7 +4,7 @@ include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(velko_libraries velko velko_topography velko_products velko_files velko_store velko_wavelet velko_reports
-                    velko_arrays velko_options velko_openmp)
+                    velko_text velko_arrays velko_options velko_openmp)
 set(velko_package ${CMAKE_INSTALL_LIBDIR}/cmake/velko)
 
 install(TARGETS ${velko_libraries} EXPORT velko_targets)
@@ -12,7 +12,7 @@ install(TARGETS velkrund)
 if(VELKO_BUILD_COMPANIONS)
   install(TARGETS velkmtx)
 endif()
-foreach(folder arrays tool wavelet store products files topography)
+foreach(folder arrays text reports wavelet store products files topography)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/${folder} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velko
           FILES_MATCHING PATTERN "*.h")
 endforeach()

@@ -9,8 +9,8 @@
 #include <fstream>
 
 #include "files/mesh_file.h"
+#include "reports/program_stop.h"
 #include "store/state.h"
-#include "tool/program_stop.h"
 #include "topography/topography_file.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "arrays/array.h"
-#include "tool/program_stop.h"
+#include "reports/program_stop.h"
 #include "wavelet/wtn_mod.h"
 
 namespace {

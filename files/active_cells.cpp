@@ -7,11 +7,11 @@
 
 #include "files/list_directed.h"
 #include "files/text_input.h"
+#include "reports/program_stop.h"
+#include "reports/reports.h"
 #include "store/cell_geometry.h"
 #include "store/state.h"
-#include "tool/number_layout.h"
-#include "tool/program_stop.h"
-#include "tool/reports.h"
+#include "text/number_layout.h"
 
 namespace velko {
 

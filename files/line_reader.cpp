@@ -5,8 +5,8 @@
 #include <cstring>
 #include <string>
 
-#include "tool/channel.h"
-#include "tool/number_layout.h"
+#include "reports/channel.h"
+#include "text/number_layout.h"
 
 namespace velko {
 

@@ -4,7 +4,7 @@
 #include <array>
 #include <string_view>
 
-#include "files/number_text.h"
+#include "text/number_text.h"
 
 namespace velko {
 

@@ -8,7 +8,7 @@
 ///          so
 /// Lines    each read begins on a new line, passes over blank lines, takes as many lines as its items need,
 ///          and skips what stands behind its last value on the last line. Without items it skips one line
-/// Numbers  files/number_text.h
+/// Numbers  text/number_text.h
 /// Memory   a value of more than 16 MiB is bad, so that a text without separators, such as that of a device which
 ///          never ends, fills no memory; what is skipped is kept nowhere. A repeat form stands for values that are
 ///          there: the items it fills take their memory, however short the text

@@ -4,9 +4,9 @@
 
 #include "files/list_directed.h"
 #include "files/text_input.h"
+#include "reports/reports.h"
 #include "store/state.h"
-#include "tool/number_layout.h"
-#include "tool/reports.h"
+#include "text/number_layout.h"
 
 namespace velko {
 

@@ -9,9 +9,9 @@
 #include <system_error>
 #include <utility>
 
+#include "reports/program_stop.h"
 #include "store/state.h"
-#include "tool/number_layout.h"
-#include "tool/program_stop.h"
+#include "text/number_layout.h"
 
 namespace velko {
 

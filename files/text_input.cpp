@@ -7,8 +7,8 @@
 #include <cstring>
 #include <system_error>
 
+#include "reports/reports.h"
 #include "store/input_file.h"
-#include "tool/reports.h"
 
 namespace velko {
 

@@ -12,9 +12,9 @@
 #include <string_view>
 
 #include "arrays/numbers.h"
+#include "reports/channel.h"
+#include "reports/program_stop.h"
 #include "store/state.h"
-#include "tool/channel.h"
-#include "tool/program_stop.h"
 
 namespace velko::fuzz {
 

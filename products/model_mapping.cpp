@@ -5,8 +5,8 @@
 #include <numeric>
 
 #include "arrays/array.h"
+#include "reports/program_stop.h"
 #include "store/state.h"
-#include "tool/program_stop.h"
 
 namespace velko {
 namespace {

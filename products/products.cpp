@@ -6,9 +6,9 @@
 #include "products/full_rows.h"
 #include "products/model_mapping.h"
 #include "products/sparse_rows.h"
+#include "reports/reports.h"
 #include "store/cell_geometry.h"
 #include "store/state.h"
-#include "tool/reports.h"
 #include "wavelet/wtn_mod.h"
 
 namespace velko {

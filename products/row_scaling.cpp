@@ -1,7 +1,7 @@
 #include "products/row_scaling.h"
 
+#include "reports/program_stop.h"
 #include "store/state.h"
-#include "tool/program_stop.h"
 
 namespace velko {
 namespace {

@@ -6,9 +6,9 @@
 
 #include "products/private_sums.h"
 #include "products/row_kernels.h"
+#include "reports/program_stop.h"
 #include "store/getpar.h"
 #include "store/state.h"
-#include "tool/program_stop.h"
 
 namespace velko {
 namespace {

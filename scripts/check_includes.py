@@ -4,26 +4,27 @@ import sys
 
 MAY_USE = {
     "arrays": set(),
-    "reports": {"arrays"},
+    "text": {"arrays"},
+    "reports": {"text", "arrays"},
     "wavelet": {"arrays"},
-    "store": {"arrays", "reports", "wavelet"},
-    "files": {"arrays", "reports", "store"},
-    "products": {"arrays", "reports", "store", "wavelet"},
-    "topography": {"arrays", "reports", "store", "files"},
-    "tool": {"arrays", "reports", "wavelet", "store", "files", "products"},
-    "builder": {"arrays", "reports", "wavelet", "store", "files", "products", "topography"},
+    "store": {"arrays", "text", "reports", "wavelet"},
+    "files": {"arrays", "text", "reports", "store"},
+    "products": {"arrays", "text", "reports", "store", "wavelet"},
+    "topography": {"arrays", "text", "reports", "store", "files"},
+    "responses": {"arrays", "store"},
+    "design": {"arrays", "text", "reports", "store", "files"},
+    "builder": {"arrays", "text", "reports", "wavelet", "store", "files", "topography", "responses", "design"},
 }
-# The part of tool/ that every folder may use.
-REPORTS = {"channel", "number_layout", "program_stop", "reports", "significant_digits"}
+LIBRARY = set(MAY_USE)
+MAY_USE["velkrund"] = LIBRARY
+MAY_USE["velkmtx"] = LIBRARY
 INCLUDE = re.compile(r'^\s*#include "([^"]+)"')
 
 
 def part_of(path):
-    """The part of the house that a path from the root lies in; None outside the library."""
-    folder, _, rest = path.partition("/")
-    if folder == "tool" and rest.split(".")[0] in REPORTS:
-        return "reports"
-    return folder if folder in MAY_USE else None
+    """The room that a path from the root lies in; None outside the library and its programs."""
+    room = path.partition("/")[0]
+    return room if room in MAY_USE else None
 
 
 def offences(path):

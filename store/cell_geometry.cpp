@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "reports/program_stop.h"
 #include "store/state.h"
-#include "tool/program_stop.h"
 
 namespace velko {
 

@@ -4,12 +4,12 @@
 #include <limits>
 #include <string>
 
+#include "reports/reports.h"
 #include "store/cell_geometry.h"
 #include "store/mesh_block.h"
 #include "store/record_reader.h"
 #include "store/state.h"
-#include "tool/number_layout.h"
-#include "tool/reports.h"
+#include "text/number_layout.h"
 #include "wavelet/wtn_mod.h"
 
 /// LLVM's OpenMP run-time: the stack size of worker threads, in bytes, for those that are yet to start.

@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "tool/number_layout.h"
+#include "text/number_layout.h"
 
 namespace velko {
 

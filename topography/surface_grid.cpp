@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "tool/program_stop.h"
+#include "reports/program_stop.h"
 #include "topography/location.h"
 
 namespace velko {

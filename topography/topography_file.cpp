@@ -12,9 +12,9 @@
 #include "files/line_reader.h"
 #include "files/list_directed.h"
 #include "files/text_input.h"
+#include "reports/reports.h"
 #include "store/state.h"
-#include "tool/number_layout.h"
-#include "tool/reports.h"
+#include "text/number_layout.h"
 #include "topography/node_sort.h"
 #include "topography/triangulation.h"
 

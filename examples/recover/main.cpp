@@ -10,9 +10,9 @@
 
 #include "recover/command_line.h"
 #include "recover/recovery.h"
-#include "tool/channel.h"
-#include "tool/program_stop.h"
-#include "tool/reports.h"
+#include "reports/channel.h"
+#include "reports/program_stop.h"
+#include "reports/reports.h"
 
 namespace {
 

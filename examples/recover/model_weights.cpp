@@ -7,8 +7,8 @@
 #include "files/model_file.h"
 #include "products/model_mapping.h"
 #include "recover/conjugate_gradients.h"
+#include "reports/program_stop.h"
 #include "store/state.h"
-#include "tool/program_stop.h"
 
 namespace recover {
 

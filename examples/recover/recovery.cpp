@@ -16,9 +16,9 @@
 #include "recover/cooling.h"
 #include "recover/model_weights.h"
 #include "recover/normal_equations.h"
+#include "reports/reports.h"
 #include "store/getpar.h"
 #include "store/state.h"
-#include "tool/reports.h"
 
 namespace recover {
 

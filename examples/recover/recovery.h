@@ -3,7 +3,7 @@
 /// What     loads the survey, cools the damping until the misfit has come to its target, and writes the predicted data
 ///          of each iteration and the last model. A table of the iterations goes to the console and to the log
 /// Errors   those of the library; the target is not reached (the last model is written all the same); data that no
-///          active cell touches; a misfit that is not finite. Every end is a program stop (tool/program_stop.h)
+///          active cell touches; a misfit that is not finite. Every end is a program stop (reports/program_stop.h)
 #pragma once
 
 #include "recover/command_line.h"

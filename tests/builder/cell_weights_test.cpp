@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "builder/trial_model.h"
-#include "tests/builder/small_mesh.h"
+#include "tests/support/small_mesh.h"
 
 namespace velko {
 namespace {

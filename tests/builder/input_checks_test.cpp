@@ -6,8 +6,8 @@
 #include <limits>
 #include <string>
 
-#include "tests/builder/small_mesh.h"
-#include "tool/program_stop.h"
+#include "reports/program_stop.h"
+#include "tests/support/small_mesh.h"
 
 namespace velko {
 namespace {

@@ -6,7 +6,7 @@
 #include <random>
 
 #include "builder/daubechies.h"
-#include "tests/builder/small_mesh.h"
+#include "tests/support/small_mesh.h"
 #include "wavelet/wtn_mod.h"
 
 namespace velko {

@@ -9,9 +9,9 @@
 
 #include "builder/daubechies.h"
 #include "fuzz/fuzz_input.h"
+#include "reports/program_stop.h"
+#include "reports/reports.h"
 #include "tests/support/sensitivity_file.h"
-#include "tool/program_stop.h"
-#include "tool/reports.h"
 
 namespace velko {
 namespace {

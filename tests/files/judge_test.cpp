@@ -13,7 +13,7 @@
 #include "files/list_directed.h"
 #include "tests/files/random_lines.h"
 #include "tests/support/temporary_folder.h"
-#include "tool/number_layout.h"
+#include "text/number_layout.h"
 
 namespace velko {
 namespace {

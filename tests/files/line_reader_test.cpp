@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "tests/files/reader_fixture.h"
-#include "tool/number_layout.h"
+#include "text/number_layout.h"
 
 namespace velko {
 namespace {

@@ -7,10 +7,10 @@
 
 #include "files/active_cells.h"
 #include "files/data_file.h"
+#include "reports/channel.h"
+#include "reports/program_stop.h"
 #include "store/state.h"
 #include "tests/support/temporary_folder.h"
-#include "tool/channel.h"
-#include "tool/program_stop.h"
 
 #if !defined(VELKO_SANITIZED)
 namespace velko {

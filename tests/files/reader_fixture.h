@@ -7,10 +7,10 @@
 #include <string>
 #include <string_view>
 
+#include "reports/channel.h"
+#include "reports/program_stop.h"
 #include "store/state.h"
 #include "tests/support/temporary_folder.h"
-#include "tool/channel.h"
-#include "tool/program_stop.h"
 
 namespace velko::test {
 

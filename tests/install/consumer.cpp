@@ -2,8 +2,8 @@
 #include <cmath>
 #include <cstdio>
 
+#include "reports/program_stop.h"
 #include "store/state.h"
-#include "tool/program_stop.h"
 #include "wavelet/wtn_mod.h"
 
 /// A constant cube has all its energy in the smooth corner of its transform.

@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
+#include "reports/channel.h"
+#include "reports/program_stop.h"
 #include "store/state.h"
 #include "tests/support/entry.h"
-#include "tool/channel.h"
-#include "tool/program_stop.h"
 #include "wavelet/wtn_mod.h"
 
 namespace velko::test {

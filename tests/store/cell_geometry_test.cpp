@@ -4,8 +4,8 @@
 
 #include <limits>
 
+#include "reports/program_stop.h"
 #include "store/state.h"
-#include "tool/program_stop.h"
 
 namespace velko {
 namespace {

@@ -7,11 +7,11 @@
 #include <functional>
 #include <limits>
 
+#include "reports/reports.h"
 #include "store/state.h"
 #include "tests/support/little_memory.h"
 #include "tests/support/sensitivity_file.h"
 #include "tests/support/temporary_folder.h"
-#include "tool/reports.h"
 #include "wavelet/wtn_mod.h"
 
 extern "C" std::size_t kmp_get_stacksize_s();

@@ -2,10 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include "reports/channel.h"
 #include "store/state.h"
 #include "tests/support/sensitivity_file.h"
 #include "tests/support/temporary_folder.h"
-#include "tool/channel.h"
 
 namespace velko {
 namespace {

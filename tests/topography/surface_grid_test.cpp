@@ -9,7 +9,7 @@
 #include <random>
 #include <vector>
 
-#include "tool/program_stop.h"
+#include "reports/program_stop.h"
 #include "topography/location.h"
 #include "topography/triangulation.h"
 

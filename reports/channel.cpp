@@ -1,0 +1,70 @@
+#include "reports/channel.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+namespace velko {
+
+namespace {
+
+[[noreturn]] void fail(const std::string& name, const char* what = "write to") {
+  throw std::system_error(errno, std::generic_category(), std::string("cannot ") + what + " the " + name);
+}
+
+}  // namespace
+
+channel::~channel() {
+  if (owns_file_ && file_ != nullptr) std::fclose(file_);
+}
+
+void channel::open_scratch() {
+  close();
+  // A file in memory has no name, needs no writable folder, and is gone however the process ends.
+  const int descriptor = memfd_create(name_.c_str(), MFD_CLOEXEC);
+  file_ = descriptor < 0 ? nullptr : fdopen(descriptor, "w+");
+  if (file_ == nullptr) fail(name_, "open");
+  owns_file_ = true;
+}
+
+void channel::send_to(std::FILE* file) {
+  close();
+  file_ = file;
+}
+
+void channel::close() {
+  if (owns_file_ && std::fclose(std::exchange(file_, nullptr)) != 0) fail(name_);
+  file_ = nullptr;
+  owns_file_ = false;
+}
+
+void channel::write_text(std::string_view text) {
+  if (captured_ != nullptr)
+    captured_->append(text);
+  else if (file_ != nullptr && std::fwrite(text.data(), 1, text.size(), file_) != text.size())
+    fail(name_);
+}
+
+void channel::write_line(std::string_view line) {
+  write_text(line);
+  write_text("\n");
+}
+
+void channel::flush() {
+  if (captured_ == nullptr && file_ != nullptr && std::fflush(file_) != 0) fail(name_);
+}
+
+channel& console() {
+  static channel standard_output("console", stdout);
+  return standard_output;
+}
+
+channel& log_file() {
+  static channel unit10("log");
+  return unit10;
+}
+
+}  // namespace velko

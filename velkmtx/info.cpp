@@ -1,0 +1,93 @@
+/// velkmtx info: what a sensitivity file holds.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "builder/sensitivity_scan.h"
+#include "reports/program_stop.h"
+#include "velkmtx/commands.h"
+#include "velkmtx/options.h"
+
+namespace velko {
+
+namespace {
+
+template <class T>
+std::string range_text(const extremes<T>& e) {
+  if (e.least > e.most) return "no values";
+  return fmt::format("from {:.6g} to {:.6g}", static_cast<r8>(e.least), static_cast<r8>(e.most));
+}
+
+/// Counts below 0 leave no edges at all.
+std::string span_text(std::string_view axis, const std::vector<r8>& node, r8 start = 0, r8 direction = 1) {
+  if (node.empty()) return fmt::format("no {}", axis);
+  const r8 first = start + direction * node.front(), last = start + direction * node.back();
+  return fmt::format("{} from {:.8g} to {:.8g}", axis, std::min(first, last), std::max(first, last));
+}
+
+std::string mesh_text(const sensitivity_contents& c) {
+  return fmt::format("mesh     {} x {} x {} cells along x, y, z\n", c.nx, c.ny, c.nz) +
+         fmt::format("         {}, {}, {}\n", span_text("x", c.xnode), span_text("y", c.ynode),
+                     span_text("elevation", c.znode, c.ztop, -1));
+}
+
+std::string surface_text(const sensitivity_contents& c) {
+  return fmt::format("surface  itop {}; {} cells below it, {} above\n", range_text(c.itop), c.cells_below,
+                     c.cells_above);
+}
+
+std::string filter_text(const sensitivity_contents& c) {
+  if (!c.compressed()) return {};
+  const std::string name = name_of_filter(c.wfilter);
+  return fmt::format("filter   {}, {} coefficients\n", name.empty() ? "unknown" : name, c.nfilter) +
+         fmt::format("cube     {} x {} x {} elements along x, y, z\n", c.cube.x, c.cube.y, c.cube.z);
+}
+
+/// Entries of the rows, and how much of a dense G they are.
+std::string rows_text(const sensitivity_contents& c) {
+  if (!c.compressed() || c.nnz.empty()) return {};
+  std::vector<i4> sorted = c.nnz;
+  std::sort(sorted.begin(), sorted.end());
+  i8 total = 0;
+  for (const i4 n : sorted) total += n;
+  const r8 rows = static_cast<r8>(sorted.size()), kept = static_cast<r8>(total);
+  const r8 dense = rows * c.ncol;
+  return fmt::format("rows     {} coefficients in the least, {} in the median, {} in the most; {} in all\n",
+                     sorted.front(), sorted[sorted.size() / 2], sorted.back(), total) +
+         fmt::format("         {:.3g} % of the values of a dense G, {:.3g} % of its bytes\n",
+                     100 * kept / dense, 100 * (8 * kept + 4 * rows) / (4 * dense));
+}
+
+std::string contents_text(const std::string& name, const sensitivity_contents& c) {
+  return fmt::format("{}: {} data x {} cells, {}, {}\n", name, c.ndata_mtx, c.ncol,
+                     c.compressed() ? "compressed" : "dense", size_text(static_cast<r8>(c.bytes))) +
+         mesh_text(c) + surface_text(c) + filter_text(c) +
+         fmt::format("weights  wtz_kind {}, {}\n", c.wtz_kind, range_text(c.wtz)) + rows_text(c) +
+         fmt::format("G        {}{}\n", range_text(c.values), c.compressed() ? ", transformed" : "") +
+         fmt::format("gdiag    {}", range_text(c.gdiag));
+}
+
+int tell_contents(const std::string& name) {
+  const sensitivity_contents contents = scan_sensitivity_file(name);
+  if (!contents.complete) stop_program(fmt::format("velkmtx: {}: {}", name, contents.faults.back()));
+  std::string text = contents_text(name, contents);
+  if (!contents.faults.empty())
+    text += fmt::format("\nfaults   {}; velkmtx check tells them", contents.faults.size());
+  print(text);
+  return 0;
+}
+
+}  // namespace
+
+void add_info(CLI::App& app, task& chosen) {
+  const auto name = std::make_shared<std::string>();
+  CLI::App& command = *app.add_subcommand("info", "tells what a sensitivity file holds");
+  add_file(command, "FILE", *name, "sensitivity file");
+  command.callback([=, &chosen] { chosen = [name] { return tell_contents(*name); }; });
+}
+
+}  // namespace velko

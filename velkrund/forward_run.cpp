@@ -1,0 +1,68 @@
+#include "velkrund/forward_run.h"
+
+#include <immintrin.h>
+
+#include <string>
+
+#include "files/active_cells.h"
+#include "files/data_file.h"
+#include "files/model_file.h"
+#include "files/predicted_data.h"
+#include "products/products.h"
+#include "reports/reports.h"
+#include "store/getpar.h"
+#include "store/state.h"
+
+namespace velko {
+
+namespace {
+
+constexpr std::size_t longest_name = 500;
+
+struct run_files {
+  std::string_view sensitivity, locations, model;
+};
+
+[[noreturn]] void print_usage_and_stop() {
+  console().write_line("   Usage: velkrund  velkosta.mtx locf model.sus");
+  stop_program();
+}
+
+run_files take_arguments(std::span<const std::string_view> arguments) {
+  if (arguments.size() != 3) print_usage_and_stop();
+  return {arguments[0].substr(0, longest_name), arguments[1].substr(0, longest_name),
+          arguments[2].substr(0, longest_name)};
+}
+
+void check_number_of_data() {
+  if (survey.ndata == store.ndata_mtx) return;
+  console().write_line("");
+  console().write_line("ERROR: Number of data is inconsistent in obs and mtx files.");
+  stop_program();
+}
+
+}  // namespace
+
+void set_flush_to_zero() {
+  constexpr unsigned flush_to_zero = 0x8000, denormals_are_zero = 0x0040;
+  _mm_setcsr(_mm_getcsr() | flush_to_zero | denormals_are_zero);
+}
+
+void velkrund(std::span<const std::string_view> arguments) {
+  print_banner("VELKRUND");
+  const run_files files = take_arguments(arguments);
+  log_file().open_scratch();
+  getpar(files.sensitivity);
+
+  read_data_file(files.locations, false);
+  check_number_of_data();
+  get_active_cells("null", mesh.itop);
+  run.dpred = owned_array1<r8>(uninitialised, survey.ndata);
+  run.amodel = owned_array1<r8>(uninitialised, cells.ncell);
+  read_model(files.model, "model", run.amodel.elements(), store.wtz.elements(), mesh.itop);
+  GPROD(run.amodel.elements(), run.dpred.elements());
+  write_predicted_data("velkrund.vlk", run.dpred.elements());
+  stop_program();
+}
+
+}  // namespace velko
