@@ -1,7 +1,5 @@
 #include "velkrund/forward_run.h"
 
-#include <immintrin.h>
-
 #include <string>
 
 #include "files/active_cells.h"
@@ -42,11 +40,6 @@ void check_number_of_data() {
 }
 
 }  // namespace
-
-void set_flush_to_zero() {
-  constexpr unsigned flush_to_zero = 0x8000, denormals_are_zero = 0x0040;
-  _mm_setcsr(_mm_getcsr() | flush_to_zero | denormals_are_zero);
-}
 
 void velkrund(std::span<const std::string_view> arguments) {
   print_banner("VELKRUND");

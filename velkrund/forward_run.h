@@ -13,9 +13,6 @@
 
 namespace velko {
 
-/// Flush-to-zero and denormals-are-zero on this thread, on top of what its control word holds.
-void set_flush_to_zero();
-
 /// `arguments` are those of the command line behind the program's name.
 void velkrund(std::span<const std::string_view> arguments);
 

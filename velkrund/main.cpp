@@ -2,6 +2,7 @@
 #include <string_view>
 #include <vector>
 
+#include "arrays/floating_point_mode.h"
 #include "reports/program_stop.h"
 #include "velkrund/forward_run.h"
 

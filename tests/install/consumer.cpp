@@ -2,12 +2,14 @@
 #include <cmath>
 #include <cstdio>
 
+#include "arrays/floating_point_mode.h"
 #include "reports/program_stop.h"
 #include "store/state.h"
 #include "wavelet/wtn_mod.h"
 
 /// A constant cube has all its energy in the smooth corner of its transform.
 int main() {
+  velko::set_flush_to_zero();
   const velko::stop_or_done end = velko::run_until_stop([] {
     const std::array<velko::r8, 2> haar{std::sqrt(0.5), std::sqrt(0.5)};
     velko::SET_WTN_FILTER(haar, 2);
