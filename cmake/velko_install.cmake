@@ -1,21 +1,25 @@
 # cmake --install: the programs, the library, its headers, and what find_package(velko) needs.
 
-include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-set(velko_libraries velko velko_topography velko_products velko_files velko_store velko_wavelet velko_reports
-                    velko_text velko_arrays velko_options velko_openmp)
+list(TRANSFORM velko_rooms PREPEND velko_ OUTPUT_VARIABLE velko_libraries)
 set(velko_package ${CMAKE_INSTALL_LIBDIR}/cmake/velko)
 
-install(TARGETS ${velko_libraries} EXPORT velko_targets)
-install(TARGETS velkrund)
+install(TARGETS velko ${velko_libraries} velko_options velko_openmp EXPORT velko_targets)
+if(VELKO_BUILD_VELKRUND)
+  install(TARGETS velkrund)
+endif()
 if(VELKO_BUILD_COMPANIONS)
   install(TARGETS velkmtx)
 endif()
-foreach(folder arrays text reports wavelet store products files topography)
-  install(DIRECTORY ${PROJECT_SOURCE_DIR}/${folder} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velko
+
+foreach(room ${velko_rooms})
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/${room} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velko
           FILES_MATCHING PATTERN "*.h")
 endforeach()
+install(CODE "set(velko_rooms ${velko_rooms})
+set(velko_headers \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_INCLUDEDIR}/velko\")")
+install(SCRIPT ${PROJECT_SOURCE_DIR}/cmake/velko_installed_headers.cmake)
 
 install(EXPORT velko_targets NAMESPACE velko:: DESTINATION ${velko_package})
 file(WRITE ${PROJECT_BINARY_DIR}/velko-config.cmake "include(\${CMAKE_CURRENT_LIST_DIR}/velko_targets.cmake)\n")

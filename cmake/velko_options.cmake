@@ -1,5 +1,7 @@
 # What every target of this project is compiled and linked with.
 
+include(GNUInstallDirs)
+
 if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release)
 endif()
@@ -11,7 +13,7 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 add_library(velko_options INTERFACE)
 target_compile_features(velko_options INTERFACE cxx_std_20)
 target_include_directories(velko_options INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
-                                                   $<INSTALL_INTERFACE:include/velko>)
+                                                   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 # Contraction off: a product has the same bits on every machine, and geometry's exact zeros stay exact.
 target_compile_options(velko_options INTERFACE -ffp-contract=off)
 

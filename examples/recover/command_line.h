@@ -1,10 +1,10 @@
 /// Command line of recover.
 #pragma once
 
+#include <velko/arrays/numbers.h>
+
 #include <optional>
 #include <string>
-
-#include "arrays/numbers.h"
 
 namespace recover {
 

@@ -6,10 +6,10 @@
 /// Sources  M. Hestenes and E. Stiefel, J. Res. Natl. Bur. Stand. 49 (1952) 409-436, doi 10.6028/jres.049.044
 #pragma once
 
+#include <velko/arrays/numbers.h>
+
 #include <functional>
 #include <span>
-
-#include "arrays/numbers.h"
 
 namespace recover {
 

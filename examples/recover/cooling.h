@@ -7,9 +7,9 @@
 ///          Dokl. 7 (1966) 414-417; P. C. Hansen, Rank-Deficient and Discrete Ill-Posed Problems, SIAM 1998, ch. 7
 #pragma once
 
-#include <cmath>
+#include <velko/arrays/numbers.h>
 
-#include "arrays/numbers.h"
+#include <cmath>
 
 namespace recover {
 

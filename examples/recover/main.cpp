@@ -3,6 +3,10 @@
 /// Exit status  0 when the misfit has reached its target, another one otherwise
 /// Streams      reports and the table go to the standard output and to BASE.log, the text of a stop to the standard
 ///              error stream
+#include <velko/reports/channel.h>
+#include <velko/reports/program_stop.h>
+#include <velko/reports/reports.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <memory>
@@ -10,9 +14,6 @@
 
 #include "recover/command_line.h"
 #include "recover/recovery.h"
-#include "reports/channel.h"
-#include "reports/program_stop.h"
-#include "reports/reports.h"
 
 namespace {
 

@@ -1,14 +1,15 @@
 #include "recover/model_weights.h"
 
+#include <velko/files/model_file.h>
+#include <velko/products/model_mapping.h>
+#include <velko/reports/program_stop.h>
+#include <velko/store/state.h>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-#include "files/model_file.h"
-#include "products/model_mapping.h"
 #include "recover/conjugate_gradients.h"
-#include "reports/program_stop.h"
-#include "store/state.h"
 
 namespace recover {
 

@@ -9,10 +9,10 @@
 ///          M. Zhdanov, Geophysics 64 (1999) 874-887, doi 10.1190/1.1444596
 #pragma once
 
+#include <velko/arrays/array.h>
+
 #include <span>
 #include <vector>
-
-#include "arrays/array.h"
 
 namespace recover {
 

@@ -1,8 +1,8 @@
 #include "recover/normal_equations.h"
 
-#include "products/model_mapping.h"
-#include "products/products.h"
-#include "store/state.h"
+#include <velko/products/model_mapping.h>
+#include <velko/products/products.h>
+#include <velko/store/state.h>
 
 namespace recover {
 

@@ -6,10 +6,10 @@
 /// Threads  those of GTPROD, GTGPROD and GPROD
 #pragma once
 
+#include <velko/arrays/numbers.h>
+
 #include <span>
 #include <vector>
-
-#include "arrays/numbers.h"
 
 namespace recover {
 

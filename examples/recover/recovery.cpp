@@ -2,23 +2,23 @@
 
 #include <fmt/format.h>
 #include <fmt/os.h>
+#include <velko/files/active_cells.h>
+#include <velko/files/data_file.h>
+#include <velko/files/model_file.h>
+#include <velko/files/predicted_data.h>
+#include <velko/products/model_mapping.h>
+#include <velko/products/row_scaling.h>
+#include <velko/reports/reports.h>
+#include <velko/store/getpar.h>
+#include <velko/store/state.h>
 
 #include <cmath>
 #include <vector>
 
-#include "files/active_cells.h"
-#include "files/data_file.h"
-#include "files/model_file.h"
-#include "files/predicted_data.h"
-#include "products/model_mapping.h"
-#include "products/row_scaling.h"
 #include "recover/conjugate_gradients.h"
 #include "recover/cooling.h"
 #include "recover/model_weights.h"
 #include "recover/normal_equations.h"
-#include "reports/reports.h"
-#include "store/getpar.h"
-#include "store/state.h"
 
 namespace recover {
 

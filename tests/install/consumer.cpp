@@ -1,11 +1,13 @@
+#include <velko/arrays/floating_point_mode.h>
+#include <velko/reports/program_stop.h>
+#include <velko/store/state.h>
+#include <velko/wavelet/wtn_mod.h>
+
 #include <array>
 #include <cmath>
 #include <cstdio>
 
-#include "arrays/floating_point_mode.h"
-#include "reports/program_stop.h"
 #include "store/state.h"
-#include "wavelet/wtn_mod.h"
 
 /// A constant cube has all its energy in the smooth corner of its transform.
 int main() {
@@ -13,13 +15,14 @@ int main() {
   const velko::stop_or_done end = velko::run_until_stop([] {
     const std::array<velko::r8, 2> haar{std::sqrt(0.5), std::sqrt(0.5)};
     velko::SET_WTN_FILTER(haar, 2);
-    velko::owned_array3<velko::r8> cube(8, 8, 8);
+    constexpr int edge = consumer::cube_edge;
+    velko::owned_array3<velko::r8> cube(edge, edge, edge);
     for (velko::r8& value : cube) value = 1.0;
-    velko::WTN(cube.elements(), {8, 8, 8}, 1);
+    velko::WTN(cube.elements(), {edge, edge, edge}, 1);
     velko::r8 corner = 0, all = 0;
-    for (int l = 1; l <= 8; ++l)
-      for (int j = 1; j <= 8; ++j)
-        for (int i = 1; i <= 8; ++i) {
+    for (int l = 1; l <= edge; ++l)
+      for (int j = 1; j <= edge; ++j)
+        for (int i = 1; i <= edge; ++i) {
           const velko::r8 energy = cube(i, j, l) * cube(i, j, l);
           all += energy;
           if (i <= 2 && j <= 2 && l <= 2) corner += energy;
