@@ -6,29 +6,58 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdint>
+#include <mutex>
+#include <new>
 #include <utility>
 
 namespace velko {
 
+/// The addresses of one mapped file, as the handler of SIGBUS sees them.
+struct watched_range {
+  std::atomic<unsigned> version = 0;  // odd while the bounds change
+  std::atomic<std::byte*> begin = nullptr, end = nullptr;
+  std::atomic<bool> lost = false;  // set for good once a page of the file was gone
+  watched_range* next = nullptr;
+};
+
 namespace {
 
-// What the handler may look at. `lost` is set for good once a page of the file at hand was gone.
-std::atomic<std::byte*> watched_begin = nullptr, watched_end = nullptr;
-std::atomic<bool> lost = false;
+// A list that only grows, since the handler may walk it at any time: ranges of files that were given back serve others.
+std::atomic<watched_range*> first_range = nullptr;
+std::mutex ranges_change;
+int ranges_in_use = 0;
+bool handles_bus_errors = false;
 struct sigaction handler_before;
+const auto page_bytes = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
 
-std::byte* start_of_page(std::byte* at, std::uintptr_t page_bytes) {
-  return at - reinterpret_cast<std::uintptr_t>(at) % page_bytes;
+/// Whether the range holds the address. A range whose bounds change meanwhile is not in use, so it holds none.
+bool holds(const watched_range& range, const std::byte* at) {
+  const unsigned version = range.version.load();
+  const bool inside = range.begin.load() <= at && at < range.end.load();
+  return inside && version % 2 == 0 && range.version.load() == version;
 }
 
-/// Puts a page of zeros where a page of the file can't be had.
-bool replace_page(std::byte* at) {
-  if (at < watched_begin.load() || at >= watched_end.load()) return false;
-  const auto page_bytes = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-  lost = true;
-  return mmap(start_of_page(at, page_bytes), page_bytes, PROT_READ | PROT_WRITE,
-              MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) != MAP_FAILED;
+watched_range* range_of(const std::byte* at) {
+  watched_range* range = first_range.load();
+  while (range != nullptr && !holds(*range, at)) range = range->next;
+  return range;
+}
+
+/// Puts zeros where a page of the file can't be had, and over all that follows: a file that was cut short costs one fault,
+/// not one for each page. Async-signal-safe.
+bool replace_from(std::byte* at) {
+  watched_range* const range = range_of(at);
+  if (range == nullptr) return false;
+  range->lost = true;
+  std::byte* const page = at - reinterpret_cast<std::uintptr_t>(at) % page_bytes;
+  const auto length = static_cast<std::size_t>(range->end.load() - page);
+  if (mmap(page, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED, -1,
+           0) == MAP_FAILED)
+    return false;
+  madvise(page, length, MADV_HUGEPAGE);  // a refusal costs only time
+  return true;
 }
 
 /// The signal is held back until the handler returns, and then has its usual effect, whoever sent it.
@@ -38,8 +67,12 @@ void end_process_by(int number) {
 }
 
 void on_bus_error(int number, siginfo_t* info, void* context) {
+  const int errno_before = errno;
   const bool by_an_access = info->si_code > 0;  // and not sent by a process
-  if (by_an_access && replace_page(static_cast<std::byte*>(info->si_addr))) return;
+  if (by_an_access && replace_from(static_cast<std::byte*>(info->si_addr))) {
+    errno = errno_before;
+    return;
+  }
   if ((handler_before.sa_flags & SA_SIGINFO) != 0)
     handler_before.sa_sigaction(number, info, context);
   else if (handler_before.sa_handler != SIG_DFL && handler_before.sa_handler != SIG_IGN)
@@ -48,19 +81,65 @@ void on_bus_error(int number, siginfo_t* info, void* context) {
     end_process_by(number);
 }
 
-void watch(std::span<std::byte> bytes) {
-  lost = false;
-  watched_begin = bytes.data();
-  watched_end = bytes.data() + bytes.size();
+void handle_bus_errors() {
+  if (handles_bus_errors) return;
   struct sigaction handler {};
   handler.sa_sigaction = on_bus_error;
   handler.sa_flags = SA_SIGINFO;
-  sigaction(SIGBUS, &handler, &handler_before);
+  handles_bus_errors = sigaction(SIGBUS, &handler, &handler_before) == 0;
 }
 
-void end_watch() {
+/// Somebody else's handler that came later stays, and so does ours, to which it may lead.
+void handle_bus_errors_no_more() {
+  struct sigaction now {};
+  sigaction(SIGBUS, nullptr, &now);
+  if ((now.sa_flags & SA_SIGINFO) == 0 || now.sa_sigaction != on_bus_error) return;
   sigaction(SIGBUS, &handler_before, nullptr);
-  watched_begin = watched_end = nullptr;
+  handles_bus_errors = false;
+}
+
+void unblock_bus_errors() {
+  sigset_t bus_errors;
+  sigemptyset(&bus_errors);
+  sigaddset(&bus_errors, SIGBUS);
+  pthread_sigmask(SIG_UNBLOCK, &bus_errors, nullptr);
+}
+
+void set_bounds(watched_range& range, std::byte* begin, std::byte* end) {
+  ++range.version;
+  range.begin = begin;
+  range.end = end;
+  ++range.version;
+}
+
+/// Null where memory is refused.
+watched_range* free_range() {
+  for (watched_range* range = first_range.load(); range != nullptr; range = range->next)
+    if (range->begin.load() == nullptr) return range;
+  auto* range = new (std::nothrow) watched_range;
+  if (range == nullptr) return nullptr;
+  range->next = first_range.load();
+  first_range = range;
+  return range;
+}
+
+/// Null where memory is refused.
+watched_range* watch(std::span<std::byte> bytes) {
+  const std::lock_guard alone(ranges_change);
+  watched_range* const range = free_range();
+  if (range == nullptr) return nullptr;
+  range->lost = false;
+  set_bounds(*range, bytes.data(), bytes.data() + bytes.size());
+  ++ranges_in_use;
+  handle_bus_errors();
+  unblock_bus_errors();
+  return range;
+}
+
+void end_watch(watched_range& range) {
+  const std::lock_guard alone(ranges_change);
+  set_bounds(range, nullptr, nullptr);
+  if (--ranges_in_use == 0) handle_bus_errors_no_more();
 }
 
 bool same_file_state(const struct stat& a, const struct stat& b) {
@@ -72,40 +151,43 @@ bool same_file_state(const struct stat& a, const struct stat& b) {
 
 mapped_file& mapped_file::operator=(mapped_file&& other) noexcept {
   std::swap(bytes_, other.bytes_);
+  std::swap(watched_, other.watched_);
   std::swap(file_, other.file_);
   std::swap(at_first_, other.at_first_);
   return *this;
 }
 
 mapped_file::~mapped_file() {
-  if (bytes_.empty()) return;
-  end_watch();
-  munmap(bytes_.data(), bytes_.size());
-  close(file_);
+  if (watched_ != nullptr) end_watch(*watched_);
+  if (!bytes_.empty()) munmap(bytes_.data(), bytes_.size());
+  if (file_ >= 0) close(file_);
 }
 
 bool mapped_file::map(int file) {
-  if (watched_begin.load() != nullptr || fstat(file, &at_first_) != 0) return false;
-  if (!S_ISREG(at_first_.st_mode) || at_first_.st_size == 0) return false;
+  mapped_file whole;
+  if (!whole.map_new(file)) return false;
+  *this = std::move(whole);
+  return true;
+}
+
+bool mapped_file::map_new(int file) {
+  if (fstat(file, &at_first_) != 0 || !S_ISREG(at_first_.st_mode) || at_first_.st_size == 0) return false;
   const auto size = static_cast<std::size_t>(at_first_.st_size);
-  const int own = fcntl(file, F_DUPFD_CLOEXEC, 0);
-  if (own < 0) return false;
-  void* mapped = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_NORESERVE, own, 0);
-  if (mapped == MAP_FAILED) {
-    close(own);
-    return false;
-  }
+  file_ = fcntl(file, F_DUPFD_CLOEXEC, 0);
+  if (file_ < 0) return false;
+  void* mapped = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_NORESERVE, file_, 0);
+  if (mapped == MAP_FAILED) return false;
+  bytes_ = {static_cast<std::byte*>(mapped), size};
   // A file that is not in memory yet comes in huge pages then (docs/rows_in_place.md). A refusal costs only time.
   madvise(mapped, size, MADV_HUGEPAGE);
-  bytes_ = {static_cast<std::byte*>(mapped), size};
-  file_ = own;
-  watch(bytes_);
-  return true;
+  watched_ = watch(bytes_);
+  return watched_ != nullptr;
 }
 
 bool mapped_file::intact() const {
   struct stat now {};
-  return bytes_.empty() || (!lost.load() && fstat(file_, &now) == 0 && same_file_state(now, at_first_));
+  return bytes_.empty() ||
+         (!watched_->lost.load() && fstat(file_, &now) == 0 && same_file_state(now, at_first_));
 }
 
 }  // namespace velko

@@ -6,8 +6,10 @@
 ///          share it. One that is not there yet is asked for in huge pages. docs/rows_in_place.md holds the measurements
 /// Changes  the system shows what others do to the file later on. What is gone, because the file was cut short or its
 ///          device fails, reads as zeros here instead of ending the process by a signal. intact() tells
-/// Signals  SIGBUS is handled while a file is mapped; a fault elsewhere goes to the handler that stood before
-/// Limits   one mapped file in a process at a time, since a signal handler has to find it
+/// Signals  SIGBUS is handled while any file is mapped, and map() unblocks it in the calling thread: blocked it would end
+///          the process at the first page that is gone. Threads that were started before keep their masks. A fault
+///          elsewhere goes to the handler that stood before
+/// Threads  files may be mapped and given back in any thread; one object belongs to one thread at a time
 #pragma once
 
 #include <sys/stat.h>
@@ -18,6 +20,8 @@
 
 namespace velko {
 
+struct watched_range;
+
 class mapped_file {
  public:
   mapped_file() = default;
@@ -26,7 +30,7 @@ class mapped_file {
   ~mapped_file();
 
   /// Maps all bytes of an open file, which may be closed afterwards. False where the system can't (a pipe, an empty
-  /// file, no room in the address space, no file descriptor left) and while another file is mapped.
+  /// file, no room in the address space, no file descriptor left); the object is then what it was before.
   bool map(int file);
 
   std::span<std::byte> bytes() const { return bytes_; }
@@ -35,7 +39,10 @@ class mapped_file {
   bool intact() const;
 
  private:
+  bool map_new(int file);
+
   std::span<std::byte> bytes_;
+  watched_range* watched_ = nullptr;
   int file_ = -1;
   struct stat at_first_ {};
 };

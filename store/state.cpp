@@ -1,15 +1,12 @@
 #include "store/state.h"
 
-#include "wavelet/wtn_mod.h"
+#include "store/problem.h"
 
 namespace velko {
 
 void reset_state() {
-  mesh = {};
-  store = {};
-  survey = {};
-  cells = {};
-  run = {};
+  whole_state fresh;
+  exchange_shared_state(fresh);
   reset_WTN_MOD();
 }
 

@@ -4,6 +4,7 @@
 ///          order without the cells above the surface; the cube is walked like the mesh
 /// Letters  i along y, j along x, k down a column
 /// Start    every count 0, every array empty; reset_state() brings all of it back there
+/// Several  store/problem.h puts a problem of its own in the place of all this, and takes it out again
 /// Threads  written by the main thread before the products run; shared read-only inside them
 #pragma once
 

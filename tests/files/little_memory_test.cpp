@@ -10,6 +10,7 @@
 #include "reports/channel.h"
 #include "reports/program_stop.h"
 #include "store/state.h"
+#include "tests/support/fresh_problem.h"
 #include "tests/support/temporary_folder.h"
 
 #if !defined(VELKO_SANITIZED)
@@ -18,9 +19,6 @@ namespace {
 
 class LittleMemory : public testing::Test {
  protected:
-  void SetUp() override { reset_state(); }
-  void TearDown() override { reset_state(); }
-
   static void expect_report(i8 bytes, const std::function<void()>& reader, const std::string& label) {
     expect_end(bytes, reader, {stop_or_done::stopped, ""}, "\nMemory allocation error in: " + label + "\n\n");
   }
@@ -41,6 +39,7 @@ class LittleMemory : public testing::Test {
     EXPECT_EQ(log_capture.text, said);
   }
 
+  test::fresh_problem problem_;
   test::temporary_folder folder_;
 };
 

@@ -10,6 +10,7 @@
 #include "reports/channel.h"
 #include "reports/program_stop.h"
 #include "store/state.h"
+#include "tests/support/fresh_problem.h"
 #include "tests/support/temporary_folder.h"
 
 namespace velko::test {
@@ -55,11 +56,10 @@ inline void PrintTo(const outcome& o, std::ostream* out) {
 
 class text_reader : public testing::Test {
  protected:
-  void SetUp() override { reset_state(); }
-
   /// Writes the file and gives its name.
   std::string file(std::string_view bytes) { return folder_.write("input.txt", bytes); }
 
+  fresh_problem problem_;
   temporary_folder folder_;
   std::string name_ = folder_.path("input.txt");
 };

@@ -15,6 +15,7 @@
 #include "reports/program_stop.h"
 #include "store/state.h"
 #include "tests/support/entry.h"
+#include "tests/support/fresh_problem.h"
 #include "wavelet/wtn_mod.h"
 
 namespace velko::test {
@@ -32,14 +33,10 @@ inline values random_values(std::size_t n, unsigned seed = 1) {
 /// What an output holds beforehand, to see that it stays.
 constexpr r8 untouched = -99;
 
-/// Starts and ends with empty state and with the threads of the environment.
+/// Starts with empty state, leaves none behind, and ends with the threads of the environment.
 class products_test : public testing::Test {
  public:
-  products_test() { reset_state(); }
-  ~products_test() override {
-    reset_state();
-    omp_set_num_threads(threads_before_);
-  }
+  ~products_test() override { omp_set_num_threads(threads_before_); }
 
   static void set_haar() { SET_WTN_FILTER(values{std::sqrt(0.5), std::sqrt(0.5)}, 2); }
   static void set_daubechies_4() {
@@ -140,6 +137,7 @@ class products_test : public testing::Test {
     return row;
   }
 
+  fresh_problem problem_;
   int threads_before_ = omp_get_max_threads();
 };
 

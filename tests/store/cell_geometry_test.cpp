@@ -6,6 +6,7 @@
 
 #include "reports/program_stop.h"
 #include "store/state.h"
+#include "tests/support/fresh_problem.h"
 
 namespace velko {
 namespace {
@@ -15,7 +16,6 @@ constexpr i4 most = std::numeric_limits<i4>::max();
 class CellGeometry : public testing::Test {
  protected:
   void SetUp() override {
-    reset_state();
     mesh.ny = 2;
     mesh.nx = 3;
     mesh.nz = 4;
@@ -25,6 +25,9 @@ class CellGeometry : public testing::Test {
     return run_until_stop([] { check_cell_geometry(mesh.itop); });
   }
   static stop_or_done stop(const std::string& text) { return {stop_or_done::stopped, text}; }
+
+ private:
+  test::fresh_problem problem_;
 };
 
 TEST_F(CellGeometry, ColumnsMayBeAllAirOrHaveNone) {

@@ -9,6 +9,7 @@
 
 #include "reports/reports.h"
 #include "store/state.h"
+#include "tests/support/fresh_problem.h"
 #include "tests/support/little_memory.h"
 #include "tests/support/sensitivity_file.h"
 #include "tests/support/temporary_folder.h"
@@ -31,8 +32,6 @@ constexpr i4 most = std::numeric_limits<i4>::max();
 
 class Getpar : public testing::Test {
  protected:
-  void SetUp() override { reset_state(); }
-
   stop_or_done load(const sensitivity_file& file) { return load_bytes(file.bytes()); }
   stop_or_done load_bytes(const std::string& bytes) {
     name_ = folder_.write("velkosta.mtx", bytes);
@@ -57,6 +56,7 @@ class Getpar : public testing::Test {
     expect_read_error(file.bytes(), where);
   }
 
+  test::fresh_problem problem_;
   test::temporary_folder folder_;
   std::string name_, said_, logged_;
 };

@@ -8,9 +8,14 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
+#include <fstream>
 #include <optional>
+#include <sstream>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "arrays/numbers.h"
 #include "tests/support/temporary_folder.h"
@@ -19,6 +24,20 @@ namespace velko {
 namespace {
 
 constexpr std::size_t three_pages = 3 * 4096;
+
+/// Lines of /proc/self/maps that name a part of these addresses.
+int mappings_over(std::span<const std::byte> bytes) {
+  const auto first = reinterpret_cast<std::uintptr_t>(bytes.data()), last = first + bytes.size();
+  std::ifstream maps("/proc/self/maps");
+  int found = 0;
+  for (std::string line; std::getline(maps, line);) {
+    std::uintptr_t begin = 0, end = 0;
+    char dash = 0;
+    std::istringstream(line) >> std::hex >> begin >> dash >> end;
+    if (begin < last && first < end) ++found;
+  }
+  return found;
+}
 
 class MappedFile : public testing::Test {
  protected:
@@ -65,15 +84,74 @@ TEST_F(MappedFile, EmptyFilesAndPipesAreNotMapped) {
   EXPECT_TRUE(file_.intact());
 }
 
-TEST_F(MappedFile, SecondFileIsNotMappedWhileTheFirstIs) {
-  std::optional<mapped_file> first(std::move(file_));
-  const std::string name = folder_.write("file", "one");
-  const int file = open(name.c_str(), O_RDONLY | O_CLOEXEC);
-  EXPECT_TRUE(first->map(file));
-  EXPECT_FALSE(file_.map(file));
-  first.reset();
-  EXPECT_TRUE(file_.map(file));
-  close(file);
+TEST_F(MappedFile, MappedFileGivesWayToTheNext) {
+  ASSERT_TRUE(map_bytes("one"));
+  ASSERT_TRUE(map(folder_.write("other", "two")));
+  EXPECT_EQ(at(0), 't');
+  EXPECT_FALSE(map(folder_.write("empty", "")));
+  EXPECT_EQ(at(0), 't');
+}
+
+/// Files side by side: in places of others that were given back, and moved about.
+class MappedFiles : public testing::Test {
+ protected:
+  std::string name(std::size_t i) const { return folder_.path(std::to_string(i)); }
+  mapped_file mapped(std::size_t i) const {
+    folder_.write(std::to_string(i), std::string(three_pages, static_cast<char>('a' + i)));
+    mapped_file made;
+    const int file = open(name(i).c_str(), O_RDONLY | O_CLOEXEC);
+    EXPECT_TRUE(made.map(file));
+    close(file);
+    return made;
+  }
+
+  test::temporary_folder folder_;
+};
+
+TEST_F(MappedFiles, OnlyTheOneThatWasCutReadsAsZerosAndIsTold) {
+  std::vector<mapped_file> files;
+  for (std::size_t i = 0; i < 9; ++i) files.push_back(mapped(i));
+  files.erase(files.begin() + 4);
+  files.push_back(mapped(9));
+  std::filesystem::resize_file(name(9), 4096);
+  std::filesystem::resize_file(name(2), 0);
+  for (const mapped_file& file : files) {
+    const auto last = static_cast<char>(file.bytes()[three_pages - 1]);
+    const bool cut = &file == &files[2] || &file == &files.back();
+    EXPECT_EQ(last == '\0', cut);
+    EXPECT_EQ(file.intact(), !cut);
+  }
+}
+
+TEST_F(MappedFiles, AddressesOfAFileThatWasGivenBackAreLookedAfterNoMore) {
+  std::optional<mapped_file> first(mapped(0));
+  const mapped_file second = mapped(1);
+  auto* const at = reinterpret_cast<volatile char*>(first->bytes().data());
+  EXPECT_EXIT(
+      {
+        const int file = open(name(0).c_str(), O_RDONLY | O_CLOEXEC);
+        first.reset();
+        void* same = mmap(const_cast<char*>(at), 4096, PROT_READ, MAP_SHARED | MAP_FIXED, file, 0);
+        std::filesystem::resize_file(name(0), 0);
+        static_cast<void>(same == const_cast<char*>(at) && at[0] == 'a');
+      },
+      testing::KilledBySignal(SIGBUS), "");
+}
+
+TEST_F(MappedFiles, ThreadsMapAndLoseTheirsAtOnce) {
+  std::vector<std::thread> threads;
+  std::atomic<int> right = 0;
+  for (std::size_t i = 0; i < 4; ++i)
+    threads.emplace_back([&, i] {
+      for (int turn = 0; turn < 50; ++turn) {
+        const mapped_file file = mapped(i);
+        std::filesystem::resize_file(name(i), 4096);
+        const auto at = [&](std::size_t p) { return static_cast<char>(file.bytes()[p]); };
+        if (at(0) == static_cast<char>('a' + i) && at(three_pages - 1) == '\0' && !file.intact()) ++right;
+      }
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(right, 4 * 50);
 }
 
 TEST_F(MappedFile, WithoutAFileDescriptorOfItsOwnAFileIsNotMapped) {
@@ -97,6 +175,27 @@ TEST_F(MappedFile, PartThatWasCutOffReadsAsZerosAndIsTold) {
   EXPECT_EQ(at(4096), '\0');
   EXPECT_EQ(at(three_pages - 1), '\0');
   EXPECT_FALSE(file_.intact());
+}
+
+TEST_F(MappedFile, FirstFaultPutsOneMappingOfZerosOverAllThatIsGone) {
+  ASSERT_TRUE(map_bytes(std::string(100 * 4096, 'x')));
+  std::filesystem::resize_file(name_, 40 * 4096);
+  EXPECT_EQ(at(70 * 4096), '\0');
+  EXPECT_EQ(mappings_over(file_.bytes()), 2);
+  EXPECT_EQ(at(40 * 4096), '\0');
+  EXPECT_EQ(at(40 * 4096 - 1), 'x');
+  EXPECT_EQ(mappings_over(file_.bytes()), 2);
+}
+
+TEST_F(MappedFile, BusErrorsThatTheProcessBlocksAreUnblocked) {
+  sigset_t bus_errors, before;
+  sigemptyset(&bus_errors);
+  sigaddset(&bus_errors, SIGBUS);
+  pthread_sigmask(SIG_BLOCK, &bus_errors, &before);
+  ASSERT_TRUE(map_bytes(std::string(three_pages, 'x')));
+  std::filesystem::resize_file(name_, 4096);
+  EXPECT_EQ(at(4096), '\0');
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 TEST_F(MappedFile, CutIsToldEvenIfTheFileGetsItsLengthAndTimeBack) {
@@ -163,6 +262,17 @@ class MappedFileBesideAnotherHandler : public MappedFile {
 TEST_F(MappedFileBesideAnotherHandler, HandlerStandsAgainAfterwards) {
   ASSERT_TRUE(map_bytes("sensitivity"));
   EXPECT_FALSE(other_handler_stands());
+  mapped_file second = std::move(file_);
+  EXPECT_FALSE(other_handler_stands());
+  second = mapped_file();
+  EXPECT_TRUE(other_handler_stands());
+}
+
+TEST_F(MappedFileBesideAnotherHandler, HandlerThatCameLaterStays) {
+  struct sigaction before {};
+  sigaction(SIGBUS, &before_, &before);
+  ASSERT_TRUE(map_bytes("sensitivity"));
+  sigaction(SIGBUS, &before, nullptr);
   file_ = mapped_file();
   EXPECT_TRUE(other_handler_stands());
 }

@@ -4,6 +4,7 @@
 
 #include "reports/channel.h"
 #include "store/state.h"
+#include "tests/support/fresh_problem.h"
 #include "tests/support/sensitivity_file.h"
 #include "tests/support/temporary_folder.h"
 
@@ -15,10 +16,10 @@ using testing::IsEmpty;
 
 class MeshBlock : public testing::Test {
  protected:
-  void SetUp() override { reset_state(); }
   void open_record(const std::vector<r8>& values) {
     ASSERT_TRUE(in_.open(folder_.write("mesh", test::framed(test::bytes_of(values)))));
   }
+  test::fresh_problem problem_;
   test::temporary_folder folder_;
   record_reader in_;
 };

@@ -8,6 +8,7 @@
 
 #include "store/getpar.h"
 #include "store/state.h"
+#include "tests/support/fresh_problem.h"
 #include "tests/velkmtx/companion.h"
 
 namespace velko {
@@ -46,7 +47,9 @@ class MakeCommand : public test::companion {
     reset_state();
     getpar(folder.path(name));
   }
-  ~MakeCommand() override { reset_state(); }
+
+ private:
+  test::fresh_problem problem_;
 };
 
 TEST_F(MakeCommand, OverATerrainBothFormsHoldWhatAnIndependentJudgeComputes) {

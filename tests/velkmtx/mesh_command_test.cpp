@@ -4,6 +4,7 @@
 
 #include "files/mesh_file.h"
 #include "store/state.h"
+#include "tests/support/fresh_problem.h"
 #include "tests/velkmtx/companion.h"
 
 namespace velko {
@@ -24,13 +25,15 @@ constexpr auto hillside =
 class MeshCommand : public test::companion {
  protected:
   MeshCommand() { folder.write("loc", hillside); }
-  ~MeshCommand() override { reset_state(); }
 
   void make(const std::string& options) const {
     output_of("mesh made.mesh " + options);
     reset_state();
     read_mesh_file(folder.path("made.mesh"));
   }
+
+ private:
+  test::fresh_problem problem_;
 };
 
 TEST_F(MeshCommand, CoreCoversTheStationsInWholeCells) {

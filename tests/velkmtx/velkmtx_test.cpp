@@ -11,6 +11,7 @@
 
 #include "store/getpar.h"
 #include "store/state.h"
+#include "tests/support/fresh_problem.h"
 #include "tests/support/temporary_folder.h"
 
 namespace velko {
@@ -380,7 +381,7 @@ TEST_F(Velkmtx, FileInTheDocumentationIsTheOneItWrites) {
 
 TEST_F(Velkmtx, FileIsLoadedByTheLibrary) {
   ASSERT_EQ(run("make mesh null loc g.mtx").status, 0);
-  reset_state();
+  const test::fresh_problem problem;
   getpar(folder.path("g.mtx"));
   EXPECT_EQ(store.ndata_mtx, 5);
   EXPECT_EQ(store.ncol, 135);
@@ -390,7 +391,6 @@ TEST_F(Velkmtx, FileIsLoadedByTheLibrary) {
   EXPECT_EQ(mesh.nz, 9);
   EXPECT_EQ(mesh.ztop, 12.5);
   EXPECT_EQ(store.ncube, 8 * 4 * 16);
-  reset_state();
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "reports/channel.h"
 #include "reports/program_stop.h"
 #include "store/state.h"
+#include "tests/support/fresh_problem.h"
 #include "tests/support/sensitivity_file.h"
 #include "tests/support/temporary_folder.h"
 
@@ -20,7 +21,6 @@ using test::sensitivity_file;
 class Log : public testing::Test {
  protected:
   void SetUp() override {
-    reset_state();
     std::filesystem::current_path(folder_.path());
     folder_.write("velkosta.mtx", sensitivity_file(1, 2, 2).itop({1, 0}).haar().row({{1, 1.0F}}).bytes());
     folder_.write("loc", "65 -12.5 54321\n90 0 1\n1\n1 2 3\n");
@@ -39,6 +39,7 @@ class Log : public testing::Test {
     logged_ = log_capture.text;
   }
 
+  test::fresh_problem problem_;
   test::temporary_folder folder_;
   std::string said_, logged_;
 };
