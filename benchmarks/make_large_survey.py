@@ -47,8 +47,9 @@ def read_records(name):
 
 def repeat_rows(source, target, size):
     """Writes `source` with its rows repeated in their order until `target` has the size; gives their number."""
-    records = read_records(source)
-    head, rows, gdiag = records[:6], records[6:-1], records[-1]
+    records = read_records(source)  # behind gdiag: the provenance of the source, which the target has not
+    ndata = int.from_bytes(records[0][4:8], "little")
+    head, rows, gdiag = records[:6], records[6:6 + ndata], records[6 + ndata]
     count = size // (sum(map(len, rows)) // len(rows))
     sizes = np.frombuffer(head[0][4:-4], dtype="<i4").copy()
     sizes[0] = count

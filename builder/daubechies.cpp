@@ -141,4 +141,10 @@ std::vector<r8> wavelet_filter(std::string_view name) {
   return name.front() == 'd' ? daubechies_filter(n) : symlet_filter(n);
 }
 
+std::string_view wavelet_name(const std::vector<r8>& wfilter) {
+  for (const std::string_view name : wavelet_names)
+    if (wavelet_filter(name) == wfilter) return name;
+  return {};
+}
+
 }  // namespace velko

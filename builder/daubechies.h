@@ -32,4 +32,7 @@ inline constexpr std::array<std::string_view, 9> wavelet_names{"haar", "d4", "d6
 /// The filter of a name out of wavelet_names.
 std::vector<r8> wavelet_filter(std::string_view name);
 
+/// The name of a filter that has one; empty for others.
+std::string_view wavelet_name(const std::vector<r8>& wfilter);
+
 }  // namespace velko

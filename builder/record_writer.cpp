@@ -13,6 +13,17 @@ void record_writer::write(std::initializer_list<bytes_view> pieces) {
   close_segment();
 }
 
+void record_writer::copy(bytes_view bytes) {
+  out_.write(bytes);
+  sum_.add(bytes);
+}
+
+std::uint64_t record_writer::end_stretch() {
+  const std::uint64_t sum = sum_.value();
+  sum_.restart();
+  return sum;
+}
+
 void record_writer::put(bytes_view piece) {
   while (!piece.empty()) {
     if (segment_left_ == 0) {
@@ -21,7 +32,7 @@ void record_writer::put(bytes_view piece) {
       open_segment();
     }
     const bytes_view part = piece.first(std::min(piece.size(), static_cast<std::size_t>(segment_left_)));
-    out_.write(part);
+    copy(part);
     segment_left_ -= static_cast<i8>(part.size());
     piece = piece.subspan(part.size());
   }
@@ -32,11 +43,11 @@ void record_writer::open_segment() {
   segment_left_ = segment_length_;
   record_left_ -= segment_length_;
   const bool another_follows = record_left_ > 0;
-  out_.write(bytes_of(static_cast<i4>(another_follows ? -segment_length_ : segment_length_)));
+  copy(bytes_of(static_cast<i4>(another_follows ? -segment_length_ : segment_length_)));
 }
 
 void record_writer::close_segment() {
-  out_.write(bytes_of(static_cast<i4>(first_ ? segment_length_ : -segment_length_)));
+  copy(bytes_of(static_cast<i4>(first_ ? segment_length_ : -segment_length_)));
 }
 
 }  // namespace velko

@@ -6,6 +6,7 @@
 ///          model are shared
 #pragma once
 
+#include <cmath>
 #include <optional>
 #include <span>
 #include <vector>
@@ -31,6 +32,8 @@ class row_maker {
   std::span<const r8> row() const { return row_; }
   r8 norm2() const { return norm2_; }
   r8 loss2() const { return loss2_; }
+  /// The 2-norm of what the row lost, relative.
+  r8 loss() const { return norm2_ > 0.0 ? std::sqrt(loss2_ / norm2_) : 0.0; }
   r8 trial_datum() const { return trial_datum_; }
   r8 trial_loss() const { return trial_loss_; }
 

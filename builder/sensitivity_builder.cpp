@@ -8,6 +8,9 @@
 #include <cmath>
 #include <memory>
 
+#include "builder/daubechies.h"
+#include "builder/diagonal.h"
+#include "builder/program_version.h"
 #include "builder/record_writer.h"
 #include "builder/row_maker.h"
 #include "builder/rows_in_order.h"
@@ -29,7 +32,7 @@ class row_account {
     loss2_ += row.loss2();
     trial2_ += row.trial_datum() * row.trial_datum();
     trial_loss2_ += row.trial_loss() * row.trial_loss();
-    if (row.norm2() > 0.0) largest_loss_ = std::max(largest_loss_, std::sqrt(row.loss2() / row.norm2()));
+    largest_loss_ = std::max(largest_loss_, row.loss());
   }
 
   row_statistics statistics() {
@@ -51,32 +54,21 @@ class row_account {
   r8 norm2_ = 0, loss2_ = 0, largest_loss_ = 0, trial2_ = 0, trial_loss2_ = 0;
 };
 
-/// gdiag in pieces, so that several rows can be added at once, each to another piece.
-class diagonal {
- public:
-  explicit diagonal(i8 ncol) : sum_(ncol) {}
-
-  i4 pieces() const { return static_cast<i4>((sum_.size() + cells_in_piece - 1) / cells_in_piece); }
-  std::span<const r8> elements() const { return sum_.elements(); }
-
-  void add(std::span<const r8> row, i4 piece) {
-    const i8 begin = piece * cells_in_piece, end = std::min(begin + cells_in_piece, sum_.size());
-    const r8* g = row.data();
-    r8* sum = sum_.data();
-    for (i8 c = begin; c < end; ++c) sum[c] += g[c] * g[c];
-  }
-
- private:
-  static constexpr i8 cells_in_piece = i8{1} << 16;
-  owned_array1<r8> sum_;
-};
-
 void make_row(row_maker& maker, i4 datum) {
   try {
     maker.make(datum);
   } catch (const value_too_large& failure) {
     stop_program(fmt::format("datum {}: {}", datum, failure.what()));
   }
+}
+
+void write_end(record_writer& out, provenance& made, diagonal& gdiag) {
+  write_diagonal(out, gdiag.finish());
+  made.end_stretch(out);
+  if (made.is_part())
+    for (const std::span<const r8> sums : gdiag.blocks_begun()) write_diagonal(out, sums);
+  made.end_stretch(out);
+  write_provenance(out, made);
 }
 
 /// The transform is told the filter, where there is one.
@@ -98,34 +90,53 @@ i8 memory_for(const mesh_state& m, const matrix_form& form, i4 stored, int threa
   const i8 planes = i8{2} * (m.nx + 1) * (m.nz + 8) * 2;  // distances and faces on two planes of nodes
   const i8 elements = ncol + planes + (form.compressed() ? ncube + ncube / 2 : 0);
   const i8 record = i8{stored} * (form.compressed() ? 8 : 4);
-  return threads * (8 * elements + record) + 3 * 8 * ncol;
+  return threads * (8 * elements + record) + 4 * 8 * ncol;
+}
+
+std::string settings_of(const matrix_form& form) {
+  std::string lines = fmt::format("program {}\n", program_version);
+  if (form.compressed())
+    lines += fmt::format("wavelet {}\ntolerance {}\n", wavelet_name(form.wfilter), form.tolerance);
+  else
+    lines += "dense\n";
+  if (form.weights.kind == weighting::none) return lines + "weights none\n";
+  lines += fmt::format("weights depth\nbeta {}\n", form.weights.beta);
+  return form.weights.z0 ? lines + fmt::format("z0 {}\n", *form.weights.z0) : lines;
 }
 
 row_statistics write_sensitivity(output_file& file, const mesh_state& m, const survey_state& s,
-                                 const matrix_form& form, const std::function<void(i4)>& row_is_written) {
+                                 const matrix_form& form, const row_range& rows,
+                                 const std::function<void(i4)>& row_is_written) {
   set_filter(form);
   const owned_array1<r8> wtz = cell_weights(m, s, form.weights);
   const owned_array1<r8> trial = trial_model(m, wtz.elements());
   record_writer out(file);
-  write_geometry(out, m, s.ndata, form.wfilter, cube_around(m.ny, m.nx, m.nz), form.weights.kind,
+  provenance made;
+  made.origin = origin_of(settings_of(form), m, s, form.weights.kind, wtz.elements());
+  made.rows = rows;
+  made.stations = stations_of(s, rows);
+  write_geometry(out, m, rows.count(), form.wfilter, cube_around(m.ny, m.nx, m.nz), form.weights.kind,
                  wtz.elements());
+  made.end_stretch(out);
 
   std::vector<std::unique_ptr<row_maker>> makers;  // one for each thread
-  for (int thread = 0; thread < std::min(omp_get_max_threads(), s.ndata); ++thread)
+  for (int thread = 0; thread < std::min(omp_get_max_threads(), rows.count()); ++thread)
     makers.push_back(std::make_unique<row_maker>(m, s, form, wtz.elements(), trial.elements()));
   const auto maker_of = [&](int thread) -> row_maker& { return *makers[static_cast<std::size_t>(thread)]; };
   row_account account;
-  diagonal gdiag(wtz.size());
-  const auto make = [&](i4 row, int thread) { make_row(maker_of(thread), row + 1); };
+  diagonal gdiag(wtz.size(), rows, made.is_part());
+  const auto make = [&](i4 row, int thread) { make_row(maker_of(thread), rows.first + row); };
   const auto pass = [&](i4 stage, i4 row, int thread) {
-    const row_maker& made = maker_of(thread);
-    if (stage > 0) return gdiag.add(made.row(), stage - 1);
-    write_row(out, made.payload());
-    account.add(made);
+    const row_maker& row_made = maker_of(thread);
+    if (stage > 0) return gdiag.add(rows.first + row, row_made.row(), stage - 1);
+    write_row(out, row_made.payload());
+    made.end_stretch(out);
+    made.loss.push_back(row_made.loss());
+    account.add(row_made);
     row_is_written(row + 1);
   };
-  rows_in_order(s.ndata, static_cast<int>(makers.size()), 1 + gdiag.pieces(), make, pass);
-  write_diagonal(out, gdiag.elements());
+  rows_in_order(rows.count(), static_cast<int>(makers.size()), 1 + gdiag.pieces(), make, pass);
+  write_end(out, made, gdiag);
   return account.statistics();
 }
 

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "builder/daubechies.h"
+#include "builder/repeated_fault.h"
 #include "reports/reports.h"
 #include "store/cell_geometry.h"
 #include "store/record_reader.h"
@@ -18,17 +19,6 @@
 namespace velko {
 
 namespace {
-
-/// Faults of one kind, of which the first speaks for all.
-struct repeated_fault {
-  std::string first;
-  i8 count = 0;
-
-  template <class... values>
-  void note(fmt::format_string<values...> words, values&&... v) {
-    if (count++ == 0) first = fmt::format(words, std::forward<values>(v)...);
-  }
-};
 
 i8 at_least_0(i8 n) {
   return std::max(n, i8{0});
@@ -42,6 +32,10 @@ class scanner {
     const std::string name(without_trailing_blanks(file_name));
     if (!std::filesystem::is_regular_file(name)) stop_program("velkmtx: " + name + " is not a regular file");
     found_.bytes = static_cast<i8>(std::filesystem::file_size(name));
+    provenance_reading reading = read_provenance(file_name);
+    found_.made = std::move(reading.found);
+    ends_with_provenance_ = found_.made || reading.damaged;
+    if (reading.damaged) fault("the provenance behind record 8 is not what was written");
   }
 
   sensitivity_contents scan() {
@@ -55,10 +49,7 @@ class scanner {
   void fault(fmt::format_string<values...> words, values&&... v) {
     found_.faults.push_back(fmt::format(words, std::forward<values>(v)...));
   }
-  void fault(const repeated_fault& f) {
-    if (f.count == 1) fault("{}", f.first);
-    if (f.count > 1) fault("{}; {} more like it", f.first, f.count - 1);
-  }
+  void fault(const repeated_fault& f) { f.tell(found_.faults); }
 
   // Records. `record_` is the one at hand, by name; false means that the file can't be read any further.
 
@@ -261,14 +252,16 @@ class scanner {
     return true;
   }
 
+  /// What follows the last record may be velkmtx's own account of the file, to the last byte.
   bool end_of_file() {
-    if (!in_.at_end()) fault("bytes follow the last record");
+    if (!ends_with_provenance_ && !in_.at_end()) fault("bytes follow the last record");
     return true;
   }
 
   record_reader in_;
   sensitivity_contents found_;
   std::string record_;
+  bool ends_with_provenance_ = false;
   i8 ncube_ = std::numeric_limits<i4>::max();  // what idx can reach at most while the cube does not say
   std::vector<i4> idx_;
   std::vector<r4> val_;

@@ -10,12 +10,14 @@
 #pragma once
 
 #include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "arrays/numbers.h"
 #include "builder/cube_size.h"
+#include "builder/provenance.h"
 
 namespace velko {
 
@@ -44,6 +46,8 @@ struct sensitivity_contents {
   extremes<r8> wtz, gdiag;
   std::vector<i4> nnz;  // entries of each row
   extremes<r4> values;  // of the entries of G, as the file has them
+
+  std::optional<provenance> made;  // where velkmtx left its account of it
 
   bool complete = false;
   std::vector<std::string> faults;

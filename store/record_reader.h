@@ -29,7 +29,8 @@ class record_reader {
   ~record_reader();
 
   /// Opens an existing file for reading; its name is used up to the last non-blank. False if that fails for any reason.
-  bool open(std::string_view file_name);
+  /// The first record is the one that begins so many bytes into the file.
+  bool open(std::string_view file_name, i8 begin = 0);
 
   bool begin_record();
   bool end_record();

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "builder/program_version.h"
 #include "reports/channel.h"
 #include "reports/program_stop.h"
 
@@ -92,7 +93,7 @@ int run(const task& chosen) {
 int velkmtx(int argc, const char* const* argv) {
   CLI::App app(what_it_does, "velkmtx");
   app.footer(where_to_look);
-  app.set_version_flag("--version", "velkmtx, VELKO 5.0");
+  app.set_version_flag("--version", program_version);
   app.failure_message(words_of_error);
   app.require_subcommand(0, 1);
   task chosen;

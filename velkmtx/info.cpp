@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -62,10 +63,45 @@ std::string rows_text(const sensitivity_contents& c) {
                      100 * kept / dense, 100 * (8 * kept + 4 * rows) / (4 * dense));
 }
 
+/// "program velkmtx, VELKO 5.0; wavelet d4; tolerance 0.001; weights none"
+std::string in_one_line(std::string settings) {
+  if (settings.ends_with('\n')) settings.pop_back();
+  for (std::size_t at = settings.find('\n'); at != settings.npos; at = settings.find('\n'))
+    settings.replace(at, 1, "; ");
+  return settings;
+}
+
+std::string stations_text(const survey_state& s) {
+  const std::string direction =
+      s.idir == 0 ? "one for each datum" : fmt::format("inclination {}, declination {}", s.aincl, s.adecl);
+  return fmt::format("field    inclination {}, declination {}, {} nT\nmeasured {}\n", s.incl, s.decl,
+                     s.geomag, direction);
+}
+
+template <class values>
+auto range_of(const values& all) {
+  extremes<r8> range;
+  for (const r8 v : all) range.note(v);
+  return range;
+}
+
+std::string provenance_text(const std::optional<provenance>& made) {
+  if (!made) return {};
+  const survey_state& s = made->stations;
+  const std::string part = made->is_part() ? fmt::format("part     rows {} to {} of {}\n", made->rows.first,
+                                                         made->rows.last, made->origin.ndata)
+                                           : std::string();
+  const extremes<r8> loss = range_of(made->loss);
+  return fmt::format("made     {}\n", in_one_line(made->origin.settings)) + part + stations_text(s) +
+         fmt::format("stations x {}, y {}, z {}\n", range_text(range_of(s.xobs)),
+                     range_text(range_of(s.yobs)), range_text(range_of(s.zobs))) +
+         fmt::format("loss     of a row, relative to its norm: {}\n", range_text(loss));
+}
+
 std::string contents_text(const std::string& name, const sensitivity_contents& c) {
   return fmt::format("{}: {} data x {} cells, {}, {}\n", name, c.ndata_mtx, c.ncol,
                      c.compressed() ? "compressed" : "dense", size_text(static_cast<r8>(c.bytes))) +
-         mesh_text(c) + surface_text(c) + filter_text(c) +
+         provenance_text(c.made) + mesh_text(c) + surface_text(c) + filter_text(c) +
          fmt::format("weights  wtz_kind {}, {}\n", c.wtz_kind, range_text(c.wtz)) + rows_text(c) +
          fmt::format("G        {}{}\n", range_text(c.values), c.compressed() ? ", transformed" : "") +
          fmt::format("gdiag    {}", range_text(c.gdiag));

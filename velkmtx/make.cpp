@@ -125,7 +125,7 @@ int write_file(const make_options& options, const matrix_form& form) {
   const interruption signals;
   output_file file(options.output_file);
   progress_line progress(survey.ndata, options.quiet);
-  const row_statistics rows = write_sensitivity(file, mesh, survey, form, [&](i4 done) {
+  const row_statistics rows = write_sensitivity(file, mesh, survey, form, {1, survey.ndata}, [&](i4 done) {
     signals.look();
     progress.show(done);
   });

@@ -7,6 +7,7 @@ matrices from its definition, the filter from PyWavelets' tables; from velkmtx o
 of the cells, and not close by.
 """
 
+import struct
 import sys
 
 import numpy as np
@@ -155,7 +156,29 @@ class Judge:
 
     def diagonal_and_end(self, file, stored_rows):
         np.testing.assert_allclose(file.read_reals("<f8"), (stored_rows**2).sum(axis=0), rtol=1e-9, atol=1e-20)
-        assert not file._fp.read(1)
+        self.provenance(file)
+
+    def provenance(self, file):
+        """Two records behind the last: what the file was made of, and where its rows are."""
+        count = len(self.positions)
+        origin = file.read_record("u1").tobytes()
+        begin, _, magic = struct.unpack("<qQ8s", file.read_record("u1").tobytes())
+        assert magic == b"velkmtx1" and not file._fp.read(1)
+        length = struct.unpack_from("<5i", origin)[4]
+        assert struct.unpack_from("<5i", origin) == (1, 1, count, count, length)
+        assert origin[20 : 20 + length].startswith(b"program velkmtx, ")
+        at = 20 + length + 4 * 8
+        idir = struct.unpack_from("<i", origin, at + 40)[0]
+        np.testing.assert_array_equal(np.frombuffer(origin, "<f8", 3, at), self.field[:3])
+        places = np.frombuffer(origin, "<f8", 3 * count, at + 44).reshape(3, count).T
+        np.testing.assert_array_equal(places, self.positions)
+        at += 44 + 8 * count * (5 if idir == 0 else 3)
+        begins = np.frombuffer(origin, "<i8", count + 4, at)
+        assert begins[0] == 0 and begins[-1] == begins[-2] == begin and np.all(np.diff(begins[:-1]) > 0)
+        assert len(origin) == at + 8 * (count + 4) + 8 * (count + 3) + 8 * count
+        for first, last in zip(begins[1 : count + 1], begins[2 : count + 2]):  # each row is one record
+            file._fp.seek(first)
+            assert struct.unpack("<i", file._fp.read(4))[0] == last - first - 8
 
     def dense(self, name):
         file = FortranFile(name, "r", "<u4")

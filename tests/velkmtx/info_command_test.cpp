@@ -95,7 +95,7 @@ using CheckCommand = InfoCommand;
 TEST_F(CheckCommand, FilesOfMakeHaveNoFaults) {
   for (const char* form : {"--dense", "--wavelet haar", "--wavelet d12 --tolerance 0.1"}) {
     output_of(std::string("make mesh null loc g.mtx ") + form);
-    EXPECT_EQ(output_of("check g.mtx"), "g.mtx: no faults\n");
+    EXPECT_EQ(output_of("check g.mtx"), "g.mtx: no faults, and every byte is as it was written\n");
   }
 }
 
@@ -113,6 +113,48 @@ TEST_F(CheckCommand, FileThatCannotBeOpenedIsToldOnTheErrorStream) {
   expect_error("check", 2, "velkmtx check: FILE is required; see velkmtx check --help\n");
   expect_error("check none", 1, "velkmtx: ERROR: sensitivity file not found: none\n");
   expect_error("check /dev/zero", 1, "velkmtx: /dev/zero is not a regular file\n");
+}
+
+TEST_F(CheckCommand, LocationFileOfTheSurveyBelongsToTheFile) {
+  output_of("make mesh null loc g.mtx");
+  EXPECT_EQ(output_of("check g.mtx loc"),
+            "g.mtx: no faults, every byte is as it was written, and it belongs to loc\n");
+  folder.write("other", "62 -4 52000\n62 -4 1\n3\n0 0 5\n10 4 5\n-20 5 9\n");
+  const test::program_run run = velkmtx("check g.mtx other");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "other: datum 2 lies at (10, 4, 5); the file was made for (10, 3, 5)\n");
+}
+
+TEST_F(CheckCommand, WithoutProvenanceTheNumberOfDataIsCompared) {
+  write(sensitivity_file().haar().row({}).row({}).row({}));
+  EXPECT_EQ(output_of("check g.mtx"),
+            "g.mtx: no faults; no provenance, so nobody can tell whether values have changed\n");
+  EXPECT_EQ(output_of("check g.mtx loc"),
+            "g.mtx: no faults; no provenance, so of loc nothing but the number of data is compared\n");
+  write(sensitivity_file().haar().row({}));
+  EXPECT_EQ(velkmtx("check g.mtx loc").out, "loc: 3 data; the file was made for 1\n");
+}
+
+TEST_F(CheckCommand, ValueThatChangedIsFound) {
+  output_of("make mesh null loc g.mtx --dense");
+  std::string bytes = folder.read("g.mtx");
+  bytes[bytes.size() / 3] ^= 1;
+  folder.write("g.mtx", bytes);
+  const test::program_run run = velkmtx("check g.mtx");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.out, testing::MatchesRegex("g.mtx: .* is not what was written: its checksum differs\n"));
+}
+
+TEST_F(InfoCommand, TellsHowAndForWhatTheFileWasMade) {
+  output_of("make mesh null loc g.mtx --wavelet d6 --tolerance 0.01 --weights depth --z0 3");
+  EXPECT_THAT(
+      output_of("info g.mtx"),
+      HasSubstr(
+          "\nmade     program velkmtx, VELKO 5.0; wavelet d6; tolerance 0.01; weights depth; beta 3; z0 3\n"
+          "field    inclination 62, declination -4, 52000 nT\n"
+          "measured inclination 62, declination -4\n"
+          "stations x from -20 to 10, y from 0 to 5, z from 5 to 9\n"
+          "loss     of a row, relative to its norm: from 0.00"));
 }
 
 }  // namespace
