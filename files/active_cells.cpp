@@ -63,10 +63,11 @@ void number_column(std::span<i4> column, i4 above, cell_counts& count) {
 
 cell_counts number_cells(array2<const i4> itop) {
   cell_counts count;
+  if (has_no_cells()) return count;
   std::span<i4> left = cells.cell_map.elements();
   for (i4 i = 1; i <= mesh.ny; ++i)
     for (i4 j = 1; j <= mesh.nx; ++j) {
-      const auto column = left.first(static_cast<std::size_t>(std::max(mesh.nz, 0)));
+      const auto column = left.first(static_cast<std::size_t>(mesh.nz));
       number_column(column, itop(i, j), count);
       left = left.subspan(column.size());
     }
@@ -128,13 +129,12 @@ void read_active_file(std::string_view file_name, array3<i4> act) {
 /// The activities are read into cell_map itself and become its entries in place: the largest array of the
 /// file layer exists once, not twice.
 void get_active_cells(std::string_view file_name, array2<const i4> itop) {
-  check_cell_geometry(itop);
   allocate_or_report("get_active_cells",
                      [] { cells.cell_map = owned_array3<i4>(mesh.nz, mesh.nx, mesh.ny); });
-  if (names_no_file(file_name))
-    std::fill(cells.cell_map.begin(), cells.cell_map.end(), active);
-  else
-    read_active_file(file_name, cells.cell_map);
+  const bool has_file = !names_no_file(file_name);
+  if (has_file) read_active_file(file_name, cells.cell_map);
+  check_cell_geometry(itop);  // not before: what is wrong with the file is told first
+  if (!has_file) std::fill(cells.cell_map.begin(), cells.cell_map.end(), active);
   set_counts(number_cells(itop), itop);
   log_counts();
   if (cells.ncell == 0) report_and_stop({"ERROR: all cells are inactive."});

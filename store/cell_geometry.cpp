@@ -19,19 +19,23 @@ bool product_fits(i4 a, i4 b, i4 c) {
   return c <= 0 || ab <= most / c;
 }
 
+bool has_no_cells() {
+  return mesh.ny < 1 || mesh.nx < 1 || mesh.nz < 1;
+}
+
 void check_surface(array2<const i4> itop) {
   if (itop.extent(1) != std::max(mesh.ny, 0) || itop.extent(2) != std::max(mesh.nx, 0))
     stop_program("size(itop) /= ny x nx");
   const i4 deepest = std::max(mesh.nz, 0);
-  if (!std::all_of(itop.begin(), itop.end(), [=](i4 above) { return 0 <= above && above <= deepest; }))
-    stop_program("itop outside 0..nz");
+  const auto in_column = [=](i4 above) { return 0 <= above && above <= deepest; };
+  if (!std::all_of(itop.begin(), itop.end(), in_column)) stop_program("itop outside 0..nz");
 }
 
 namespace {
 
 void check_cube() {
-  const auto holds = [](i4 cube, i4 cells_along_axis) { return cube >= std::max(cells_along_axis, 0); };
-  if (!holds(store.ncube_z, mesh.nz) || !holds(store.ncube_x, mesh.nx) || !holds(store.ncube_y, mesh.ny))
+  if (has_no_cells()) return;
+  if (store.ncube_z < mesh.nz || store.ncube_x < mesh.nx || store.ncube_y < mesh.ny)
     stop_program("the cube is smaller than the mesh");
 }
 

@@ -25,10 +25,9 @@
 namespace velko {
 
 /// Finds the point (px, py), beginning at node nst, or at 1 where nst is less.
-///   i1, i2, i3 not 0  it lies in the triangle (i1, i2, i3), counterclockwise, or on an edge or a vertex of
-///   it i3 = 0            it lies outside, or on the boundary; i1 is the first (rightmost) and i2 the last
-///   (leftmost)
-///                     boundary node visible from it
+///   i1, i2, i3 not 0  it lies in the triangle (i1, i2, i3), counterclockwise, or on an edge or a vertex of it
+///   i3 = 0            it lies outside, or on the boundary; i1 is the first (rightmost) and i2 the last
+///                     (leftmost) boundary node visible from it
 ///   all 0             it lies on one line with all the nodes visited
 void locate_point(i4 nst, r8 px, r8 py, array1<const r8> x, array1<const r8> y, array1<const i4> adj_list,
                   array1<const i4> adj_end, i4& i1, i4& i2, i4& i3);

@@ -16,8 +16,7 @@ struct segment {
 };
 
 /// Segments that wait for their turn. The longer part is always the one that waits, so that the depth stays
-///          below the
-/// binary logarithm of n.
+/// below the binary logarithm of n.
 class waiting_segments {
  public:
   bool empty() const { return depth_ == 0; }

@@ -26,8 +26,7 @@ void reorder_nodes(i4 n, i4 nvec, array1<r8> a, array1<r8> b, array1<r8> c, arra
 void sort_index(i4 n, array1<const r8> a, array1<i4> ind);
 
 /// Replaces v by v(ind(1)), v(ind(2)), ..., v(ind(n)) without a second array. ind must be a permutation; its
-///          signs mark
-/// the visited places meanwhile, and it has its old values again on return.
+/// signs mark the visited places meanwhile, and it has its old values again on return.
 void permute_by_index(i4 n, array1<i4> ind, array1<r8> v);
 
 }  // namespace velko

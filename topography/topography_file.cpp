@@ -118,14 +118,11 @@ triangulated_surface surface_with_room_for(i4 n) {
   return s;
 }
 
-triangulated_surface read_points(std::string_view file_name, points_over_mesh& seen) {
-  topography_lines in(file_name);
-  triangulated_surface s = surface_with_room_for(in.read_number_of_points());
+void read_points(topography_lines& in, triangulated_surface& s, points_over_mesh& seen) {
   for (i4 i = 1; i <= s.n; ++i) {
     in.read_point(s.tx(i), s.ty(i), s.tz(i));
     seen.note(s.tx(i), s.ty(i), s.tz(i));
   }
-  return s;
 }
 
 /// A box that only touches an edge of the mesh is outside too.
@@ -213,9 +210,11 @@ void triangulate(triangulated_surface& s) {
 }  // namespace
 
 triangulated_surface read_surface(std::string_view file_name) {
-  check_mesh();
+  topography_lines in(file_name);
+  triangulated_surface s = surface_with_room_for(in.read_number_of_points());
+  check_mesh();  // not before: what is wrong with the file's head is told first
   points_over_mesh seen;
-  triangulated_surface s = read_points(file_name, seen);
+  read_points(in, s, seen);
   check_overlap(seen);
   warn_of_small_share(seen);
   add_corners(s, seen);

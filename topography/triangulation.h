@@ -24,17 +24,16 @@
 /// See      tests/topography/triangulation_test.cpp, fuzz/fuzz_node_sets.cpp
 ///
 /// Invariants, between any two insertions (check_triangulation tests them):
-///   (1) the lists of nodes 1..n follow one another in adj_list with no gaps; adj_end(k) is the position of
-///   the last
-///       entry of the list of k
+///   (1) the lists of nodes 1..n follow one another in adj_list with no gaps; adj_end(k) is the position of the
+///       last entry of the list of k
 ///   (2) the list of k holds every neighbour of k once, counterclockwise; what k lists lists k
 ///   (3) an entry 0 stands at the end of the list of each node on the boundary, and nowhere else
-///   (4) the first entry of a boundary node is the next boundary node counterclockwise, the one ahead of its
-///   0 the
-///       previous one; the boundary is one closed walk. The list of an interior node is a circle
+///   (4) the first entry of a boundary node is the next boundary node counterclockwise, the one ahead of its 0
+///       the previous one; the boundary is one closed walk. The list of an interior node is a circle
 ///   (5) two entries that follow each other make a triangle with k; there are 2 n - 2 - b of them, for b
-///   boundary nodes (6) the triangles are counterclockwise and the boundary is convex, so that they fill the
-///   convex hull (7) no node lies inside the circle through the corners of a triangle
+///       boundary nodes
+///   (6) the triangles are counterclockwise and the boundary is convex, so that they fill the convex hull
+///   (7) no node lies inside the circle through the corners of a triangle
 #pragma once
 
 #include "arrays/array.h"
@@ -46,10 +45,12 @@ namespace velko {
 /// Triangulates nodes 1..n. status:
 ///   0  done
 ///   1  n < 3; adj_list and adj_end are left alone
-///   2  all nodes lie on one line, as the tests in floats see it; adj_list is left alone, and adj_end holds
-///      the nodes in their order along the line
-///   3  there is none: a coordinate is not a finite number, nodes repeat, or n is beyond 357,913,942, more
-///      than positions of 32 bits can number; the tables hold nothing
+///   2  all nodes lie on one line: adj_end holds them in their order along it. adj_list is left alone, unless
+///      floats had seen a triangle where true answers see none; what it holds then means nothing
+///   3  there is none: a coordinate is not a finite number, n is beyond 357,913,942, more than positions of 32
+///      bits can number, or even true answers contradict one another, as they may where nodes repeat (repeated
+///      nodes are not looked for: they may also come out as 0, with lists that fit, or as 2). What the tables
+///      hold means nothing
 void build_triangulation(i4 n, array1<const r8> x, array1<const r8> y, array1<i4> adj_list,
                          array1<i4> adj_end, i4& status);
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "arrays/array.h"
 
 namespace velko {
@@ -16,6 +18,17 @@ TEST(Memory, ExtentsWhoseBytesWrapCountAsFailed) {
   constexpr i4 most = std::numeric_limits<i4>::max();
   EXPECT_THROW((owned_array3<r8>(most, most, most)), std::bad_alloc);
   EXPECT_THROW((owned_array2<r8>(most, most)), std::bad_alloc);
+}
+
+TEST(Memory, BlocksThatOnlyTogetherAreTooLargeCountAsFailed) {
+  const std::size_t half = static_cast<std::size_t>(memory_limit()) / 2 + 1;
+  void* one = acquire_bytes(half, false);
+  EXPECT_THROW(acquire_bytes(half, false), memory_refused);
+  EXPECT_THROW(acquire_bytes(half, true), memory_refused) << "a refused block still counts";
+  release_bytes(one, half);
+  void* another = acquire_bytes(half, false);
+  EXPECT_NE(another, nullptr);
+  release_bytes(another, half);
 }
 
 TEST(Memory, UntouchedBlockCostsNothing) {

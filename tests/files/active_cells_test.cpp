@@ -191,6 +191,13 @@ TEST_F(ActiveCells, SurfaceThatDoesNotFitTheMeshStops) {
   EXPECT_THAT(resolve_name("null"), StopsWithText("itop outside 0..nz"));
 }
 
+TEST_F(ActiveCells, WhatIsWrongWithTheFileIsToldBeforeTheSurface) {
+  mesh.itop(1, 2) = 4;
+  EXPECT_THAT(resolve_name("missing"), StopsAfter("\n ERROR: active cells file not found: missing\n"));
+  EXPECT_THAT(resolve("1 1"), StopsAfter("\nERROR: end reached reading active cell file " + name_ + "\n"));
+  EXPECT_THAT(resolve("100*1"), StopsWithText("itop outside 0..nz"));
+}
+
 TEST_F(ActiveCells, MeshBeyondTheMemoryOfTheMachineIsReported) {
   // As many cells as fit 32 bits take 8 GiB; a machine with more memory than that gives them.
   if (machine_memory() >= i8{4} * 2147483647) return;

@@ -41,8 +41,8 @@ inline std::string hexadecimal(r8 x) {
   return text.data();
 }
 
-/// A line end acts as a blank; the judge takes a comma or a slash that begins a line in a way of its own. The documents
-/// of the suite hold, and the judge is not asked.
+/// A line end acts as a blank; the judge takes a comma or a slash that begins a line in a way of its own, and is
+/// not asked then: to us they are separators like those inside a line.
 inline bool line_begins_with_separator(const std::string& text) {
   for (std::size_t at = text.find('\n'); at != text.npos; at = text.find('\n', at + 1)) {
     const std::size_t next = text.find_first_not_of(" \t\r\n", at);

@@ -61,7 +61,7 @@ std::string shown(read_status status, const items& i) {
   return line + ';';
 }
 
-/// Where the documents of the suite and the judge differ the documents hold, and the judge is not asked.
+/// The judge is not asked where it is known to read otherwise than we mean to.
 bool judge_is_asked(int kind, const std::string& text) {
   // A repeated constant belongs to each of its items in turn; the judge refuses one that meets both types.
   const bool mixes_types = kind == 5 || kind == 7;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <utility>
 
 #include "reports/program_stop.h"
 #include "store/state.h"
@@ -62,11 +63,21 @@ TEST_F(CellGeometry, CubeMustHoldTheMeshWhenCompressed) {
 
 TEST_F(CellGeometry, CubeOfNegativeDimensionsHoldsNoMesh) {
   store.compressed = true;
-  mesh.ny = store.ncube_y = -2;
-  mesh.nx = store.ncube_x = -3;
+  store.ncube_y = -2;
+  store.ncube_x = -3;
   store.ncube_z = 4;
-  mesh.itop = {};
   EXPECT_EQ(check(), stop("the cube is smaller than the mesh"));
+}
+
+TEST_F(CellGeometry, MeshWithoutCellsFitsEveryCube) {
+  store.compressed = true;
+  for (i4* count : {&mesh.ny, &mesh.nx, &mesh.nz})
+    for (const i4 below_1 : {0, -1, std::numeric_limits<i4>::min()}) {
+      const i4 before = std::exchange(*count, below_1);
+      mesh.itop = owned_array2<i4>(mesh.ny, mesh.nx);
+      EXPECT_EQ(check(), stop_or_done{}) << mesh.ny << ' ' << mesh.nx << ' ' << mesh.nz;
+      *count = before;
+    }
 }
 
 TEST_F(CellGeometry, MeshOfMoreCellsThanAnIndexCountsStops) {

@@ -313,6 +313,16 @@ TEST_F(Getpar, RowLongerThanTheCubeStopsBeforeItOverrunsAnything) {
   EXPECT_EQ(load(compressed_file().row(std::vector<test::entry>(8, {1, 1.0F}))), stop_or_done{});
 }
 
+TEST_F(Getpar, RowInSegmentsThatIsTooShortStopsWithTheReadErrorWhateverItsCount) {
+  const std::string nine_promised_one_there = bytes_of(i4{9}) + bytes_of(i4{1}) + bytes_of(1.0F);
+  for (const std::size_t segment : {5U, 7U, 8U})
+    expect_read_error(compressed_file().row_bytes(nine_promised_one_there).segments_of(segment),
+                      "segments of " + std::to_string(segment));
+  const std::vector<test::entry> nine(9, {1, 1.0F});
+  EXPECT_EQ(load(compressed_file().row(nine).segments_of(7)),
+            (stop_or_done{stop_or_done::stopped, "nnz > ncube"}));
+}
+
 TEST_F(Getpar, CubeWhoseProductWrapsStopsBeforeTheRows) {
   EXPECT_EQ(load(compressed_file().cube(1 << 16, 1 << 16, 1)),
             (stop_or_done{stop_or_done::stopped, "ncube beyond 32 bits"}));

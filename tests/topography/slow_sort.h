@@ -1,4 +1,4 @@
-/// The node sort once more, step by step as it is told and too plain to be fast: what the index of the sort has to be,
+/// The node sort once more, with one plain statement for each step of the method: what the index of the sort has to be,
 /// entry for entry, also where keys are equal.
 #pragma once
 

@@ -1,9 +1,9 @@
-/// The triangulation and the search in it once more, step by step as they are told: what the tables and the answers of
-/// the library have to be, entry for entry.
+/// The triangulation and the search in it once more, with one plain statement for each step of the method: what the
+/// tables and the answers of the library have to be, entry for entry.
 ///
 /// The lists of neighbours are kept as one vector for each node, so that nothing is ever shifted; table() lays them one
-/// behind the other at the end. Where the place of an entry is told by the stretch that moves aside for it, this header
-/// says "before" or "behind" a neighbour. Coordinates are of any kind of number that knows + - * and comparison: r8
+/// behind the other at the end. Where a table moves a stretch aside to make room for an entry, this header says "before"
+/// or "behind" a neighbour. Coordinates are of any kind of number that knows + - * and comparison: r8
 /// gives the steps in floating point, whole numbers without limit give them exactly.
 #pragma once
 

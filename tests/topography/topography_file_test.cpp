@@ -378,6 +378,14 @@ TEST_F(TopographyFile, FailuresComeInTheOrderOfTheSteps) {
                                               "\nError: 1 duplicate points found in topography file.\n\n"));
 }
 
+TEST_F(TopographyFile, WhatIsWrongWithTheHeadOfTheFileIsToldBeforeTheMesh) {
+  mesh.nx = 3;
+  EXPECT_THAT(outcome_of([] { read_topography("missing"); }),
+              StopsAfter("\n ERROR: topography file not found: missing\n"));
+  EXPECT_THAT(read("no number\n"), FailsSaying("no number of points"));
+  EXPECT_THAT(read("1\nno point\n"), StopsWithText("size(xnode) /= nx + 1"));
+}
+
 TEST_F(TopographyFile, HugeNumbersOfPointsInAShortFileFailAtOnce) {
   for (const char* n : {"2147483647", "2147483644", "357913939"})
     EXPECT_THAT(read(std::string(n) + "\n1 2 3\n"), FailsSaying("too many points to triangulate"));

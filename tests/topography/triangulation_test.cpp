@@ -59,6 +59,17 @@ TEST(Triangulation, OfNodesOnOneLineGivesTheirOrderAlongIt) {
   EXPECT_EQ(table.adj_end, (std::vector<i4>{3, 1, 5, 2, 4}));
 }
 
+TEST(Triangulation, OfNodesOnALineThatFloatsTakeForATriangleGivesTheirOrderToo) {
+  // On y = 3 x, without rounding; the differences of the coordinates round.
+  const std::vector<r8> x{0x1.1cc37b0ce96c4p-1, 0x1.c5e7e02bf3a2p-8, 0x1.ff8b9162b352p-7,
+                          0x1.9b41ca8d55eep-2};
+  std::vector<r8> y;
+  for (const r8 v : x) y.push_back(3 * v);
+  const flat_table table = built(x, y);
+  EXPECT_EQ(table.status, 2);
+  EXPECT_EQ(table.adj_end, (std::vector<i4>{1, 4, 3, 2}));
+}
+
 TEST(Triangulation, PutsANodeAheadOfTheLeftEndThatItRepeats) {
   const flat_table table = built({0, 1, 0}, {0, 0, 0});
   EXPECT_EQ(table.status, 2);
