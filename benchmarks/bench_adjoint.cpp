@@ -1,17 +1,13 @@
-// The adjoint and normal products beside the forward product, loop for loop, and the merge of the private sums beside a
-// critical section.
+// The adjoint and normal products beside the forward product, loop for loop.
 #include <benchmark/benchmark.h>
-#include <omp.h>
 
 #include <algorithm>
 #include <array>
 #include <functional>
-#include <set>
 #include <vector>
 
 #include "benchmarks/product_problems.h"
 #include "products/full_rows.h"
-#include "products/private_sums.h"
 #include "products/products.h"
 #include "products/sparse_rows.h"
 #include "store/state.h"
@@ -50,13 +46,9 @@ owned_array1<r8> in_huge_pages(const values& a) {
   return copy;
 }
 
-bool all_are(const owned_array1<r8>& a, r8 x) {
-  return std::all_of(a.begin(), a.end(), [x](r8 y) { return y == x; });
-}
-
 /// One of the three loops on one problem, its result checked against the plain loop: 0 forward, 1 adjoint, 2 normal.
-template <auto GV, auto GTV, auto GTGV, class problem, class member>
-void row_loops(benchmark::State& state, int which, member model) {
+template <class problem, class member, class loop>
+void row_loops(benchmark::State& state, int which, member model, loop GV, loop GTV, loop GTGV) {
   problem p(state);
   owned_array1<r8> v = in_huge_pages(p.*model), y(v.size());
   values d(p.d.size());
@@ -64,20 +56,24 @@ void row_loops(benchmark::State& state, int which, member model) {
   const std::array<std::function<void()>, 3> loops{[&] { GV(v.elements(), d); },
                                                    [&] { GTV(p.d, y.elements()); },
                                                    [&] { GTGV(v.elements(), y.elements()); }};
-  const auto& loop = loops[static_cast<std::size_t>(which)];
-  loop();
+  const auto& product = loops[static_cast<std::size_t>(which)];
+  product();
   const values right = plain_adjoint(p), result(y.begin(), y.end());
   if (which > 0 && !agree(result, right, 1e-12 * largest(right))) return state.SkipWithError("wrong answer");
-  for (auto _ : state) loop();
+  for (auto _ : state) product();
   state.SetBytesProcessed(state.iterations() * p.bytes());
 }
 
 void BM_sparse(benchmark::State& state, int which) {
-  row_loops<CALC_GV, CALC_GTV, CALC_GTGV_1LOOP, sparse_problem>(state, which, &sparse_problem::cube);
+  const auto of_one_model = [](auto* loop) {
+    return std::function<void(std::span<const r8>, std::span<r8>)>([loop](auto v, auto y) { loop(v, y, 1); });
+  };
+  row_loops<sparse_problem>(state, which, &sparse_problem::cube, of_one_model(CALC_GV),
+                            of_one_model(CALC_GTV), of_one_model(CALC_GTGV_1LOOP));
 }
 
 void BM_dense(benchmark::State& state, int which) {
-  row_loops<CALC_FULL_GV, CALC_FULL_GTV, CALC_FULL_GTGV, dense_problem>(state, which, &dense_problem::m);
+  row_loops<dense_problem>(state, which, &dense_problem::m, CALC_FULL_GV, CALC_FULL_GTV, CALC_FULL_GTGV);
 }
 
 /// The same with the transform and the mapping around the loops; every element of the cube is an active cell.
@@ -99,79 +95,6 @@ void BM_product(benchmark::State& state, int which) {
   state.SetBytesProcessed(state.iterations() * p.bytes());
 }
 
-/// Arrays of range(0) elements, one for each of range(1) threads, filled and ready to be added to y.
-struct merge_problem {
-  explicit merge_problem(const benchmark::State& state)
-      : size(state.range(0)), threads(static_cast<int>(state.range(1))) {}
-  i8 size;
-  int threads;
-};
-
-/// What sum_blocks does, with rows that add 1 to every element.
-void BM_private_sums(benchmark::State& state) {
-  const merge_problem p(state);
-  omp_set_num_threads(p.threads);
-  owned_array1<r8> y(p.size);
-  const auto product = [&] {
-    sum_blocks(y.elements(), p.threads, [&](i8, r8* sum) {
-      for (i8 k = 0; k < p.size; ++k) sum[k] += 1;
-    });
-  };
-  product();
-  if (!all_are(y, p.threads)) return state.SkipWithError("wrong answer");
-  for (auto _ : state) product();
-}
-
-/// The peer: an array for each thread, added to y in the order in which the threads arrive.
-void BM_critical_section(benchmark::State& state) {
-  const merge_problem p(state);
-  omp_set_num_threads(p.threads);
-  owned_array1<r8> y(p.size);
-  const auto product = [&] {
-    std::fill(y.begin(), y.end(), 0.0);
-#pragma omp parallel
-    {
-      owned_array1<r8> mine(p.size);
-      for (r8& x : mine) x += 1;
-#pragma omp critical
-      for (i8 k = 0; k < p.size; ++k) y.data()[k] += mine.data()[k];
-    }
-  };
-  product();
-  if (!all_are(y, p.threads)) return state.SkipWithError("wrong answer");
-  for (auto _ : state) product();
-}
-
-/// The merge alone, of arrays that are there: slices in thread order.
-void BM_merge_by_slices(benchmark::State& state) {
-  const merge_problem p(state);
-  omp_set_num_threads(p.threads);
-  owned_array1<r8> y(p.size);
-  private_sums sums(y.elements(), p.threads);
-#pragma omp parallel num_threads(p.threads)
-  sums.make_mine();
-  for (auto _ : state)
-#pragma omp parallel num_threads(p.threads)
-    sums.merge_my_slice();
-}
-
-/// The same by the critical section, with as many arrays and y besides.
-void BM_merge_by_critical_section(benchmark::State& state) {
-  const merge_problem p(state);
-  omp_set_num_threads(p.threads);
-  owned_array1<r8> y(p.size);
-  std::vector<owned_array1<r8>> all(static_cast<std::size_t>(p.threads));
-#pragma omp parallel
-  all[static_cast<std::size_t>(omp_get_thread_num())] = owned_array1<r8>(p.size);
-  for (auto _ : state)
-#pragma omp parallel
-  {
-    const r8* mine = all[static_cast<std::size_t>(omp_get_thread_num())].data();
-#pragma omp critical
-    for (i8 k = 0; k < p.size; ++k) y.data()[k] += mine[k];
-  }
-}
-
 void sparse(benchmark::internal::Benchmark* b) {  // cubes of 256 KiB, 8 MiB and 64 MiB
   b->Args({32 * 32 * 32, 60000})->Args({128 * 128 * 64, 2000})->Args({256 * 256 * 128, 250})->UseRealTime();
 }
@@ -181,13 +104,6 @@ void dense(benchmark::internal::Benchmark* b) {  // a matrix in cache, one of 24
 void cubes(benchmark::internal::Benchmark* b) {  // 256 KiB, 2 MiB and 16 MiB
   b->Args({32 * 32 * 32, 60000})->Args({64 * 64 * 64, 8000})->Args({128 * 128 * 128, 1000})->UseRealTime();
 }
-void merges(benchmark::internal::Benchmark* b) {  // on two threads, and on all that the machine has
-  std::set<int> teams{2, omp_get_num_procs()};
-  for (const int threads : teams)
-    for (const int power : {16, 18, 20, 24}) b->Args({1 << power, threads});
-  b->UseRealTime();
-}
-
 BENCHMARK_CAPTURE(BM_sparse, forward, 0)->Apply(sparse);
 BENCHMARK_CAPTURE(BM_sparse, adjoint, 1)->Apply(sparse);
 BENCHMARK_CAPTURE(BM_sparse, normal, 2)->Apply(sparse);
@@ -197,11 +113,6 @@ BENCHMARK_CAPTURE(BM_dense, normal, 2)->Apply(dense);
 BENCHMARK_CAPTURE(BM_product, GPROD, 0)->Apply(cubes);
 BENCHMARK_CAPTURE(BM_product, GTPROD, 1)->Apply(cubes);
 BENCHMARK_CAPTURE(BM_product, GTGPROD, 2)->Apply(cubes);
-
-BENCHMARK(BM_private_sums)->Apply(merges);
-BENCHMARK(BM_critical_section)->Apply(merges);
-BENCHMARK(BM_merge_by_slices)->Apply(merges);
-BENCHMARK(BM_merge_by_critical_section)->Apply(merges);
 
 }  // namespace
 }  // namespace velko

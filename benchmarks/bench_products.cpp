@@ -46,7 +46,7 @@ void BM_dense_one_thread(benchmark::State& state, instruction_set set, bool grou
     const r4* G = store.Gfull.data();
     if (grouped)
       for (i8 i = 0; i < rows; i += dense_rows_at_once)
-        kernels.row_dots(G + i * n, p.m.data(), n, p.d.data() + i);
+        kernels.row_dots(G + i * n, n, p.m.data(), n, p.d.data() + i);
     else
       for (i8 i = 0; i < rows; ++i)
         p.d[static_cast<std::size_t>(i)] = kernels.row_dot(G + i * n, p.m.data(), n);
@@ -121,13 +121,13 @@ void BM_CSR_product(benchmark::State& state) {
 void BM_sparse_one_thread(benchmark::State& state, instruction_set set) {
   if (!machine_has(set)) return state.SkipWithError("not on this machine");
   sparse_problem p(state);
-  const auto sparse_row_dot = row_kernels_for(set).sparse_row_dot;
+  const sparse_kernels& kernels = sparse_kernels_for(set, 1);
   std::atomic<bool> outside = false;
   const auto product = [&] {
     for (std::size_t i = 0; i < p.d.size(); ++i) {
       const sparse_row& row = store.Gs(i + 1);
-      p.d[i] = sparse_row_dot(row.val.data(), row.idx.data(), row.idx.size(), p.cube.data(),
-                              std::ssize(p.cube), outside);
+      kernels.row_dots({row.val.data(), row.idx.data(), row.idx.size()}, p.cube.data(), std::ssize(p.cube),
+                       &p.d[i], outside);
     }
   };
   product();

@@ -6,6 +6,7 @@
 
 #include <Eigen/SparseCore>
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -122,6 +123,7 @@ void BM_CALC_GV(benchmark::State& state, const std::string& name) {
 void BM_CALC_GTV(benchmark::State& state, const std::string& name) {
   survey_rows& p = rows_of(name);
   owned_array1<r8> y(p.cube.size());
+  CALC_GTV(p.d, y.elements());  // so that y has its pages
   for (auto _ : state) CALC_GTV(p.d, y.elements());
   set_bytes(state, p);
 }
@@ -129,7 +131,24 @@ void BM_CALC_GTV(benchmark::State& state, const std::string& name) {
 void BM_CALC_GTGV(benchmark::State& state, const std::string& name) {
   survey_rows& p = rows_of(name);
   owned_array1<r8> y(p.cube.size());
+  CALC_GTGV_1LOOP(p.cube.elements(), y.elements());
   for (auto _ : state) CALC_GTGV_1LOOP(p.cube.elements(), y.elements());
+  set_bytes(state, p);
+}
+
+/// Several models at once: forward, adjoint and normal loop.
+void BM_models(benchmark::State& state, const std::string& name, int which, i8 models) {
+  survey_rows& p = rows_of(name);
+  owned_array1<r8> v = in_huge_pages(random_values(static_cast<std::size_t>(p.cube.size() * models)));
+  owned_array1<r8> y(v.size());
+  values d = random_values(p.d.size() * static_cast<std::size_t>(models));
+  const auto product = [&] {
+    if (which == 0) CALC_GV(v.elements(), d, models);
+    if (which == 1) CALC_GTV(d, y.elements(), models);
+    if (which == 2) CALC_GTGV_1LOOP(v.elements(), y.elements(), models);
+  };
+  product();
+  for (auto _ : state) product();
   set_bytes(state, p);
 }
 
@@ -203,6 +222,14 @@ void register_all(const std::string& file) {
   add("Eigen", BM_Eigen);
   add("CALC_GTV", BM_CALC_GTV);
   add("CALC_GTGV_1LOOP", BM_CALC_GTGV);
+  const std::array loops{"CALC_GV", "CALC_GTV", "CALC_GTGV_1LOOP"};
+  for (int which = 0; which < 3; ++which)
+    for (const i8 models : {2, 4, 8})
+      benchmark::RegisterBenchmark(
+          (name + "/" + loops[static_cast<std::size_t>(which)] + "/models:" + std::to_string(models)).c_str(),
+          [file, which, models](benchmark::State& state) { BM_models(state, file, which, models); })
+          ->UseRealTime()
+          ->Unit(benchmark::kMillisecond);
 }
 
 }  // namespace

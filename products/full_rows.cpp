@@ -1,11 +1,11 @@
 #include "products/full_rows.h"
 
-#include <algorithm>
-#include <array>
-#include <cassert>
-#include <iterator>
+#include <omp.h>
 
-#include "products/private_sums.h"
+#include <algorithm>
+#include <cassert>
+#include <utility>
+
 #include "products/row_kernels.h"
 #include "store/state.h"
 
@@ -16,71 +16,179 @@ namespace {
 struct row_group {
   i8 first, size;  // the first row, counted from 0
 
-  const r4* row(i8 r) const { return store.Gfull.data() + (first + r) * store.Gfull.extent(1); }
-  /// Whether a kernel for several rows takes the group: it is full, and the model has an element for every column.
-  bool goes_at_once(i8 n) const { return size == dense_rows_at_once && n == store.Gfull.extent(1); }
+  const r4* row(i8 r) const { return store.Gfull.data() + (first + r) * stride(); }
+  static i8 stride() { return store.Gfull.extent(1); }
+  bool is_full() const { return size == dense_rows_at_once; }
 };
 
-i8 group_count() {
-  return (store.Gfull.extent(2) + dense_rows_at_once - 1) / dense_rows_at_once;
+/// Rows from first to end - 1, counted from 0.
+struct row_block {
+  i8 first, end;
+
+  i8 groups() const { return (end - first + dense_rows_at_once - 1) / dense_rows_at_once; }
+  row_group group(i8 number) const {
+    const i8 start = first + number * dense_rows_at_once;
+    return {start, std::min(dense_rows_at_once, end - start)};
+  }
+};
+
+row_block all_rows() {
+  return {0, store.Gfull.extent(2)};
 }
 
-row_group group_of_rows(i8 group) {
-  const i8 first = group * dense_rows_at_once;
-  return {first, std::min(dense_rows_at_once, store.Gfull.extent(2) - first)};
+/// The columns of vectors that stand one behind another, each of n elements.
+template <class number>
+struct vectors {
+  number* first;
+  i8 n, count, stride;
+
+  number* vector(i8 l) const { return first + l * stride; }
+};
+
+template <class number>
+vectors<number> vectors_of(array2<number> a) {
+  return {a.data(), a.extent(1), a.extent(2), a.extent(1)};
 }
 
-/// y(r) = row r of the group times v.
-void dots(const row_group& rows, std::span<const r8> v, r8* y) {
+/// y(r) of model l = row r of the group times model l.
+void dots(const row_group& rows, const vectors<const r8>& v, const vectors<r8>& y) {
   const row_kernels& kernels = best_row_kernels();
-  const i8 n = std::ssize(v);
-  if (rows.goes_at_once(n)) return kernels.row_dots(rows.row(0), v.data(), n, y);
-  for (i8 r = 0; r < rows.size; ++r) y[r] = kernels.row_dot(rows.row(r), v.data(), n);
+  i8 l = 0;
+  for (; l + dense_models_at_once <= v.count; l += dense_models_at_once)
+    for (i8 r = 0; r < rows.size; ++r) {
+      r8 of_models[dense_models_at_once];
+      kernels.row_dots_of_models(rows.row(r), v.vector(l), v.stride, v.n, of_models);
+      for (i8 m = 0; m < dense_models_at_once; ++m) y.vector(l + m)[r] = of_models[m];
+    }
+  for (; l < v.count; ++l)
+    if (rows.is_full())
+      kernels.row_dots(rows.row(0), row_group::stride(), v.vector(l), v.n, y.vector(l));
+    else
+      for (i8 r = 0; r < rows.size; ++r) y.vector(l)[r] = kernels.row_dot(rows.row(r), v.vector(l), v.n);
 }
 
-/// Adds the rows of the group, row r times s(r), to sum, a model of n elements.
-void add(const row_group& rows, const r8* s, i8 n, r8* sum) {
+/// Adds columns first to first + n - 1 of the group, row r times s(r) of model l, to y.
+void add(const row_group& rows, const vectors<const r8>& s, i8 first, i8 n, const vectors<r8>& y) {
   const row_kernels& kernels = best_row_kernels();
-  if (rows.goes_at_once(n)) return kernels.add_rows(rows.row(0), s, n, sum);
-  for (i8 r = 0; r < rows.size; ++r) kernels.add_row(rows.row(r), s[r], n, sum);
+  for (i8 l = 0; l < y.count; ++l)
+    if (rows.is_full())
+      kernels.add_rows(rows.row(0) + first, row_group::stride(), s.vector(l), n, y.vector(l) + first);
+    else
+      for (i8 r = 0; r < rows.size; ++r)
+        kernels.add_row(rows.row(r) + first, s.vector(l)[r], n, y.vector(l) + first);
 }
 
-[[maybe_unused]] bool is_model(std::span<const r8> v) {
-  return static_cast<i8>(v.size()) <= store.Gfull.extent(1);
+/// The columns of y in pieces that are added to at a time, as many for each thread: a piece of y stays in the first cache,
+/// and a row's piece is long enough to be read ahead.
+struct column_tiles {
+  i8 n, count, size;
+
+  explicit column_tiles(i8 columns) : n(columns) {
+    constexpr i8 most = 2048, line = 8;
+    const i8 threads = omp_get_max_threads();
+    size = (n / (threads * ((n + threads * most - 1) / (threads * most) + (n == 0))) / line + 1) * line;
+    count = (n + size - 1) / size;
+  }
+  i8 first(i8 tile) const { return tile * size; }
+  i8 length(i8 tile) const { return std::min(size, n - first(tile)); }
+};
+
+/// Adds a block of rows to one tile of y; s is that of the block's first row.
+void add_to_tile(const column_tiles& tiles, i8 tile, const row_block& block, const vectors<const r8>& s,
+                 const vectors<r8>& y) {
+  for (i8 g = 0; g < block.groups(); ++g) {
+    const row_group rows = block.group(g);
+    add(rows, {s.first + (rows.first - block.first), s.n, s.count, s.stride}, tiles.first(tile),
+        tiles.length(tile), y);
+  }
 }
 
-[[maybe_unused]] bool is_data(std::span<const r8> v) {
-  return static_cast<i8>(v.size()) >= store.Gfull.extent(2);
+void clear_tile(const column_tiles& tiles, i8 tile, const vectors<r8>& y) {
+  for (i8 l = 0; l < y.count; ++l) std::fill_n(y.vector(l) + tiles.first(tile), tiles.length(tile), 0.0);
+}
+
+/// A block of rows that its threads' second caches hold, as many groups for each.
+i8 rows_of_a_block(i8 n) {
+  constexpr i8 bytes = i8{512} << 10, most = 64;
+  const i8 rows = std::clamp(bytes / std::max<i8>(n * i8{sizeof(r4)}, 1), dense_rows_at_once, most);
+  return rows / dense_rows_at_once * dense_rows_at_once * omp_get_max_threads();
+}
+
+[[maybe_unused]] bool is_model(const vectors<const r8>& v) {
+  return v.n <= store.Gfull.extent(1);
+}
+
+[[maybe_unused]] bool is_data(const vectors<const r8>& v) {
+  return v.n >= store.Gfull.extent(2);
+}
+
+vectors<const r8> as_const(const vectors<r8>& v) {
+  return {v.first, v.n, v.count, v.stride};
 }
 
 }  // namespace
 
-void CALC_FULL_GV(std::span<const r8> v, std::span<r8> y) {
-  assert(is_model(v) && is_data(y));
-  const i8 groups = group_count();
+void CALC_FULL_GV_BLOCK(array2<const r8> models, array2<r8> data) {
+  const vectors<const r8> v = vectors_of(models);
+  const vectors<r8> y = vectors_of(data);
+  assert(is_model(v) && is_data(as_const(y)) && v.count == y.count);
+  const row_block rows = all_rows();
 #pragma omp parallel for schedule(static)
-  for (i8 group = 0; group < groups; ++group) {
-    const row_group rows = group_of_rows(group);
-    dots(rows, v, y.data() + rows.first);
+  for (i8 g = 0; g < rows.groups(); ++g) {
+    const row_group group = rows.group(g);
+    dots(group, v, {y.first + group.first, group.size, y.count, y.stride});
   }
 }
 
+void CALC_FULL_GTV_BLOCK(array2<const r8> data, array2<r8> models) {
+  const vectors<const r8> v = vectors_of(data);
+  const vectors<r8> y = vectors_of(models);
+  assert(is_data(v) && is_model(as_const(y)) && v.count == y.count);
+  const column_tiles tiles(y.n);
+#pragma omp parallel for schedule(static)
+  for (i8 tile = 0; tile < tiles.count; ++tile) {
+    clear_tile(tiles, tile, y);
+    add_to_tile(tiles, tile, all_rows(), v, y);
+  }
+}
+
+void CALC_FULL_GTGV_BLOCK(array2<const r8> from, array2<r8> to) {
+  const vectors<const r8> v = vectors_of(from);
+  const vectors<r8> y = vectors_of(to);
+  assert(is_model(v) && is_model(as_const(y)) && v.count == y.count);
+  const i8 rows = all_rows().end, at_once = rows_of_a_block(y.n);
+  const column_tiles tiles(y.n);
+  // Two blocks of dots in turn: who is done with a block may go on to the next.
+  owned_array3<r8> products(uninitialised, at_once, v.count, 2);
+#pragma omp parallel
+  {
+#pragma omp for schedule(static)
+    for (i8 tile = 0; tile < tiles.count; ++tile) clear_tile(tiles, tile, y);
+    i8 turn = 0;
+    for (i8 first = 0; first < rows; first += at_once, turn = 1 - turn) {
+      const row_block block{first, std::min(first + at_once, rows)};
+      const vectors<r8> s{products.data() + turn * at_once * v.count, at_once, v.count, at_once};
+#pragma omp for schedule(static)
+      for (i8 g = 0; g < block.groups(); ++g) {
+        const row_group group = block.group(g);
+        dots(group, v, {s.first + (group.first - first), group.size, s.count, s.stride});
+      }
+#pragma omp for schedule(static) nowait
+      for (i8 tile = 0; tile < tiles.count; ++tile) add_to_tile(tiles, tile, block, as_const(s), y);
+    }
+  }
+}
+
+void CALC_FULL_GV(std::span<const r8> v, std::span<r8> y) {
+  CALC_FULL_GV_BLOCK(array2<const r8>(v.data(), v.size(), 1), array2<r8>(y.data(), y.size(), 1));
+}
+
 void CALC_FULL_GTV(std::span<const r8> v, std::span<r8> y) {
-  assert(is_data(v) && is_model(y));
-  sum_blocks(y, group_count(), [&](i8 group, r8* sum) {
-    const row_group rows = group_of_rows(group);
-    add(rows, v.data() + rows.first, std::ssize(y), sum);
-  });
+  CALC_FULL_GTV_BLOCK(array2<const r8>(v.data(), v.size(), 1), array2<r8>(y.data(), y.size(), 1));
 }
 
 void CALC_FULL_GTGV(std::span<const r8> v, std::span<r8> y) {
-  assert(is_model(v) && is_model(y));
-  sum_blocks(y, group_count(), [&](i8 group, r8* sum) {
-    const row_group rows = group_of_rows(group);
-    std::array<r8, dense_rows_at_once> s;
-    dots(rows, v, s.data());
-    add(rows, s.data(), std::ssize(y), sum);
-  });
+  CALC_FULL_GTGV_BLOCK(array2<const r8>(v.data(), v.size(), 1), array2<r8>(y.data(), y.size(), 1));
 }
 
 }  // namespace velko

@@ -1,19 +1,22 @@
 /// FULL_SENS_MOD: the row loops on the dense matrix, Gfull.
 ///
-/// What     CALC_FULL_GV    y = Gfull v         a model to data    each row writes its own element of y
-///          CALC_FULL_GTV   y = Gfull' v        data to a model    rows are added up: private sums
-///          CALC_FULL_GTGV  y = Gfull' Gfull v  model to model     rows are added up: private sums
+/// What     CALC_FULL_GV    y = Gfull v         a model to data    rows are shared out: each writes its own element of y
+///          CALC_FULL_GTV   y = Gfull' v        data to a model    columns are shared out
+///          CALC_FULL_GTGV  y = Gfull' Gfull v  model to model     both in turn, for a block of rows
+/// Shapes   of several models at once: one behind another, and so their data. G is then read once for four of them
 /// Reads    store.Gfull; the rows are read in place and never written
 /// Asks     model vectors of ncol elements, data vectors of an element for each row of Gfull. A model that is shorter
 ///          stands for the first columns; a longer one is the caller's mistake
-/// Errors   memory_refused for the private sums
-/// Threads  OpenMP, static: each thread takes one contiguous block of rows. CALC_FULL_GV gives the same bits for every
-///          number of threads, the other two for a given one
-/// See      products/row_kernels.h for the order of each sum, products/private_sums.h for that of the rows
+/// Bits     every scalar product has the shape of products/row_kernels.h, and every element of a model is summed in the
+///          order of the rows: the same for every number of threads. Each of several models has the bits that it has alone
+/// Memory   none but that of v and y, up to some KiB for each thread
+/// Threads  OpenMP, as many as the run-time gives
+/// See      benchmarks/bench_products.cpp, benchmarks/bench_adjoint.cpp
 #pragma once
 
 #include <span>
 
+#include "arrays/array.h"
 #include "arrays/numbers.h"
 
 namespace velko {
@@ -28,5 +31,10 @@ void CALC_FULL_GTV(std::span<const r8> v, std::span<r8> y);
 /// y, a model, is cleared; then, for every row i of Gfull, row i times v is formed as in CALC_FULL_GV and the row, times
 /// that, added to y as in CALC_FULL_GTV. One pass over the rows. v and y are two vectors.
 void CALC_FULL_GTGV(std::span<const r8> v, std::span<r8> y);
+
+/// The same for several models: v(:, l) gives y(:, l). v and y have as many of them.
+void CALC_FULL_GV_BLOCK(array2<const r8> v, array2<r8> y);
+void CALC_FULL_GTV_BLOCK(array2<const r8> v, array2<r8> y);
+void CALC_FULL_GTGV_BLOCK(array2<const r8> v, array2<r8> y);
 
 }  // namespace velko

@@ -1,42 +1,16 @@
 #include "products/products.h"
 
-#include <array>
-
 #include "arrays/array.h"
+#include "products/coefficients.h"
 #include "products/full_rows.h"
 #include "products/model_mapping.h"
 #include "products/sparse_rows.h"
 #include "reports/reports.h"
 #include "store/cell_geometry.h"
 #include "store/state.h"
-#include "wavelet/wtn_mod.h"
 
 namespace velko {
 namespace {
-
-constexpr i4 zero_fill = 0;
-constexpr i4 forward = 1, inverse = -1;
-
-owned_array1<r8> new_cube() {
-  return owned_array1<r8>(uninitialised, store.ncube);
-}
-
-std::array<i4, 3> cube_shape() {
-  return {store.ncube_z, store.ncube_x, store.ncube_y};
-}
-
-/// cube = W P m, the transform of the model on the zero-filled cube.
-void model_to_coefficients(std::span<const r8> m, std::span<r8> cube) {
-  MODEL_TO_CUBE(m, cube, mesh.ny, mesh.nx, mesh.nz, store.ncube_y, store.ncube_x, store.ncube_z, zero_fill);
-  WTN(cube, cube_shape(), forward);
-}
-
-/// m = P' W' cube at the active cells; other elements of m keep what they held. cube is left transformed back.
-void coefficients_to_model(std::span<r8> cube, std::span<r8> m) {
-  WTN(cube, cube_shape(), inverse);
-  if (static_cast<i8>(m.size()) < cells.ncell) stop_program("size(m) < ncell");
-  CUBE_TO_MODEL(m, cube, mesh.ny, mesh.nx, mesh.nz, store.ncube_y, store.ncube_x, store.ncube_z);
-}
 
 bool has_columns(std::span<const r8> m) {
   return static_cast<i8>(m.size()) == store.ncol;

@@ -9,11 +9,12 @@
 ///          transpose of GPROD, and GTGPROD the one behind the other
 /// Asks     the store loaded, the filter set where G is compressed, get_active_cells done, ndata set
 /// Errors   the allocation report with the name of the product, in lower case, for a work vector; memory_refused for one
-///          of GTPROD's or GPROD's dense form and for private sums. "idx outside the cube" where a row of a file points
+///          of GTPROD's or GPROD's dense form. "idx outside the cube" where a row of a file points
 ///          there. The read message of getpar where the file under the rows has been changed
-/// Threads  mapping and transform run on the calling thread, the rows on all. GPROD gives the same bits for every number
-///          of threads, GTPROD and GTGPROD for a given one
-/// See      products/sparse_rows.h, products/full_rows.h, products/model_mapping.h, wavelet/wtn_mod.h
+/// Threads  mapping and transform run on the calling thread, the rows on all
+/// Bits     the same for every number of threads; GTGPROD gives those of GPROD and GTPROD, one after the other
+/// Memory   the work vectors alone, whatever the number of threads: a cube, two for GTGPROD
+/// See      products/model_block.h for several models at once, products/sparse_rows.h, products/full_rows.h, products/model_mapping.h, wavelet/wtn_mod.h
 #pragma once
 
 #include <span>

@@ -1,10 +1,13 @@
 #include "products/sparse_rows.h"
 
+#include <omp.h>
+
+#include <algorithm>
 #include <atomic>
 #include <cassert>
 #include <iterator>
+#include <vector>
 
-#include "products/private_sums.h"
 #include "products/row_kernels.h"
 #include "reports/program_stop.h"
 #include "store/getpar.h"
@@ -13,21 +16,20 @@
 namespace velko {
 namespace {
 
-/// The rows of the loop, from 1.
-i4 rows_of_loop() {
+row_range all_rows() {
   if (survey.ndata > store.Gs.size()) stop_program("ndata > # of rows");
-  return survey.ndata;
+  return {1, survey.ndata};
 }
 
-i4 rows_for(std::span<const r8> data) {
-  if (static_cast<i8>(data.size()) < survey.ndata) stop_program("size(data) < ndata");
-  return rows_of_loop();
+row_range rows_for(std::span<const r8> data, i8 models) {
+  if (std::ssize(data) < survey.ndata * models) stop_program("size(data) < ndata");
+  return all_rows();
 }
 
 /// The kernels put positions outside the cube into it, so it needs an element.
-void check_any_cube(std::span<const r8> cube, i4 ndata) {
-  if (!cube.empty()) return;
-  for (i4 i = 1; i <= ndata; ++i)
+void check_any_cube(i8 ncube, row_range rows) {
+  if (ncube > 0) return;
+  for (i8 i = rows.first; i <= rows.last; ++i)
     if (store.Gs(i).idx.size() > 0) stop_program("idx outside the cube");
 }
 
@@ -37,49 +39,187 @@ void check_rows(bool outside) {
   if (outside) stop_program("idx outside the cube");
 }
 
+void clear(std::span<r8> y) {
+  constexpr i8 piece = 1 << 15;
+#pragma omp parallel for schedule(static)
+  for (i8 at = 0; at < std::ssize(y); at += piece)
+    std::fill_n(y.begin() + at, std::min(piece, std::ssize(y) - at), 0.0);
+}
+
+i8 entries_of_rows(row_range rows) {
+  i8 entries = 0;
+  for (i8 i = rows.first; i <= rows.last; ++i) entries += store.Gs(i).idx.size();
+  return entries;
+}
+
+/// One sum over rows of `models` interleaved vectors, formed by slabs.
+class slab_sum {
+ public:
+  slab_sum(const slab& whole, i8 ncube, row_range rows, row_order order, i8 models)
+      : models_(models), order_(order), kernels_(best_sparse_kernels(models)) {
+    for (const slab& part :
+         cut_into_slabs(whole, std::min<i8>(omp_get_max_threads(), whole.size), rows, models))
+      parts_.push_back({part, entries_in_slab(part, ncube)});
+  }
+
+  i8 parts() const { return std::ssize(parts_); }
+
+  /// Adds rows to one part; s(l, 1) is the factor of the first of them. To be called for the rows in their order.
+  void add_to_part(i8 number, row_range rows, const r8* s) {
+    part& mine = parts_[static_cast<std::size_t>(number)];
+    if (mine.to.size == 0) return;
+    for (i8 i = rows.first; i <= rows.last; ++i, s += models_)
+      order_ == row_order::ascending ? add_entries_of_slab(mine, i, s) : add_entries_in_slab(mine.to, i, s);
+  }
+
+  /// Whether all entries that were added as ascending ones lay in their slab.
+  bool in_place() const { return !outside_; }
+  /// How many those were.
+  i8 entries() const {
+    i8 sum = 0;
+    for (const part& p : parts_) sum += p.added;
+    return sum;
+  }
+
+ private:
+  struct alignas(64) part {
+    slab to;
+    entries_in_slab entries;
+    i8 added = 0;
+  };
+
+  void add_entries_of_slab(part& mine, i8 i, const r8* s) {
+    if (i < store.Gs.size()) mine.entries.ask_for(store.Gs(i + 1));
+    const row_entries row = mine.entries.of(store.Gs(i));
+    kernels_.add_row(row, s, mine.to, outside_);
+    mine.added += row.nnz;
+  }
+
+  /// The same for a row in any order: all its entries are looked at.
+  void add_entries_in_slab(const slab& to, i8 i, const r8* s) const {
+    const row_entries row = entries_of(store.Gs(i));
+    for (i8 k = 0; k < row.nnz; ++k) {
+      const i8 at = row.idx[k] - to.first;
+      if (at < 0 || at >= to.size) continue;
+      for (i8 l = 0; l < models_; ++l) to.elements[at * models_ + l] += r8{row.val[k]} * s[l];
+    }
+  }
+
+  i8 models_;
+  row_order order_;
+  const sparse_kernels& kernels_;
+  std::vector<part> parts_;
+  std::atomic<bool> outside_ = false;
+};
+
+void add_by_slabs(slab_sum& sum, row_range rows, const r8* v) {
+#pragma omp parallel for schedule(static) num_threads(static_cast <int>(sum.parts()))
+  for (i8 part = 0; part < sum.parts(); ++part) sum.add_to_part(part, rows, v);
+}
+
+/// y, cleared, is summed by slabs: add(sum). If the rows prove not to ascend, once more, in any order.
+template <class body>
+void sum_into_cube(std::span<r8> y, row_range rows, i8 models, body&& add) {
+  const i8 ncube = std::ssize(y) / models;
+  check_any_cube(ncube, rows);
+  clear(y);
+  if (ncube == 0 || rows.last < rows.first) return;
+  const slab whole{y.data(), 1, ncube};
+  slab_sum sum(whole, ncube, rows, row_order::ascending, models);
+  add(sum);
+  check_rows_in_place();
+  if (sum.in_place() && sum.entries() == entries_of_rows(rows)) return;
+  order_of_rows(rows, ncube);
+  clear(y);
+  slab_sum again(whole, ncube, rows, row_order::any, models);
+  add(again);
+  check_rows_in_place();
+}
+
+/// A block of rows, from `first` on, that its threads' second caches hold: their dots are formed, then they are added.
+/// As many for each thread, where there are enough.
+constexpr i8 block_bytes = i8{512} << 10, block_rows = 1024;  // for each thread; at most
+
+row_range block_from(i8 first, i8 last, i8 threads) {
+  constexpr i8 entry_bytes = sizeof(i4) + sizeof(r4);
+  const i8 most = std::min(last, first + block_rows - 1);
+  i8 end = first;
+  for (i8 bytes = 0; end <= most && bytes < threads * block_bytes; ++end)
+    bytes += store.Gs(end).idx.size() * entry_bytes;
+  const i8 rows = end - first;
+  return {first, first + (rows > threads ? rows / threads * threads : rows) - 1};
+}
+
+/// y += Gs' Gs v, as one of a team. Two blocks of dots in turn: who is done with a block may go on to the next.
+void add_normal_rows(slab_sum& sum, row_range rows, std::span<const r8> v, i8 models, std::span<r8> dots) {
+  const sparse_kernels& kernels = best_sparse_kernels(models);
+  const i8 ncube = std::ssize(v) / models;
+  std::atomic<bool> outside = false;  // the slabs tell
+  r8* s = dots.data();
+  r8* next = s + std::ssize(dots) / 2;
+  for (row_range block{0, rows.first - 1}; block.last < rows.last; std::swap(s, next)) {
+    block = block_from(block.last + 1, rows.last, sum.parts());
+#pragma omp for schedule(static)
+    for (i8 i = block.first; i <= block.last; ++i)
+      kernels.row_dots(entries_of(store.Gs(i)), v.data(), ncube, s + (i - block.first) * models, outside);
+#pragma omp for schedule(static) nowait
+    for (i8 part = 0; part < sum.parts(); ++part) sum.add_to_part(part, block, s);
+  }
+}
+
 }  // namespace
 
-void CALC_GV(std::span<const r8> v, std::span<r8> y) {
-  const row_kernels& kernels = best_row_kernels();
+void CALC_GV(std::span<const r8> v, std::span<r8> y, i8 models) {
+  dots_of_rows(rows_for(y, models), v, y, models);
+}
+
+void CALC_GTV(std::span<const r8> v, std::span<r8> y, i8 models) {
+  const row_range rows = rows_for(v, models);
+  sum_into_cube(y, rows, models, [&](slab_sum& sum) { add_by_slabs(sum, rows, v.data()); });
+}
+
+void CALC_GTGV_1LOOP(std::span<const r8> v, std::span<r8> y, i8 models) {
+  assert(v.size() == y.size());
+  const row_range rows = all_rows();
+  std::vector<r8> dots(static_cast<std::size_t>(2 * block_rows * models));
+  sum_into_cube(y, rows, models, [&](slab_sum& sum) {
+#pragma omp parallel num_threads(static_cast <int>(sum.parts()))
+    add_normal_rows(sum, rows, v, models, dots);
+  });
+}
+
+void dots_of_rows(row_range rows, std::span<const r8> v, std::span<r8> y, i8 models) {
+  const sparse_kernels& kernels = best_sparse_kernels(models);
+  const i8 ncube = std::ssize(v) / models;
   std::atomic<bool> outside = false;
-  const i4 ndata = rows_for(y);
-  check_any_cube(v, ndata);
+  check_any_cube(ncube, rows);
 #pragma omp parallel for schedule(static)
-  for (i4 i = 1; i <= ndata; ++i) {
-    const sparse_row& row = store.Gs(i);
-    y[static_cast<std::size_t>(i - 1)] = kernels.sparse_row_dot(
-        row.val.data(), row.idx.data(), row.idx.size(), v.data(), std::ssize(v), outside);
+  for (i8 i = rows.first; i <= rows.last; ++i)
+    kernels.row_dots(entries_of(store.Gs(i)), v.data(), ncube, y.data() + (i - 1) * models, outside);
+  check_rows(outside);
+}
+
+row_order order_of_rows(row_range rows, i8 ncube) {
+  bool ascending = true, outside = false;
+#pragma omp parallel for schedule(static) reduction(&& : ascending) reduction(|| : outside)
+  for (i8 i = rows.first; i <= rows.last; ++i) {
+    i8 before = 0;
+    for (const i4 idx : store.Gs(i).idx) {
+      ascending = ascending && idx >= before;
+      outside = outside || idx < 1 || idx > ncube;
+      before = idx;
+    }
   }
   check_rows(outside);
+  return ascending ? row_order::ascending : row_order::any;
 }
 
-void CALC_GTV(std::span<const r8> v, std::span<r8> y) {
-  const row_kernels& kernels = best_row_kernels();
-  std::atomic<bool> outside = false;
-  const i4 ndata = rows_for(v);
-  check_any_cube(y, ndata);
-  sum_blocks(y, ndata, [&](i8 i, r8* sum) {
-    const sparse_row& row = store.Gs(i + 1);
-    kernels.add_sparse_row(row.val.data(), row.idx.data(), row.idx.size(), v[static_cast<std::size_t>(i)],
-                           sum, std::ssize(y), outside);
-  });
-  check_rows(outside);
-}
-
-void CALC_GTGV_1LOOP(std::span<const r8> v, std::span<r8> y) {
-  assert(v.size() == y.size());
-  const row_kernels& kernels = best_row_kernels();
-  std::atomic<bool> outside = false;
-  const i4 ndata = rows_of_loop();
-  check_any_cube(y, ndata);
-  sum_blocks(y, ndata, [&](i8 i, r8* sum) {
-    const sparse_row& row = store.Gs(i + 1);
-    const i8 nnz = row.idx.size();
-    const r8 s =
-        kernels.sparse_row_dot(row.val.data(), row.idx.data(), nnz, v.data(), std::ssize(v), outside);
-    kernels.add_sparse_row(row.val.data(), row.idx.data(), nnz, s, sum, std::ssize(y), outside);
-  });
-  check_rows(outside);
+void add_rows(row_range rows, row_order order, std::span<const r8> v, const slab& to, i8 ncube, i8 models) {
+  if (to.size == 0 || rows.last < rows.first) return;
+  slab_sum sum(to, ncube, rows, order, models);
+  add_by_slabs(sum, rows, v.data() + (rows.first - 1) * models);
+  check_rows_in_place();
+  if (!sum.in_place()) stop_program("idx do not ascend");
 }
 
 }  // namespace velko

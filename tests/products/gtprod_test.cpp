@@ -101,7 +101,7 @@ TEST_F(GtProd, MoreThreadsThanRowsGiveWhatOneThreadGives) {
   set_uneven_problem();
   set_sparse_rows({{{1, 1.0f}, {5, 0.5f}}, {{5, 2.0f}}});
   const values x = random_values(ncell());
-  omp_set_num_threads(2);
+  omp_set_num_threads(1);
   const values m = adjoint(ncell(), {1, 2}), y = normal(ncell(), x);
   omp_set_num_threads(8);
   EXPECT_TRUE(same_bits(adjoint(ncell(), {1, 2}), m));
@@ -237,12 +237,13 @@ TEST_F(LittleMemory, CompactVectorOfTheAdjointProductHasNoReportOfItsOwn) {
   EXPECT_EQ(with_memory(8 * MiB, [] { adjoint(1, {}); }), refusal_of(16 * MiB));
 }
 
-TEST_F(LittleMemory, PrivateSumsHaveNoReportOfTheirOwn) {
+TEST_F(LittleMemory, ProductsAskForTheirCubesAloneWhateverTheNumberOfThreads) {
   set_large(true);
-  omp_set_num_threads(2);
+  omp_set_num_threads(8);
   adjoint(1, {1, 2});  // so that the threads are there
-  EXPECT_EQ(with_memory(24 * MiB, [] { adjoint(1, {1, 2}); }), refusal_of(16 * MiB));
-  EXPECT_EQ(with_memory(42 * MiB, [] { normal(1, {1}); }), refusal_of(16 * MiB));
+  const std::pair<std::string, stop_or_done> done{"", {}};
+  EXPECT_EQ(with_memory(24 * MiB, [] { adjoint(1, {1, 2}); }), done);
+  EXPECT_EQ(with_memory(42 * MiB, [] { normal(1, {1}); }), done);
 }
 #endif
 

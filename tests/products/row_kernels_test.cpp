@@ -47,11 +47,6 @@ struct row_problem {
     for (std::size_t k = 0; k < n; ++k) terms[k] = static_cast<r8>(g[row * n + k]) * m[k];
     return terms;
   }
-  values sparse_terms() const {
-    values terms(n);
-    for (std::size_t k = 0; k < n; ++k) terms[k] = static_cast<r8>(g[k]) * m[at[k] - 1];
-    return terms;
-  }
 
   std::size_t n;
   std::vector<r4> val;
@@ -75,20 +70,35 @@ values with_sparse_row_added(const row_problem& p, values y, r8 s) {
   return y;
 }
 
+/// As many vectors, interleaved.
+values interleaved(const std::vector<values>& vectors) {
+  values all;
+  for (std::size_t i = 0; i < vectors.front().size(); ++i)
+    for (const values& v : vectors) all.push_back(v[i]);
+  return all;
+}
+
 const std::vector<std::size_t> lengths{0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10,  15,   16,
                                        17, 23, 24, 25, 31, 32, 33, 63, 64, 65, 100, 1000, 4099};
 
 void expect_fixed_shape(const row_kernels& kernels, const row_problem& p) {
   const auto n = static_cast<i8>(p.n);
   EXPECT_TRUE(same_bits({kernels.row_dot(p.g, p.m, n)}, {in_fixed_shape(p.dense_terms(0))}));
-  std::atomic<bool> outside = false;
-  EXPECT_TRUE(
-      same_bits({kernels.sparse_row_dot(p.g, p.at, n, p.m, n, outside)}, {in_fixed_shape(p.sparse_terms())}));
-  EXPECT_FALSE(outside);
   values y(dense_rows_at_once, 7.0), rows;
-  kernels.row_dots(p.g, p.m, n, y.data());
+  kernels.row_dots(p.g, n, p.m, n, y.data());
   for (std::size_t r = 0; r < dense_rows_at_once; ++r) rows.push_back(in_fixed_shape(p.dense_terms(r)));
   EXPECT_TRUE(same_bits(y, rows));
+
+  values models, right;
+  for (std::size_t l = 0; l < dense_models_at_once; ++l) {
+    const values model = random_values(p.n + 3, static_cast<unsigned>(l));
+    values terms(p.n);
+    for (std::size_t k = 0; k < p.n; ++k) terms[k] = static_cast<r8>(p.g[k]) * model[k];
+    right.push_back(in_fixed_shape(terms));
+    models.insert(models.end(), model.begin(), model.end());
+  }
+  kernels.row_dots_of_models(p.g, models.data(), n + 3, n, y.data());
+  EXPECT_TRUE(same_bits(y, right));
 }
 
 /// y is what m holds, and one element more that no row may touch.
@@ -99,13 +109,48 @@ void expect_row_added(const row_kernels& kernels, const row_problem& p) {
   kernels.add_row(p.g, s[0], n, y.data());
   EXPECT_TRUE(same_bits(y, with_rows_added(p, before, {s[0]})));
   y = before;
-  kernels.add_rows(p.g, s.data(), n, y.data());
+  kernels.add_rows(p.g, n, s.data(), n, y.data());
   EXPECT_TRUE(same_bits(y, with_rows_added(p, before, s)));
-  y = before;
+}
+
+void expect_fixed_shape_for_models(const sparse_kernels& kernels, const row_problem& p) {
+  const auto n = static_cast<i8>(p.n);
+  std::vector<values> cubes;
+  values right;
+  for (i8 l = 0; l < kernels.models; ++l) {
+    values cube(p.m, p.m + p.n), terms(p.n);
+    for (r8& x : cube) x *= 1.1 + static_cast<r8>(l);
+    for (std::size_t k = 0; k < p.n; ++k)
+      terms[k] = static_cast<r8>(p.g[k]) * cube[static_cast<std::size_t>(p.at[k] - 1)];
+    right.push_back(in_fixed_shape(terms));
+    cubes.push_back(cube);
+  }
   std::atomic<bool> outside = false;
-  kernels.add_sparse_row(p.g, p.at, n, s[0], y.data(), n, outside);
+  values y(right.size(), 7.0);
+  kernels.row_dots({p.g, p.at, n}, interleaved(cubes).data(), n, y.data(), outside);
+  EXPECT_TRUE(same_bits(y, right));
   EXPECT_FALSE(outside);
-  EXPECT_TRUE(same_bits(y, with_sparse_row_added(p, before, s[0])));
+}
+
+/// The slab is the whole cube, at positions from `first` on.
+void expect_sparse_row_added(const sparse_kernels& kernels, const row_problem& p) {
+  const auto n = static_cast<i8>(p.n);
+  for (const i8 first : {i8{1}, i8{77}}) {
+    values s;
+    std::vector<values> before, after;
+    for (i8 l = 0; l < kernels.models; ++l) {
+      s.push_back(0.3 - static_cast<r8>(l));
+      before.push_back(random_values(p.n + 1, static_cast<unsigned>(l + 20)));
+      after.push_back(with_sparse_row_added(p, before.back(), s.back()));
+    }
+    std::vector<i4> idx(p.at, p.at + p.n);
+    for (i4& at : idx) at += static_cast<i4>(first - 1);
+    values y = interleaved(before);
+    std::atomic<bool> outside = false;
+    kernels.add_row({p.g, idx.data(), n}, s.data(), {y.data(), first, n}, outside);
+    EXPECT_FALSE(outside);
+    EXPECT_TRUE(same_bits(y, interleaved(after)));
+  }
 }
 
 /// Compares every set that the machine has, at all lengths and alignments.
@@ -120,47 +165,70 @@ void for_every_set(body&& expect) {
         for (std::size_t shift_m = 0; shift_m < 3; ++shift_m) {
           SCOPED_TRACE(testing::Message()
                        << name_of(set) << " n " << n << " shifts " << shift_g << " " << shift_m);
-          expect(row_kernels_for(set), row_problem(n, shift_g, shift_m));
+          expect(set, row_problem(n, shift_g, shift_m));
         }
   }
 }
 
+/// Likewise, for each number of models.
+template <class body>
+void for_every_sparse_kernel(body&& expect) {
+  for_every_set([&](instruction_set set, const row_problem& p) {
+    for (const i8 models : numbers_of_models) {
+      SCOPED_TRACE(testing::Message() << models << " models");
+      expect(sparse_kernels_for(set, models), p);
+    }
+  });
+}
+
 TEST(RowKernels, EveryInstructionSetHasTheFixedShapeAtAllLengthsAndAlignments) {
-  for_every_set(expect_fixed_shape);
+  for_every_set(
+      [](instruction_set set, const row_problem& p) { expect_fixed_shape(row_kernels_for(set), p); });
+  for_every_sparse_kernel(expect_fixed_shape_for_models);
 }
 
 TEST(RowKernels, EveryInstructionSetAddsRowsAsAPlainLoopDoesAtAllLengthsAndAlignments) {
-  for_every_set(expect_row_added);
+  for_every_set([](instruction_set set, const row_problem& p) { expect_row_added(row_kernels_for(set), p); });
+  for_every_sparse_kernel(expect_sparse_row_added);
 }
 
 TEST(RowKernels, PositionsOutsideTheCubeTouchNothingOutsideIt) {
   constexpr std::array far{0, -1, -2147483647 - 1, 2147483647, 1 << 20};
-  for_every_set([&](const row_kernels& kernels, const row_problem& p) {
+  for_every_sparse_kernel([&](const sparse_kernels& kernels, const row_problem& p) {
+    if (p.n == 0) return;
     const auto n = static_cast<i8>(p.n);
+    const auto models = static_cast<std::size_t>(kernels.models);
     std::vector<i4> idx;
     for (std::size_t k = 0; k < p.n; ++k) idx.push_back(far[k % far.size()]);
-    values around(p.n + 2, 1.0);
-    around.front() = around.back() = std::nan("");
+    values around((p.n + 2) * models, 1.0);
+    r8* const cubes = around.data() + models;
+    std::fill_n(around.begin(), models, std::nan(""));
+    std::fill_n(around.end() - static_cast<std::ptrdiff_t>(models), models, std::nan(""));
     std::atomic<bool> outside = false;
-    EXPECT_FALSE(std::isnan(kernels.sparse_row_dot(p.g, idx.data(), n, around.data() + 1, n, outside)));
-    around.front() = around.back() = untouched;
-    kernels.add_sparse_row(p.g, idx.data(), n, 1.0, around.data() + 1, n, outside);
-    EXPECT_EQ(around.front(), untouched);
-    EXPECT_EQ(around.back(), untouched);
+    values y(models);
+    kernels.row_dots({p.g, idx.data(), n}, cubes, n, y.data(), outside);
+    for (const r8 dot : y) EXPECT_FALSE(std::isnan(dot));
+    kernels.add_row({p.g, idx.data(), n}, values(models, 1.0).data(), {cubes, 3, n}, outside);
+    for (std::size_t l = 0; l < models; ++l) {
+      EXPECT_TRUE(std::isnan(around[l]));
+      EXPECT_TRUE(std::isnan(around[around.size() - 1 - l]));
+    }
+    for (std::size_t k = models; k < around.size() - models; ++k) EXPECT_FALSE(std::isnan(around[k]));
   });
 }
 
-TEST(RowKernels, OnePositionOutsideTheCubeIsToldWhereverItStands) {
-  for_every_set([](const row_kernels& kernels, const row_problem& p) {
+TEST(RowKernels, OnePositionOutsideTheCubeOrTheSlabIsToldWhereverItStands) {
+  for_every_sparse_kernel([](const sparse_kernels& kernels, const row_problem& p) {
     const auto n = static_cast<i8>(p.n);
     std::vector<i4> idx(p.at, p.at + p.n);
-    values cube(p.n);
+    const values s(static_cast<std::size_t>(kernels.models), 1.0);
+    values cubes(p.n * s.size()), y(s.size());
     for (std::size_t k = 0; k < std::min<std::size_t>(p.n, 40); ++k)
       for (const i4 at : {0, static_cast<i4>(n) + 1}) {
         const i4 before = std::exchange(idx[k], at);
         std::atomic<bool> in_dot = false, in_sum = false;
-        kernels.sparse_row_dot(p.g, idx.data(), n, p.m, n, in_dot);
-        kernels.add_sparse_row(p.g, idx.data(), n, 1.0, cube.data(), n, in_sum);
+        kernels.row_dots({p.g, idx.data(), n}, cubes.data(), n, y.data(), in_dot);
+        kernels.add_row({p.g, idx.data(), n}, s.data(), {cubes.data(), 1, n}, in_sum);
         EXPECT_TRUE(in_dot && in_sum) << "element " << k << " at " << at;
         idx[k] = before;
       }
@@ -170,7 +238,8 @@ TEST(RowKernels, OnePositionOutsideTheCubeIsToldWhereverItStands) {
 TEST(RowKernels, WhatIsToldStaysTold) {
   const row_problem p(9, 0, 0);
   std::atomic<bool> outside = true;
-  best_row_kernels().sparse_row_dot(p.g, p.at, 9, p.m, 9, outside);
+  r8 y = 0;
+  best_sparse_kernels(1).row_dots({p.g, p.at, 9}, p.m, 9, &y, outside);
   EXPECT_TRUE(outside);
 }
 
@@ -183,7 +252,10 @@ TEST(RowKernels, RowsUnderEightAreSummedStrictlyFromLeftToRight) {
   for (i8 n = 0; n <= 7; ++n) {
     const r8 left_to_right = std::accumulate(m, m + n, 0.0);
     EXPECT_EQ(best_row_kernels().row_dot(g, m, n), left_to_right);
-    EXPECT_EQ(best_row_kernels().sparse_row_dot(g, idx, n, m, n, outside), left_to_right);
+    if (n == 0) continue;
+    r8 y = 0;
+    best_sparse_kernels(1).row_dots({g, idx, n}, m, n, &y, outside);
+    EXPECT_EQ(y, left_to_right);
   }
 }
 

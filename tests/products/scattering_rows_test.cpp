@@ -1,89 +1,14 @@
-// Private sums, and the row loops that scatter into them.
-#include "products/private_sums.h"
-
+// The row loops that add rows up, loop by loop: small matrices whose sums are exact.
 #include <gmock/gmock.h>
 
 #include "products/full_rows.h"
 #include "products/sparse_rows.h"
 #include "tests/products/problem.h"
-#include "tests/support/little_memory.h"
 
 namespace velko::test {
 namespace {
 
-class PrivateSums : public products_test {
- public:
-  /// The sum over blocks of a multiple of counting(n), its factor that of the block.
-  static values sum_of(std::size_t n, const values& factors) {
-    values y(n, untouched);
-    sum_blocks(y, static_cast<i8>(factors.size()), [&](i8 block, r8* sum) {
-      for (std::size_t k = 0; k < n; ++k)
-        sum[k] += factors[static_cast<std::size_t>(block)] * static_cast<r8>(k + 1);
-    });
-    return y;
-  }
-};
-
-TEST_F(PrivateSums, EveryElementIsSummedOnceWhateverTheLengthAndTheNumberOfThreads) {
-  for (int threads = 1; threads <= 8; ++threads) {
-    omp_set_num_threads(threads);
-    for (const std::size_t n : {0u, 1u, 7u, 8u, 9u, 63u, 64u, 65u, 1023u, 1024u, 1025u, 8191u, 20001u}) {
-      values right = counting(n);
-      for (r8& x : right) x *= 1111111111.0;
-      EXPECT_EQ(sum_of(n, {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000, 1000000000}), right)
-          << n << " elements, " << threads << " threads";
-    }
-  }
-}
-
-TEST_F(PrivateSums, EachThreadTakesOneContiguousBlockInThreadOrder) {
-  for (int threads = 1; threads <= 8; ++threads) {
-    omp_set_num_threads(threads);
-    std::vector<int> thread_of(21, -1);
-    values y(1);
-    sum_blocks(y, 21,
-               [&](i8 block, r8*) { thread_of[static_cast<std::size_t>(block)] = omp_get_thread_num(); });
-    EXPECT_TRUE(std::is_sorted(thread_of.begin(), thread_of.end()));
-    EXPECT_EQ(thread_of.front(), 0);
-    EXPECT_EQ(thread_of.back(), threads - 1);
-  }
-}
-
-TEST_F(PrivateSums, TheArraysAreAddedInThreadOrderRunAfterRun) {
-  omp_set_num_threads(4);
-  for (int run = 0; run < 50; ++run) {
-    // 1 is lost beside 1e16, so the result tells the order.
-    EXPECT_EQ(sum_of(1, {1e16, 1, -1e16, 1}), values{1});
-    EXPECT_EQ(sum_of(1, {1e16, -1e16, 1, 1}), values{2});
-    EXPECT_EQ(sum_of(1, {0.5, 0.5, 1e16, -1e16}), values{0});
-  }
-}
-
-TEST_F(PrivateSums, NoMoreThreadsThanBlocksAreAskedFor) {
-  omp_set_num_threads(8);
-  values y(5);
-  EXPECT_EQ(private_sums(y, 3).threads(), 3);
-  EXPECT_EQ(private_sums(y, 0).threads(), 1);
-  EXPECT_EQ(private_sums(y, -1).threads(), 1);
-  EXPECT_EQ(private_sums(y, i8{1} << 40).threads(), 8);
-}
-
-TEST_F(PrivateSums, TeamThatComesOutSmallerThanAskedForSumsAllTheSame) {
-  omp_set_num_threads(8);
-  values y;
-#pragma omp parallel num_threads(2)
-#pragma omp single
-  y = sum_of(100, values(10, 1.0));  // inside a team the run-time gives one thread
-  values right = counting(100);
-  for (r8& x : right) x *= 10;
-  EXPECT_EQ(y, right);
-}
-
-TEST_F(PrivateSums, NoBlocksClearY) {
-  EXPECT_EQ(sum_of(9, {}), values(9, 0.0));
-}
-
-class ScatteringRows : public PrivateSums {};
+using ScatteringRows = products_test;
 
 TEST_F(ScatteringRows, AdjointKernelScattersEachRowTimesItsDatum) {
   set_sparse_rows({{{1, 1.0f}, {3, 10.0f}}, {}, {{3, -1.0f}}});
@@ -225,24 +150,6 @@ TEST_F(ScatteringRows, KernelsNeverWriteOutsideTheCube) {
     EXPECT_EQ(y.back(), untouched);
   }
 }
-
-#if !defined(VELKO_SANITIZED)
-// Not under the sanitizers: their own memory is bound by the same limit.
-TEST_F(PrivateSums, ArraysThatTheSystemRefusesEndAsTheFailureOfTheRunTime) {
-  omp_set_num_threads(3);
-  const std::size_t n = std::size_t{1} << 21;  // 16 MiB
-  values y(n, untouched);
-  const auto sum = [&y] { sum_blocks(y, 3, [](i8, r8* at) { at[0] += 1; }); };
-  EXPECT_EQ(run_until_stop(sum), stop_or_done{});  // and the threads are there
-  {
-    const little_memory limit(i8{8} << 20);
-    EXPECT_EQ(run_until_stop(sum),
-              (stop_or_done{stop_or_done::failed, "velko: out of memory: 16777216 bytes refused"}));
-  }
-  EXPECT_EQ(run_until_stop(sum), stop_or_done{});
-  EXPECT_EQ(y[0], 3);
-}
-#endif
 
 }  // namespace
 }  // namespace velko::test
