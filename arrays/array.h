@@ -4,17 +4,20 @@
 ///          owned_array2<T>, owned_array3<T> hold their own, can be moved and not copied
 /// Order    a(i, j, l) stands at flat position i + n1 (j - 1) + n1 n2 (l - 1), computed in 64 bits
 /// Sizes    an extent below 1 counts as 0, and an array with such an extent is empty
-/// Start    a new owner is zero throughout, or holds anything if `uninitialised` is asked for
-/// Errors   std::bad_alloc (arrays/memory.h); an index out of bounds is caught by assert and costs
+/// Start    a new owner is zero throughout, holds a copy of a span or vector, or anything if `uninitialised` is asked for
+/// Errors   std::bad_alloc (arrays/memory.h); std::invalid_argument for a copy that has not the extents; an index out of bounds is caught by assert and costs
 ///          nothing in release builds
 ///
 /// Example  owned_array2<i4> itop(ny, nx);  itop(i, j) = 0;  read(itop.elements());
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cassert>
 #include <cstddef>
+#include <iterator>
 #include <span>
+#include <stdexcept>
 #include <type_traits>
 #include <utility>
 
@@ -98,6 +101,16 @@ class owned_array {
   template <class... N>
   requires(sizeof...(N) == rank && (std::is_integral_v<N> && ...)) owned_array(uninitialised_t, N... n)
       : owned_array(array_shape<rank>(n...), false) {}
+  /// A copy of elements in the array's order, as a span or a vector holds them: as many as the extents ask for.
+  template <class... N>
+  requires(sizeof...(N) == rank && (std::is_integral_v<N> && ...))
+      owned_array(std::span<const T> from, N... n)
+      : owned_array(array_shape<rank>(n...), false) {
+    if (std::ssize(from) != size())
+      throw std::invalid_argument("an array of other extents than its elements");
+    std::copy(from.begin(), from.end(), begin());
+  }
+  explicit owned_array(std::span<const T> from) requires(rank == 1) : owned_array(from, std::ssize(from)) {}
 
   owned_array(owned_array&& other) noexcept
       : p_(std::exchange(other.p_, nullptr)), shape_(std::exchange(other.shape_, {})) {}

@@ -4,7 +4,8 @@
 ///          The bits are set on top of what the thread's control word holds: rounding and masks stay as they are
 /// Why      a run has one result, with the mode that its products are defined under; and sums that fade into
 ///          denormals do not become a hundred times slower
-/// Threads  the calling thread alone
+/// Threads  the calling thread alone. The run-time's workers take over the mode of the thread that starts a parallel region, so
+///          a scope around the region holds for them too, and the next region finds them as it finds its caller
 #pragma once
 
 #include <immintrin.h>
@@ -16,5 +17,17 @@ inline constexpr unsigned flush_to_zero_bits = 0x8040;  // FTZ 0x8000, DAZ 0x004
 inline void set_flush_to_zero() {
   _mm_setcsr(_mm_getcsr() | flush_to_zero_bits);
 }
+
+/// The mode while it lives; then flush-to-zero and denormals-are-zero are again what they were.
+class flush_to_zero_scope {
+ public:
+  flush_to_zero_scope() : before_(_mm_getcsr() & flush_to_zero_bits) { set_flush_to_zero(); }
+  flush_to_zero_scope(const flush_to_zero_scope&) = delete;
+  flush_to_zero_scope& operator=(const flush_to_zero_scope&) = delete;
+  ~flush_to_zero_scope() { _mm_setcsr((_mm_getcsr() & ~flush_to_zero_bits) | before_); }
+
+ private:
+  unsigned before_;
+};
 
 }  // namespace velko

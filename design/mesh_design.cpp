@@ -62,12 +62,6 @@ mesh_axis axis_of(r8 start, const std::vector<r8>& before, i4 core_cells, r8 wid
   return axis;
 }
 
-owned_array1<r8> array_of(const std::vector<r8>& values) {
-  owned_array1<r8> copy(uninitialised, std::ssize(values));
-  std::copy(values.begin(), values.end(), copy.begin());
-  return copy;
-}
-
 owned_array1<r8> nodes_of(r8 start, const std::vector<r8>& widths) {
   owned_array1<r8> nodes(uninitialised, std::ssize(widths) + 1);
   nodes(1) = start;
@@ -81,9 +75,9 @@ void fill_mesh(mesh_state& m, const mesh_axes& axes) {
   m.nx = axes.x.cells();
   m.ny = axes.y.cells();
   m.nz = axes.z.cells();
-  m.dx = array_of(axes.x.widths);
-  m.dy = array_of(axes.y.widths);
-  m.dz = array_of(axes.z.widths);
+  m.dx = owned_array1<r8>(axes.x.widths);
+  m.dy = owned_array1<r8>(axes.y.widths);
+  m.dz = owned_array1<r8>(axes.z.widths);
   m.xnode = nodes_of(axes.x.start, axes.x.widths);
   m.ynode = nodes_of(axes.y.start, axes.y.widths);
   m.znode = nodes_of(0.0, axes.z.widths);

@@ -42,10 +42,16 @@ void channel::close() {
 }
 
 void channel::write_text(std::string_view text) {
-  if (captured_ != nullptr)
-    captured_->append(text);
-  else if (file_ != nullptr && std::fwrite(text.data(), 1, text.size(), file_) != text.size())
+  write_text(text, capture_);
+}
+
+void channel::write_text(std::string_view text, capture* into) {
+  if (into != nullptr) {
+    into->text.append(text);
+    if (into->then_ == capture::passed_on) write_text(text, into->around_);
+  } else if (file_ != nullptr && std::fwrite(text.data(), 1, text.size(), file_) != text.size()) {
     fail(name_);
+  }
 }
 
 void channel::write_line(std::string_view line) {
@@ -54,7 +60,7 @@ void channel::write_line(std::string_view line) {
 }
 
 void channel::flush() {
-  if (captured_ == nullptr && file_ != nullptr && std::fflush(file_) != 0) fail(name_);
+  if (capture_ == nullptr && file_ != nullptr && std::fflush(file_) != 0) fail(name_);
 }
 
 channel& console() {

@@ -14,6 +14,8 @@
 
 namespace velko {
 
+class capture;
+
 class channel {
  public:
   explicit channel(std::string name, std::FILE* file = nullptr) : name_(std::move(name)), file_(file) {}
@@ -34,28 +36,37 @@ class channel {
   void flush();
 
  private:
+  void write_text(std::string_view text, capture* into);
+
   friend class capture;
   std::string name_;  // for the words of a failure
   std::FILE* file_;
   bool owns_file_ = false;
-  std::string* captured_ = nullptr;
+  capture* capture_ = nullptr;  // the last of those that live
 };
 
 channel& console();
 channel& log_file();
 
-/// While it lives, what goes to the channel goes into `text` instead.
+/// While it lives, what goes to the channel goes into `text`, and nowhere else unless it is passed on. A capture may stand
+/// inside another one of its channel, which then gets what is passed on.
 class capture {
  public:
-  explicit capture(channel& c) : channel_(c) { c.captured_ = &text; }
+  enum what_then { kept, passed_on };
+  explicit capture(channel& c, what_then then = kept) : channel_(c), then_(then), around_(c.capture_) {
+    c.capture_ = this;
+  }
   capture(const capture&) = delete;
   capture& operator=(const capture&) = delete;
-  ~capture() { channel_.captured_ = nullptr; }
+  ~capture() { channel_.capture_ = around_; }
 
   std::string text;
 
  private:
+  friend class channel;
   channel& channel_;
+  what_then then_;
+  capture* around_;
 };
 
 }  // namespace velko

@@ -13,6 +13,7 @@ GROUND = {
     "store": ["reports", "wavelet"],
     "files": ["store"],
     "products": ["store"],
+    "library": ["files", "products"],
     "topography": ["files"],
     "responses": ["store"],
     "design": ["files"],

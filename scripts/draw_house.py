@@ -18,7 +18,7 @@ HOLDS = {
     "python": "the library for Python", "mpi": "over the nodes of a cluster",
     "builder": "makes sensitivity files", "responses": "physics of one datum", "design": "meshes, bodies, models",
     "topography": "terrain to surface index", "files": "readers and writers of text",
-    "products": "the products with G", "store": "the state, its loader",
+    "library": "for callers from outside", "products": "the products with G", "store": "the state, its loader",
     "wavelet": "the transform", "reports": "console, log, the stop", "text": "numbers and text",
     "arrays": "array types, memory",
 }

@@ -10,9 +10,9 @@ owned_array1<r8> edges_of(i4 cells_along_axis) {
   return owned_array1<r8>(uninitialised, i8{cells_along_axis} + 1);
 }
 
-owned_array1<r8> widths_of(const owned_array1<r8>& node, i4 n) {
-  owned_array1<r8> width(uninitialised, n);
-  for (i8 edge = 1; edge <= n; ++edge) width(edge) = node(edge + 1) - node(edge);
+owned_array1<r8> widths_of(const owned_array1<r8>& node) {
+  owned_array1<r8> width(uninitialised, node.size() - 1);
+  for (i8 edge = 1; edge <= width.size(); ++edge) width(edge) = node(edge + 1) - node(edge);
   return width;
 }
 
@@ -30,10 +30,14 @@ bool read_mesh_block(record_reader* in, i4 ny, i4 nx, i4 nz) {
                         in->read_all(mesh.xnode.elements()) && in->read_all(mesh.znode.elements()) &&
                         in->read(mesh.ztop) && in->end_record();
   if (!complete) return false;
-  mesh.dy = widths_of(mesh.ynode, ny);
-  mesh.dx = widths_of(mesh.xnode, nx);
-  mesh.dz = widths_of(mesh.znode, nz);
+  set_widths();
   return true;
+}
+
+void set_widths() {
+  mesh.dy = widths_of(mesh.ynode);
+  mesh.dx = widths_of(mesh.xnode);
+  mesh.dz = widths_of(mesh.znode);
 }
 
 bool read_itop(record_reader& in, i4 ny, i4 nx) {

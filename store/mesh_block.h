@@ -14,6 +14,9 @@ namespace velko {
 /// Stores the counts; with no file that is all. Otherwise reads the edges and forms the widths from them.
 bool read_mesh_block(record_reader* in, i4 ny, i4 nx, i4 nz);
 
+/// Forms the widths of the mesh from its edges.
+void set_widths();
+
 bool read_itop(record_reader& in, i4 ny, i4 nx);
 
 }  // namespace velko

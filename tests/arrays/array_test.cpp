@@ -80,5 +80,22 @@ TEST(ArraysDeathTest, IndexOutOfBoundsIsCaughtInDebugBuilds) {
 }
 #endif
 
+TEST(OwnedArray, CopiesASpanOrAVectorInItsOrder) {
+  const std::vector<r8> from{1, 2, 3, 4, 5, 6};
+  const owned_array1<r8> a(from);
+  EXPECT_EQ(a.size(), 6);
+  EXPECT_EQ(a(6), 6);
+  const owned_array2<r8> b(std::span(from), 2, 3);
+  EXPECT_EQ(b(2, 1), 2);
+  EXPECT_EQ(b(1, 3), 5);
+}
+
+TEST(OwnedArray, CopyOfTooManyOrTooFewElementsIsRefused) {
+  const std::vector<r8> from{1, 2, 3};
+  EXPECT_THROW(owned_array2<r8>(from, 2, 2), std::invalid_argument);
+  EXPECT_THROW(owned_array1<r8>(from, 2), std::invalid_argument);
+  EXPECT_THROW(owned_array1<r8>(from, -1), std::invalid_argument);
+}
+
 }  // namespace
 }  // namespace velko

@@ -12,7 +12,6 @@
 namespace velko {
 namespace {
 
-using test::array_of;
 using test::mesh_with;
 using test::numbers;
 using testing::Each;
@@ -20,9 +19,9 @@ using testing::Each;
 survey_state survey_at(const numbers& xs, const numbers& ys, const numbers& zs) {
   survey_state s;
   s.ndata = static_cast<i4>(xs.size());
-  s.xobs = array_of(xs);
-  s.yobs = array_of(ys);
-  s.zobs = array_of(zs);
+  s.xobs = owned_array1<r8>(xs);
+  s.yobs = owned_array1<r8>(ys);
+  s.zobs = owned_array1<r8>(zs);
   return s;
 }
 

@@ -76,9 +76,9 @@ bool is_in_a_cell(r8 x, r8 y, r8 z) {
   m.itop(1, 1) = 1;
   survey_state s;
   s.ndata = 1;
-  s.xobs = test::array_of({x});
-  s.yobs = test::array_of({y});
-  s.zobs = test::array_of({z});
+  s.xobs = owned_array1<r8>(std::vector<r8>{x});
+  s.yobs = owned_array1<r8>(std::vector<r8>{y});
+  s.zobs = owned_array1<r8>(std::vector<r8>{z});
   return count_data_in_cells(s, m) == 1;
 }
 

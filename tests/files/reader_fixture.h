@@ -7,8 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "reports/channel.h"
-#include "reports/program_stop.h"
+#include "reports/told_end.h"
 #include "store/state.h"
 #include "tests/support/fresh_problem.h"
 #include "tests/support/temporary_folder.h"
@@ -16,16 +15,10 @@
 namespace velko::test {
 
 /// How a reader ended, and what it wrote to both channels.
-struct outcome {
-  stop_or_done end;
-  std::string console, log;
-};
+struct outcome : told_end {};
 
 inline outcome outcome_of(const std::function<void()>& body) {
-  const capture console_capture(console());
-  const capture log_capture(log_file());
-  const stop_or_done end = run_until_stop(body);
-  return {end, console_capture.text, log_capture.text};
+  return {run_and_tell(body)};
 }
 
 /// Said nothing and came back.

@@ -25,12 +25,6 @@ MATCHER_P(FailsSaying, text, "") {
          arg.console.empty() && arg.log.empty();
 }
 
-inline owned_array1<r8> array_of(const std::vector<r8>& values) {
-  owned_array1<r8> a(static_cast<i8>(values.size()));
-  std::copy(values.begin(), values.end(), a.begin());
-  return a;
-}
-
 /// A number with all its digits.
 inline std::string exact(r8 value) {
   char text[40];
@@ -67,9 +61,9 @@ class topography_reader : public text_reader {
     mesh.nx = static_cast<i4>(xnode.size()) - 1;
     mesh.ny = static_cast<i4>(ynode.size()) - 1;
     mesh.nz = static_cast<i4>(znode.size()) - 1;
-    mesh.xnode = array_of(xnode);
-    mesh.ynode = array_of(ynode);
-    mesh.znode = array_of(znode);
+    mesh.xnode = owned_array1<r8>(xnode);
+    mesh.ynode = owned_array1<r8>(ynode);
+    mesh.znode = owned_array1<r8>(znode);
     mesh.ztop = ztop;
   }
 
