@@ -1,14 +1,10 @@
 #include "files/predicted_data.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <algorithm>
 #include <cerrno>
 #include <string>
 #include <system_error>
-#include <utility>
 
+#include "files/output_file.h"
 #include "reports/program_stop.h"
 #include "store/state.h"
 #include "text/number_layout.h"
@@ -17,56 +13,26 @@ namespace velko {
 
 namespace {
 
-[[noreturn]] void fail_to_write(const std::string& name, int reason) {
-  throw std::system_error(reason, std::generic_category(), "cannot write " + name);
-}
-
-/// Unit 22: an output file, written in large pieces.
+/// Unit 22: an output file, line by line.
 class text_output {
  public:
   explicit text_output(std::string_view name)
-      : name_(without_trailing_blanks(name)),
-        file_(open(name_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)) {
-    if (file_ < 0) fail();
-    text_.reserve(piece + longest_line);
-  }
-  text_output(const text_output&) = delete;
-  text_output& operator=(const text_output&) = delete;
-  ~text_output() {
-    if (file_ >= 0) ::close(file_);
-  }
+      : file_(std::string(without_trailing_blanks(name)), output_file::in_place::where_needed) {}
 
-  /// The text to which the next line is to be appended.
-  std::string& line() { return text_; }
+  /// The text of the next line.
+  std::string& line() { return line_; }
 
   void end_line() {
-    text_ += '\n';
-    if (text_.size() >= piece) write_text();
+    line_ += '\n';
+    file_.write(std::as_bytes(std::span(line_)));
+    line_.clear();
   }
 
-  void close() {
-    write_text();
-    if (::close(std::exchange(file_, -1)) != 0) fail();
-  }
+  void keep() { file_.keep(); }
 
  private:
-  static constexpr std::size_t piece = std::size_t{256} << 10, longest_line = 100;
-
-  [[noreturn]] void fail() const { fail_to_write(name_, errno); }
-
-  void write_text() {
-    std::string_view left = text_;
-    while (!left.empty()) {
-      const auto written = write(file_, left.data(), left.size());
-      if (written < 0 && errno != EINTR) fail();
-      left.remove_prefix(static_cast<std::size_t>(std::max<decltype(written)>(written, 0)));
-    }
-    text_.clear();
-  }
-
-  std::string name_;
-  int file_;
-  std::string text_;
+  output_file file_;
+  std::string line_;
 };
 
 void write_header(text_output& out) {
@@ -113,7 +79,7 @@ void write_survey(std::string_view file_name, value&& predicted) {
   text_output out(file_name);
   write_header(out);
   for (i4 i = 1; i <= survey.ndata; ++i) write_datum(out, i, predicted(i));
-  out.close();
+  out.keep();
 }
 
 /// Name of the file of one iteration, "inv_007.pre". Programs of the suite keep it in a field of 30 characters.
@@ -124,7 +90,8 @@ std::string numbered_name(std::string_view base_name, std::string_view extension
   append_integer(name, iteration, 3, 3);
   name += '.';
   name += without_trailing_blanks(extension);
-  if (name.size() > longest_name) fail_to_write(name, ENAMETOOLONG);
+  if (name.size() > longest_name)
+    throw std::system_error(ENAMETOOLONG, std::generic_category(), "cannot write " + name);
   return name;
 }
 

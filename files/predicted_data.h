@@ -8,8 +8,10 @@
 /// Shapes   d(1..ndata) or longer
 /// Needs    survey, for write_predicted_iter with derr
 /// Format   docs/formats/predicted_data.md; it is a valid location file again, to the digits written
+/// Whole    a file of that name is replaced when the new one is whole, and stays as it is when that fails; what can't be
+///          replaced, such as a FIFO, is written in place (files/output_file.h)
 /// Errors   std::system_error that names the file and the reason, ENAMETOOLONG for a numbered name that does not
-///          fit; what was written stays there. Stops with a text, before a file is made, where a vector is too
+///          fit. Stops with a text, before a file is made, where a vector is too
 ///          short: "size(d) < ndata", "size(derr) < ndata", and, where idir is below 1, "size(aincl_obs) < ndata",
 ///          "size(adecl_obs) < ndata"
 #pragma once

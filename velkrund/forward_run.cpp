@@ -1,6 +1,8 @@
 #include "velkrund/forward_run.h"
 
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 #include "files/active_cells.h"
 #include "files/data_file.h"
@@ -16,6 +18,7 @@ namespace velko {
 namespace {
 
 constexpr std::size_t longest_name = 500;
+constexpr std::string_view result = "velkrund.vlk";
 
 struct run_files {
   std::string_view sensitivity, locations, model;
@@ -39,6 +42,14 @@ void check_number_of_data() {
   stop_program();
 }
 
+/// Under another name or through a link, the result could take the place of the matrix, which took far longer to make.
+void check_result_is_not_the_matrix() {
+  std::error_code either_is_missing;
+  if (std::filesystem::equivalent(result, store.file_name, either_is_missing))
+    stop_program(std::string(result) + " is the sensitivity file " + store.file_name +
+                 "; the predicted data are not written");
+}
+
 }  // namespace
 
 void velkrund(std::span<const std::string_view> arguments) {
@@ -54,7 +65,8 @@ void velkrund(std::span<const std::string_view> arguments) {
   run.amodel = owned_array1<r8>(uninitialised, cells.ncell);
   read_model(files.model, "model", run.amodel.elements(), store.wtz.elements(), mesh.itop);
   GPROD(run.amodel.elements(), run.dpred.elements());
-  write_predicted_data("velkrund.vlk", run.dpred.elements());
+  check_result_is_not_the_matrix();
+  write_predicted_data(result, run.dpred.elements());
   stop_program();
 }
 

@@ -142,6 +142,48 @@ TEST_F(ForwardRun, ResultThatCannotBeWrittenIsSaidOnTheErrorStream) {
   EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1);
 }
 
+TEST_F(ForwardRun, ResultNeverOverwritesTheSensitivityFile) {
+  const std::string matrix = folder_.read("velkosta.mtx");
+  const auto expect_refusal = [&](const std::string& name) {
+    const program_run run = velkrund({name, "loc", "model.sus"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, banner);
+    EXPECT_EQ(run.err,
+              "velkrund.vlk is the sensitivity file " + name + "; the predicted data are not written\n");
+    EXPECT_EQ(folder_.read("velkosta.mtx"), matrix);
+    std::filesystem::remove(folder_.path("velkrund.vlk"));
+  };
+  std::filesystem::create_symlink("velkosta.mtx", folder_.path("velkrund.vlk"));
+  expect_refusal("velkosta.mtx");
+  std::filesystem::create_hard_link(folder_.path("velkosta.mtx"), folder_.path("velkrund.vlk"));
+  expect_refusal("velkosta.mtx");
+  std::filesystem::copy(folder_.path("velkosta.mtx"), folder_.path("velkrund.vlk"));
+  expect_refusal("velkrund.vlk");
+}
+
+TEST_F(ForwardRun, ResultReplacesTheLocationOrTheModelFileOfItsName) {
+  folder_.write("velkrund.vlk", folder_.read("loc"));
+  EXPECT_EQ(velkrund({"velkosta.mtx", "velkrund.vlk", "model.sus"}).out, banner);
+  EXPECT_EQ(folder_.read("velkrund.vlk"), small_result);
+  folder_.write("velkrund.vlk", folder_.read("model.sus"));
+  EXPECT_EQ(velkrund({"velkosta.mtx", "loc", "velkrund.vlk"}).out, banner);
+  EXPECT_EQ(folder_.read("velkrund.vlk"), small_result);
+}
+
+TEST_F(ForwardRun, ResultGoesThroughALinkAndIntoAPipe) {
+  std::filesystem::create_directory(folder_.path("elsewhere"));
+  std::filesystem::create_symlink("elsewhere/result", folder_.path("velkrund.vlk"));
+  for (int first_then_again = 0; first_then_again < 2; ++first_then_again) {
+    EXPECT_EQ(velkrund().out, banner);
+    EXPECT_EQ(folder_.read("elsewhere/result"), small_result);
+    EXPECT_TRUE(std::filesystem::is_symlink(folder_.path("velkrund.vlk")));
+  }
+  const std::string script =
+      "rm velkrund.vlk; mkfifo velkrund.vlk; cat velkrund.vlk & \"$0\" velkosta.mtx loc model.sus >console; "
+      "wait";
+  EXPECT_EQ(run_program(folder_, "/bin/bash", {"-c", script, VELKRUND}).out, small_result);
+}
+
 TEST_F(ForwardRun, FullDiskIsSaidOnTheErrorStream) {
   std::filesystem::create_symlink("/dev/full", folder_.path("velkrund.vlk"));
   const program_run run = velkrund();
@@ -194,6 +236,7 @@ TEST_F(ForwardRun, FileThatMayNotGrowEndsTheRunInWords) {
       "(ulimit -f 4; exec \"$0\" velkosta.mtx loc model.sus 2>&1) | cat; echo ${PIPESTATUS[0]}";
   EXPECT_EQ(run_program(folder_, "/bin/bash", {"-c", script, VELKRUND}, "OMP_NUM_THREADS=1").out,
             banner + "velko: cannot write velkrund.vlk: File too large\n0\n");
+  EXPECT_FALSE(folder_.holds("velkrund.vlk"));
 }
 
 TEST_F(ForwardRun, RefusedConsoleIsSaidOnTheErrorStream) {

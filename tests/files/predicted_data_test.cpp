@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 
 #include <csignal>
+#include <filesystem>
 #include <limits>
 #include <sstream>
 #include <vector>
@@ -136,16 +137,35 @@ class file_size_limit {
   rlimit before_{};
 };
 
-TEST_F(PredictedData, NumberOfDataTooWideForItsFieldIsARowOfAsterisksAndAFailedWriteLeavesWhatWasWritten) {
-  survey.ndata = 10000000;
-  for (owned_array1<r8>* x : {&survey.xobs, &survey.yobs, &survey.zobs}) *x = owned_array1<r8>(survey.ndata);
+void fill_with_zeros(i4 ndata) {
+  survey.ndata = ndata;
+  for (owned_array1<r8>* x : {&survey.xobs, &survey.yobs, &survey.zobs}) *x = owned_array1<r8>(ndata);
+}
+
+/// A file of two names is written in place, so that its first lines can be seen: the whole would be 670 MB.
+TEST_F(PredictedData, NumberOfDataTooWideForItsFieldIsARowOfAsterisks) {
+  fill_with_zeros(10000000);
   const owned_array1<r8> d(survey.ndata);
+  const std::string name = folder_.write("velkrund.vlk", "");
+  std::filesystem::create_hard_link(name, folder_.path("another name"));
   const file_size_limit limit(1000000);
-  const std::string name = folder_.path("velkrund.vlk");
   const test::outcome o = outcome_of([&] { write_predicted_data(name, d.elements()); });
   EXPECT_EQ(o.end.kind, stop_or_done::failed);
   EXPECT_THAT(o.end.text, testing::AllOf(testing::HasSubstr(name), testing::HasSubstr("File too large")));
   EXPECT_EQ(lines_of(folder_.read("velkrund.vlk")).at(2), "*******                         !! # of data");
+}
+
+TEST_F(PredictedData, FailedWriteLeavesTheEarlierFileAndNothingElse) {
+  fill_with_zeros(100000);
+  const owned_array1<r8> d(survey.ndata);
+  const std::string name = folder_.write("velkrund.vlk", "earlier");
+  const file_size_limit limit(1000000);
+  const test::outcome o = outcome_of([&] { write_predicted_data(name, d.elements()); });
+  EXPECT_EQ(o.end.kind, stop_or_done::failed);
+  EXPECT_THAT(o.end.text, testing::AllOf(testing::HasSubstr(name), testing::HasSubstr("File too large")));
+  EXPECT_EQ(folder_.read("velkrund.vlk"), "earlier");
+  const std::filesystem::directory_iterator files(folder_.path());
+  EXPECT_EQ(std::distance(begin(files), end(files)), 1);
 }
 
 TEST_F(PredictedData, FileThatIsThereIsReplacedWhole) {
@@ -157,8 +177,7 @@ TEST_F(PredictedData, FileThatIsThereIsReplacedWhole) {
 
 TEST_F(PredictedData, FileLargerThanTheBufferIsWrittenWhole) {
   constexpr i4 n = 20000;
-  survey.ndata = n;
-  for (owned_array1<r8>* x : {&survey.xobs, &survey.yobs, &survey.zobs}) *x = owned_array1<r8>(n);
+  fill_with_zeros(n);
   std::vector<r8> d;
   for (i4 i = 0; i < n; ++i) d.push_back(i);
   const auto lines = lines_of(written(d));
