@@ -21,6 +21,11 @@ struct core_edges {
   i4 cells() const { return static_cast<i4>(last - first); }
 };
 
+/// Of widths far too small there are more than can be counted.
+std::string count_text(r8 cells) {
+  return std::isfinite(cells) ? fmt::format("{:.10g}", cells) : "too many";
+}
+
 /// A bound that is a multiple of the width but for rounding counts as one.
 core_edges edges_around(std::string_view axis, interval core, r8 width) {
   constexpr r8 slack = 1e-9;
@@ -28,8 +33,8 @@ core_edges edges_around(std::string_view axis, interval core, r8 width) {
   const r8 last = std::max(std::ceil(core.high / width - slack), first + 1);
   if (!(last - first <= most_cells_along_an_axis))
     stop_program(
-        fmt::format("velkmtx: the core has {:.10g} cells along {}; at most {} are possible: take wider cells",
-                    last - first, axis, most_cells_along_an_axis));
+        fmt::format("velkmtx: the core has {} cells along {}; at most {} are possible: take wider cells",
+                    count_text(last - first), axis, most_cells_along_an_axis));
   return {first, last};
 }
 

@@ -17,6 +17,7 @@
 #include "velkmtx/commands.h"
 #include "velkmtx/options.h"
 #include "velkmtx/progress.h"
+#include "velkmtx/whole_file.h"
 
 namespace velko {
 
@@ -122,22 +123,25 @@ int tell_what_would_come(const make_options& options, const matrix_form& form) {
 
 int write_file(const make_options& options, const matrix_form& form) {
   const auto start = std::chrono::steady_clock::now();
-  const interruption signals;
-  output_file file(options.output_file);
-  progress_line progress(survey.ndata, options.quiet);
-  const row_statistics rows = write_sensitivity(file, mesh, survey, form, {1, survey.ndata}, [&](i4 done) {
-    signals.look();
-    progress.show(done);
-  });
-  progress.clear();
-  const r8 bytes = static_cast<r8>(file.bytes_written());
-  file.keep();
-  if (options.quiet) return 0;
+  row_statistics rows;
+  r8 bytes = 0;
+  const int status =
+      write_whole_file(options.output_file, [&](output_file& file, const interruption& signals) {
+        progress_line progress(survey.ndata, options.quiet);
+        rows = write_sensitivity(file, mesh, survey, form, {1, survey.ndata}, [&](i4 done) {
+          signals.look();
+          progress.show(done);
+        });
+        bytes = static_cast<r8>(file.bytes_written());
+      });
+  if (status != 0 || options.quiet) return status;
   const r8 seconds = std::chrono::duration<r8>(std::chrono::steady_clock::now() - start).count();
   const std::string dense = options.dense ? "" : ", where a dense G has " + size_text(dense_bytes());
-  print(sizes_text(options.output_file, size_text(bytes)) + dense + rows_text(options, rows, survey.ndata) +
-        fmt::format("\n{}, {:.1f} rows a second on {}", time_text(seconds), survey.ndata / seconds,
-                    threads_text()));
+  print_summary_of(options.output_file,
+                   sizes_text(options.output_file, size_text(bytes)) + dense +
+                       rows_text(options, rows, survey.ndata) +
+                       fmt::format("\n{}, {:.1f} rows a second on {}", time_text(seconds),
+                                   survey.ndata / seconds, threads_text()));
   return 0;
 }
 
@@ -147,13 +151,7 @@ int make_sensitivity_file(const make_options& options) {
                            {options.mesh_file, options.topography_file, options.location_file});
   read_inputs(options);
   const matrix_form form = form_of(options);
-  if (options.dry_run) return tell_what_would_come(options, form);
-  try {
-    return write_file(options, form);
-  } catch (const interrupted& end) {
-    warn(fmt::format("interrupted; {} is as it was", options.output_file));
-    return 128 + end.signal;  // as shells tell a signal
-  }
+  return options.dry_run ? tell_what_would_come(options, form) : write_file(options, form);
 }
 
 void add_files(CLI::App& app, make_options& into) {

@@ -20,6 +20,7 @@
 #include "topography/topography_file.h"
 #include "velkmtx/commands.h"
 #include "velkmtx/options.h"
+#include "velkmtx/whole_file.h"
 
 namespace velko {
 
@@ -112,11 +113,12 @@ mesh_axes axes_of(const mesh_options& options, const survey_space& space) {
 
 void print_summary(const std::string& name) {
   const cube_size cube = cube_around(mesh.ny, mesh.nx, mesh.nz);
-  print(fmt::format(
-      "{}: {} x {} x {} cells along x, y, z, in a cube of {} x {} x {}\n"
-      "x from {:.8g} to {:.8g}, y from {:.8g} to {:.8g}, elevation from {:.8g} to {:.8g}",
-      name, mesh.nx, mesh.ny, mesh.nz, cube.x, cube.y, cube.z, mesh.xnode(1), mesh.xnode(mesh.nx + 1),
-      mesh.ynode(1), mesh.ynode(mesh.ny + 1), mesh.ztop - mesh.znode(mesh.nz + 1), mesh.ztop));
+  print_summary_of(
+      name, fmt::format("{}: {} x {} x {} cells along x, y, z, in a cube of {} x {} x {}\n"
+                        "x from {:.8g} to {:.8g}, y from {:.8g} to {:.8g}, elevation from {:.8g} to {:.8g}",
+                        name, mesh.nx, mesh.ny, mesh.nz, cube.x, cube.y, cube.z, mesh.xnode(1),
+                        mesh.xnode(mesh.nx + 1), mesh.ynode(1), mesh.ynode(mesh.ny + 1),
+                        mesh.ztop - mesh.znode(mesh.nz + 1), mesh.ztop));
 }
 
 int make_mesh_file(const mesh_options& options) {
@@ -124,11 +126,10 @@ int make_mesh_file(const mesh_options& options) {
   const mesh_axes axes = axes_of(options, space_of(options));
   fill_mesh(mesh, axes);
   check_mesh(mesh);
-  output_file file(options.output_file);
-  write_mesh_file(file, axes);
-  file.keep();
-  print_summary(options.output_file);
-  return 0;
+  const int status = write_whole_file(
+      options.output_file, [&](output_file& file, const interruption&) { write_mesh_file(file, axes); });
+  if (status == 0) print_summary(options.output_file);
+  return status;
 }
 
 /// For options whose value is a list of numbers.

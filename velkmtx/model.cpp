@@ -17,6 +17,7 @@
 #include "store/state.h"
 #include "velkmtx/commands.h"
 #include "velkmtx/options.h"
+#include "velkmtx/whole_file.h"
 
 namespace velko {
 
@@ -69,7 +70,7 @@ void print_summary(const std::string& name, const std::vector<body>& bodies, con
   for (std::size_t n = 0; n < bodies.size(); ++n)
     lines += fmt::format("\n{}: {} {}, volume {:.4g}", bodies[n].words, model.shares[n].cells,
                          model.shares[n].cells == 1 ? "cell" : "cells", model.shares[n].volume);
-  print(lines);
+  print_summary_of(name, lines);
 }
 
 int make_model_file(const model_options& options) {
@@ -80,11 +81,11 @@ int make_model_file(const model_options& options) {
   const sampled_model model =
       sample_bodies(mesh, list.bodies, list.background.value_or(0.0), options.samples);
   check_shares(list.bodies, model.shares);
-  output_file file(options.output_file);
-  write_model_file(file, model.values.elements());
-  file.keep();
-  print_summary(options.output_file, list.bodies, model);
-  return 0;
+  const int status = write_whole_file(options.output_file, [&](output_file& file, const interruption&) {
+    write_model_file(file, model.values.elements());
+  });
+  if (status == 0) print_summary(options.output_file, list.bodies, model);
+  return status;
 }
 
 }  // namespace

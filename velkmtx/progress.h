@@ -33,9 +33,11 @@ struct interrupted {
   int signal;
 };
 
-inline constexpr std::array ending_signals{SIGINT, SIGTERM};
+/// What users, terminals, shells and batch systems send: Ctrl-C, Ctrl-\, a closed terminal, a job's end, no processor time
+/// left.
+inline constexpr std::array ending_signals{SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU};
 
-/// While it lives, SIGINT and SIGTERM are noted instead of ending the process at once. A second one ends it.
+/// While it lives, these signals are noted instead of ending the process at once. A second one of a kind ends it.
 class interruption {
  public:
   interruption();
@@ -43,7 +45,7 @@ class interruption {
   interruption& operator=(const interruption&) = delete;
   ~interruption();
 
-  /// Throws interrupted if one of the two has come.
+  /// Throws interrupted if one has come.
   void look() const;
 
  private:

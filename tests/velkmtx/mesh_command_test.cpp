@@ -200,6 +200,7 @@ TEST_F(MeshCommand, MeshThatIsTooLargeIsRefused) {
                "velkmtx: the mesh has 2001 x 2001 x 1001 cells, more than 32 bits can count\n");
   expect_error("mesh m --cell 1e300 --extent 0,1,0,1 --ground 0 --padding 20 --factor 10", 1,
                "velkmtx: cell 1 along x vanishes between its edges");
+  expect_error("mesh m --cell 5e-324 --extent 0,1,0,1 --ground 0", 1, "the core has too many cells along x");
 }
 
 TEST_F(MeshCommand, OutputIsNeverAnInput) {
