@@ -171,10 +171,11 @@ class LongRun : public MakeCommand {
   /// Status and error stream of a run that gets the signal once its file is open, which has no name yet.
   test::program_run run_until_signal(const std::string& signal, const std::string& options) const {
     // set -m: without job control a shell has its background commands ignore SIGINT.
-    const std::string script =
-        "set -m; cd " + folder.path() + "; " VELKMTX " make mesh null loc g.mtx " + options +
-        " >out 2>err & run=$!; until ls -l /proc/$run/fd 2>&1 | grep -q deleted; do sleep 0.02; done; kill -" +
-        signal + " $run; wait $run";
+    const std::string script = "set -m; cd " + folder.path() + "; " VELKMTX " make mesh null loc g.mtx " +
+                               options +
+                               " >out 2>err & run=$!; until ls -l /proc/$run/fd 2>&1 | grep -q deleted; do "
+                               "sleep 0.02; done; kill -" +
+                               signal + " $run; wait $run";
     const int ended = std::system(("timeout -s KILL 100 bash -c '" + script + "'").c_str());
     return {WIFEXITED(ended) ? WEXITSTATUS(ended) : -1, folder.read("out"), folder.read("err")};
   }
