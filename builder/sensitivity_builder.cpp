@@ -1,7 +1,6 @@
 #include "builder/sensitivity_builder.h"
 
 #include <fmt/format.h>
-#include <omp.h>
 
 #include <algorithm>
 #include <chrono>
@@ -17,6 +16,7 @@
 #include "builder/sensitivity_writer.h"
 #include "builder/trial_model.h"
 #include "reports/program_stop.h"
+#include "threads/team.h"
 #include "wavelet/wtn_mod.h"
 
 namespace velko {
@@ -120,7 +120,7 @@ row_statistics write_sensitivity(output_file& file, const mesh_state& m, const s
   made.end_stretch(out);
 
   std::vector<std::unique_ptr<row_maker>> makers;  // one for each thread
-  for (int thread = 0; thread < std::min(omp_get_max_threads(), rows.count()); ++thread)
+  for (int thread = 0; thread < std::min(team_size(), rows.count()); ++thread)
     makers.push_back(std::make_unique<row_maker>(m, s, form, wtz.elements(), trial.elements()));
   const auto maker_of = [&](int thread) -> row_maker& { return *makers[static_cast<std::size_t>(thread)]; };
   row_account account;

@@ -5,13 +5,14 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <random>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
+
+#include "threads/held_signals.h"
 
 namespace velko {
 
@@ -73,22 +74,6 @@ bool with_fresh_name(const std::string& target, std::string& name, attempt&& suc
   name.clear();
   return false;
 }
-
-/// While it lives, no signal ends the process, but those that nothing holds back.
-class held_signals {
- public:
-  held_signals() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_BLOCK, &all, &before_);
-  }
-  held_signals(const held_signals&) = delete;
-  held_signals& operator=(const held_signals&) = delete;
-  ~held_signals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-
- private:
-  sigset_t before_{};
-};
 
 bool folder_takes_no_file(int error) {
   return error == EACCES || error == EPERM || error == EROFS;

@@ -8,6 +8,7 @@
 
 #include "products/row_kernels.h"
 #include "store/state.h"
+#include "threads/team.h"
 
 namespace velko {
 namespace {
@@ -85,7 +86,7 @@ struct column_tiles {
 
   explicit column_tiles(i8 columns) : n(columns) {
     constexpr i8 most = 2048, line = 8;
-    const i8 threads = omp_get_max_threads();
+    const i8 threads = team_size();
     size = (n / (threads * ((n + threads * most - 1) / (threads * most) + (n == 0))) / line + 1) * line;
     count = (n + size - 1) / size;
   }
@@ -111,7 +112,7 @@ void clear_tile(const column_tiles& tiles, i8 tile, const vectors<r8>& y) {
 i8 rows_of_a_block(i8 n) {
   constexpr i8 bytes = i8{512} << 10, most = 64;
   const i8 rows = std::clamp(bytes / std::max<i8>(n * i8{sizeof(r4)}, 1), dense_rows_at_once, most);
-  return rows / dense_rows_at_once * dense_rows_at_once * omp_get_max_threads();
+  return rows / dense_rows_at_once * dense_rows_at_once * team_size();
 }
 
 [[maybe_unused]] bool is_model(const vectors<const r8>& v) {
@@ -133,7 +134,7 @@ void CALC_FULL_GV_BLOCK(array2<const r8> models, array2<r8> data) {
   const vectors<r8> y = vectors_of(data);
   assert(is_model(v) && is_data(as_const(y)) && v.count == y.count);
   const row_block rows = all_rows();
-#pragma omp parallel for schedule(static)
+#pragma omp parallel for schedule(static) num_threads(team_size())
   for (i8 g = 0; g < rows.groups(); ++g) {
     const row_group group = rows.group(g);
     dots(group, v, {y.first + group.first, group.size, y.count, y.stride});
@@ -145,7 +146,7 @@ void CALC_FULL_GTV_BLOCK(array2<const r8> data, array2<r8> models) {
   const vectors<r8> y = vectors_of(models);
   assert(is_data(v) && is_model(as_const(y)) && v.count == y.count);
   const column_tiles tiles(y.n);
-#pragma omp parallel for schedule(static)
+#pragma omp parallel for schedule(static) num_threads(team_size())
   for (i8 tile = 0; tile < tiles.count; ++tile) {
     clear_tile(tiles, tile, y);
     add_to_tile(tiles, tile, all_rows(), v, y);
@@ -160,7 +161,7 @@ void CALC_FULL_GTGV_BLOCK(array2<const r8> from, array2<r8> to) {
   const column_tiles tiles(y.n);
   // Two blocks of dots in turn: who is done with a block may go on to the next.
   owned_array3<r8> products(uninitialised, at_once, v.count, 2);
-#pragma omp parallel
+#pragma omp parallel num_threads(team_size())
   {
 #pragma omp for schedule(static)
     for (i8 tile = 0; tile < tiles.count; ++tile) clear_tile(tiles, tile, y);

@@ -12,6 +12,7 @@
 #include "reports/program_stop.h"
 #include "store/cell_geometry.h"
 #include "store/state.h"
+#include "threads/team.h"
 
 namespace velko {
 namespace {
@@ -63,12 +64,12 @@ class interleaved {
   /// As vector l, from 1.
   void put(std::span<const r8> from, i8 l) {
     r8* const to = elements_.data() + l - 1;
-#pragma omp parallel for schedule(static)
+#pragma omp parallel for schedule(static) num_threads(team_size())
     for (i8 i = 0; i < length_; ++i) to[i * width_] = from[static_cast<std::size_t>(i)];
   }
   void get(i8 l, std::span<r8> to) const {
     const r8* const from = elements_.data() + l - 1;
-#pragma omp parallel for schedule(static)
+#pragma omp parallel for schedule(static) num_threads(team_size())
     for (i8 i = 0; i < length_; ++i) to[static_cast<std::size_t>(i)] = from[i * width_];
   }
   /// Zeros for the vectors from l on: they make up the width.

@@ -2,6 +2,7 @@
 
 #include "reports/program_stop.h"
 #include "store/state.h"
+#include "threads/team.h"
 
 namespace velko {
 namespace {
@@ -21,7 +22,7 @@ void divide_row(i8 i, r8 by) {
 void scale_rows(std::span<const r8> derr) {
   const i8 rows = store.compressed ? store.Gs.size() : store.Gfull.extent(2);
   if (static_cast<i8>(derr.size()) != rows) stop_program("size(derr) /= # of rows");
-#pragma omp parallel for schedule(static)
+#pragma omp parallel for schedule(static) num_threads(team_size())
   for (i8 i = 1; i <= rows; ++i) divide_row(i, derr[static_cast<std::size_t>(i - 1)]);
 }
 

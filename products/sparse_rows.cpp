@@ -12,6 +12,7 @@
 #include "reports/program_stop.h"
 #include "store/getpar.h"
 #include "store/state.h"
+#include "threads/team.h"
 
 namespace velko {
 namespace {
@@ -41,7 +42,7 @@ void check_rows(bool outside) {
 
 void clear(std::span<r8> y) {
   constexpr i8 piece = 1 << 15;
-#pragma omp parallel for schedule(static)
+#pragma omp parallel for schedule(static) num_threads(team_size())
   for (i8 at = 0; at < std::ssize(y); at += piece)
     std::fill_n(y.begin() + at, std::min(piece, std::ssize(y) - at), 0.0);
 }
@@ -57,8 +58,7 @@ class slab_sum {
  public:
   slab_sum(const slab& whole, i8 ncube, row_range rows, row_order order, i8 models)
       : models_(models), order_(order), kernels_(best_sparse_kernels(models)) {
-    for (const slab& part :
-         cut_into_slabs(whole, std::min<i8>(omp_get_max_threads(), whole.size), rows, models))
+    for (const slab& part : cut_into_slabs(whole, std::min<i8>(team_size(), whole.size), rows, models))
       parts_.push_back({part, entries_in_slab(part, ncube)});
   }
 
@@ -193,7 +193,7 @@ void dots_of_rows(row_range rows, std::span<const r8> v, std::span<r8> y, i8 mod
   const i8 ncube = std::ssize(v) / models;
   std::atomic<bool> outside = false;
   check_any_cube(ncube, rows);
-#pragma omp parallel for schedule(static)
+#pragma omp parallel for schedule(static) num_threads(team_size())
   for (i8 i = rows.first; i <= rows.last; ++i)
     kernels.row_dots(entries_of(store.Gs(i)), v.data(), ncube, y.data() + (i - 1) * models, outside);
   check_rows(outside);
@@ -201,7 +201,7 @@ void dots_of_rows(row_range rows, std::span<const r8> v, std::span<r8> y, i8 mod
 
 row_order order_of_rows(row_range rows, i8 ncube) {
   bool ascending = true, outside = false;
-#pragma omp parallel for schedule(static) reduction(&& : ascending) reduction(|| : outside)
+#pragma omp parallel for schedule(static) reduction(&& : ascending) reduction(|| : outside) num_threads(team_size())
   for (i8 i = rows.first; i <= rows.last; ++i) {
     i8 before = 0;
     for (const i4 idx : store.Gs(i).idx) {

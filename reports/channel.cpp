@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 
@@ -11,8 +12,9 @@ namespace velko {
 
 namespace {
 
-[[noreturn]] void fail(const std::string& name, const char* what = "write to") {
-  throw std::system_error(errno, std::generic_category(), std::string("cannot ") + what + " the " + name);
+/// In the form of std::system_error.
+std::string words_of(int error, const std::string& what) {
+  return std::system_error(error, std::generic_category(), what).what();
 }
 
 }  // namespace
@@ -26,17 +28,18 @@ void channel::open_scratch() {
   // A file in memory has no name, needs no writable folder, and is gone however the process ends.
   const int descriptor = memfd_create(name_.c_str(), MFD_CLOEXEC);
   file_ = descriptor < 0 ? nullptr : fdopen(descriptor, "w+");
-  if (file_ == nullptr) fail(name_, "open");
+  if (file_ == nullptr) throw std::system_error(errno, std::generic_category(), "cannot open the " + name_);
   owns_file_ = true;
 }
 
 void channel::send_to(std::FILE* file) {
   close();
+  failure_.clear();
   file_ = file;
 }
 
 void channel::close() {
-  if (owns_file_ && std::fclose(std::exchange(file_, nullptr)) != 0) fail(name_);
+  if (owns_file_ && std::fclose(std::exchange(file_, nullptr)) != 0) note_failure();
   file_ = nullptr;
   owns_file_ = false;
 }
@@ -49,8 +52,9 @@ void channel::write_text(std::string_view text, capture* into) {
   if (into != nullptr) {
     into->text.append(text);
     if (into->then_ == capture::passed_on) write_text(text, into->around_);
-  } else if (file_ != nullptr && std::fwrite(text.data(), 1, text.size(), file_) != text.size()) {
-    fail(name_);
+  } else if (file_ != nullptr && failure_.empty() &&
+             std::fwrite(text.data(), 1, text.size(), file_) != text.size()) {
+    note_failure();
   }
 }
 
@@ -60,7 +64,15 @@ void channel::write_line(std::string_view line) {
 }
 
 void channel::flush() {
-  if (capture_ == nullptr && file_ != nullptr && std::fflush(file_) != 0) fail(name_);
+  if (capture_ == nullptr && file_ != nullptr && std::fflush(file_) != 0) note_failure();
+}
+
+void channel::check() const {
+  if (!failure_.empty()) throw std::runtime_error(failure_);
+}
+
+void channel::note_failure() {
+  if (failure_.empty()) failure_ = words_of(errno, "cannot write to the " + name_);
 }
 
 channel& console() {

@@ -3,7 +3,8 @@
 /// What     console() is the standard output; log_file() is closed until a program opens it. A closed channel
 ///          drops what is written to it
 /// Order    lines come out in the order of writing, each ended by a line feed
-/// Errors   std::system_error when the system refuses a write (a full disk, a closed console)
+/// Errors   a write that the system refuses (a full disk, a closed console) ends nothing: what is computed must not be lost
+///          with it. The channel drops the rest, and failure() tells. For who can't go on without it, check() throws
 /// Threads  the main thread alone writes
 /// See      capture: a test looks at what was written, byte for byte
 #pragma once
@@ -35,11 +36,19 @@ class channel {
   void write_text(std::string_view text);
   void flush();
 
+  /// "cannot write to the NAME: REASON" once a write was refused, otherwise empty. Asked behind flush.
+  const std::string& failure() const { return failure_; }
+  /// std::runtime_error where there is a failure.
+  void check() const;
+
  private:
   void write_text(std::string_view text, capture* into);
 
   friend class capture;
+  void note_failure();
+
   std::string name_;  // for the words of a failure
+  std::string failure_;
   std::FILE* file_;
   bool owns_file_ = false;
   capture* capture_ = nullptr;  // the last of those that live

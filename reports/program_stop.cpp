@@ -37,9 +37,9 @@ stop_or_done run_until_stop(const std::function<void()>& body) {
 }
 
 void write_end(const stop_or_done& end) {
-  const stop_or_done flushed = run_until_stop([] { console().flush(); });
-  for (const stop_or_done& e : {end, flushed})
-    if (!e.text.empty()) std::fprintf(stderr, "%s\n", e.text.c_str());
+  console().flush();
+  if (!end.text.empty()) std::fprintf(stderr, "%s\n", end.text.c_str());
+  if (!console().failure().empty()) std::fprintf(stderr, "velko: %s\n", console().failure().c_str());
 }
 
 }  // namespace velko

@@ -25,7 +25,8 @@ struct stop_or_done {
 
 stop_or_done run_until_stop(const std::function<void()>& body);
 
-/// Flushes the console, then writes the text, where there is one, as one line to the standard error stream.
+/// Flushes the console, then writes the text, where there is one, as one line to the standard error stream; a line more where
+/// the console has lost words.
 void write_end(const stop_or_done& end);
 
 }  // namespace velko

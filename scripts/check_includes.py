@@ -7,10 +7,11 @@ import sys
 
 GROUND = {
     "arrays": [],
+    "threads": ["arrays"],
     "text": ["arrays"],
     "reports": ["text"],
     "wavelet": ["arrays"],
-    "store": ["reports", "wavelet"],
+    "store": ["reports", "wavelet", "threads"],
     "files": ["store"],
     "products": ["store"],
     "library": ["files", "products"],
@@ -19,7 +20,7 @@ GROUND = {
     "design": ["files"],
     "builder": ["topography", "responses", "design"],
 }
-TABLE = GROUND | {program: list(GROUND) for program in ("velkrund", "velkmtx", "python", "mpi")}
+TABLE = GROUND | {"programs": []} | {program: [*GROUND, "programs"] for program in ("velkrund", "velkmtx", "python", "mpi")}
 INCLUDE = re.compile(r'^\s*#include "([^"]+)"')
 
 

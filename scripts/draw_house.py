@@ -20,7 +20,7 @@ HOLDS = {
     "topography": "terrain to surface index", "files": "readers and writers of text",
     "library": "for callers from outside", "products": "the products with G", "store": "the state, its loader",
     "wavelet": "the transform", "reports": "console, log, the stop", "text": "numbers and text",
-    "arrays": "array types, memory",
+    "arrays": "array types, memory", "threads": "teams of parallel loops", "programs": "what comes first in a main",
 }
 # The way of a model through a forward run: from, to, the procedure that takes it there, what it then is.
 WAY = [

@@ -10,10 +10,8 @@
 #include "store/record_reader.h"
 #include "store/state.h"
 #include "text/number_layout.h"
+#include "threads/team.h"
 #include "wavelet/wtn_mod.h"
-
-/// LLVM's OpenMP run-time: the stack size of worker threads, in bytes, for those that are yet to start.
-extern "C" void kmp_set_stacksize_s(std::size_t bytes);
 
 namespace velko {
 
@@ -39,13 +37,6 @@ bool read_cube_size(record_reader& in) {
                         in.read(store.ncube_z) && in.end_record();
   store.ncube = wrapped_product(store.ncube_y, store.ncube_x, store.ncube_z);
   return complete;
-}
-
-/// Room for two private vectors of model size on each worker's stack. No more than a quarter of the machine's memory:
-/// the run-time ends the process when it can't have the stacks it was told.
-void set_worker_stack() {
-  const i8 bytes = std::min(16 * i8{store.compressed ? store.ncube : store.ncol}, machine_memory() / 4);
-  if (bytes >= 1) kmp_set_stacksize_s(static_cast<std::size_t>(bytes));
 }
 
 bool read_weights(record_reader& in) {
@@ -138,7 +129,8 @@ bool read_diagonal(record_reader& in) {
 
 bool read_store(record_reader& in) {
   if (!read_header(in) || !read_filter(in) || !read_cube_size(in)) return false;
-  set_worker_stack();
+  set_worker_stack(
+      16 * i8{store.compressed ? store.ncube : store.ncol});  // room for two private vectors of model size
   // What has been said so far is out before the long reads.
   console().flush();
   log_file().flush();

@@ -13,6 +13,7 @@
 #include "files/data_file.h"
 #include "files/mesh_file.h"
 #include "store/state.h"
+#include "threads/team.h"
 #include "topography/topography_file.h"
 #include "velkmtx/commands.h"
 #include "velkmtx/options.h"
@@ -77,7 +78,7 @@ std::string time_text(r8 seconds) {
 }
 
 std::string threads_text() {
-  const int threads = omp_get_max_threads();
+  const int threads = team_size();
   return fmt::format("{} thread{}", threads, threads == 1 ? "" : "s");
 }
 
@@ -108,7 +109,7 @@ std::string rows_text(const make_options& options, const row_statistics& rows, i
 int tell_what_would_come(const make_options& options, const matrix_form& form) {
   constexpr i4 rows_to_try = 8;
   const row_sample sample = sample_rows(mesh, survey, form, rows_to_try);
-  const int threads = omp_get_max_threads();
+  const int threads = team_size();
   const r8 bytes_of_value = options.dense ? 4.0 : 8.0;
   const r8 rows = static_cast<r8>(sample.rows.stored) / sample.count * bytes_of_value * survey.ndata;
   const r8 weights_and_diagonal = 16.0 * columns_of(mesh);

@@ -44,6 +44,7 @@ void print(const std::string& lines) {
   channel out("standard output", stdout);
   out.write_line(lines);
   out.flush();
+  out.check();
 }
 
 void warn(const std::string& line) {

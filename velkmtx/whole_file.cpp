@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <system_error>
+#include <stdexcept>
 
 #include "velkmtx/options.h"
 
@@ -26,7 +26,7 @@ int write_whole_file(const std::string& name,
 void print_summary_of(const std::string& name, const std::string& lines) {
   try {
     print(lines);
-  } catch (const std::system_error& refused) {
+  } catch (const std::runtime_error& refused) {
     warn(fmt::format("{} is written, but {}", name, refused.what()));
   }
 }

@@ -67,7 +67,8 @@ void velkrund(std::span<const std::string_view> arguments) {
   GPROD(run.amodel.elements(), run.dpred.elements());
   check_result_is_not_the_matrix();
   write_predicted_data(result, run.dpred.elements());
-  stop_program();
+  console().flush();
+  stop_program(console().failure().empty() ? "" : std::string(result) + " is written");
 }
 
 }  // namespace velko

@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <algorithm>
 #include <random>
 
@@ -210,6 +212,98 @@ TEST_F(ForwardRun, DenormalNumbersCountAsZero) {
   EXPECT_THAT(folder_.read("velkrund.vlk"), testing::HasSubstr("2.500000000E+00    0.000000E+00\n  2.0"));
 }
 
+/// The words behind the banner's colon, and no end by a signal.
+class Environment : public ForwardRun {
+ protected:
+  std::string threads_with(const std::string& settings, const std::string& on_error_stream = "") {
+    std::filesystem::remove(folder_.path("velkrund.vlk"));
+    const program_run run = velkrund({"velkosta.mtx", "loc", "model.sus"}, settings);
+    EXPECT_EQ(run.status, 0) << settings;
+    EXPECT_EQ(run.err, on_error_stream) << settings;
+    EXPECT_EQ(folder_.read("velkrund.vlk"), small_result) << settings;
+    const std::string front = "\nParallelized with OpenMP.  # of threads:";
+    EXPECT_THAT(run.out, testing::StartsWith(front)) << settings;
+    return run.out.substr(front.size(), 3);
+  }
+};
+
+TEST_F(Environment, NumberOfThreadsThatIsSetAndEmptyCountsAsNotSet) {
+  const std::string unset = threads_with("-u OMP_NUM_THREADS");
+  EXPECT_EQ(threads_with("OMP_NUM_THREADS="), unset);
+  EXPECT_EQ(threads_with("'OMP_NUM_THREADS= '"), unset);
+}
+
+TEST_F(Environment, WhatIsNoNumberOfThreadsIsToldAndNotUsed) {
+  const std::string unset = threads_with("-u OMP_NUM_THREADS");
+  for (const std::string text : {"abc", "-1", "0x10", "1e3", "+3", "2;2", "true", "2,abc", "3.5", ","})
+    EXPECT_EQ(threads_with("'OMP_NUM_THREADS=" + text + "'",
+                           "velko: OMP_NUM_THREADS is no number of threads, and is not used\n"),
+              unset);
+}
+
+TEST_F(Environment, NumberOfThreadsIsTakenAsItStands) {
+  EXPECT_EQ(threads_with("OMP_NUM_THREADS=3"), "  3");
+  EXPECT_EQ(threads_with("'OMP_NUM_THREADS= 3 '"), "  3");
+  EXPECT_EQ(threads_with("OMP_NUM_THREADS=3,2"), "  3");
+  EXPECT_EQ(threads_with("OMP_NUM_THREADS=0"), "  1");
+}
+
+TEST_F(Environment, FarTooManyThreadsAreMadeFewer) {
+  for (const std::string text : {"40000", "2147483648", "99999999999999999999"})
+    EXPECT_EQ(threads_with("OMP_NUM_THREADS=" + text), "***");
+}
+
+TEST_F(Environment, PrivateSettingsOfTheRunTimeThatItDiesOfAreNotUsed) {
+  for (const std::string setting :
+       {"KMP_FORCE_REDUCTION=abc", "KMP_CPUINFO_FILE=none", "KMP_SPIN_BACKOFF_PARAMS=", "KMP_TASKING=1",
+        "KMP_GTID_MODE=1", "KMP_STACKOFFSET=1000000G", "KMP_ALIGN_ALLOC=1000000G", "GOMP_CPU_AFFINITY=1e3",
+        "KMP_HOT_TEAMS_MAX_LEVEL=4294967296", "OMP_STACKSIZE=1000000G", "KMP_STACKSIZE=1000000G"})
+    EXPECT_EQ(threads_with("OMP_NUM_THREADS=2 " + setting), "  2");
+}
+
+TEST_F(Environment, ThreadsThatAreRefusedAreDoneWithout) {
+  // The limit on processes binds no root, so the run is that of another user where this one is root.
+  const std::string as_user = geteuid() == 0 ? "setpriv --reuid 65533 --clear-groups " : "";
+  std::filesystem::permissions(folder_.path(), std::filesystem::perms(0777));
+  const std::string script = "ulimit -u 1; exec " + as_user + "\"$0\" velkosta.mtx loc model.sus";
+  const program_run run = run_program(folder_, "/bin/bash", {"-c", script, VELKRUND}, "OMP_NUM_THREADS=4");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err, "");
+  EXPECT_EQ(folder_.read("velkrund.vlk"), small_result);
+}
+
+TEST_F(Environment, FileThatMayNotGrowAtAllIsNoEndOfTheRunTime) {
+  const std::string script =
+      "(ulimit -f 0; exec \"$0\" velkosta.mtx loc model.sus 2>&1) | cat; echo ${PIPESTATUS[0]}";
+  EXPECT_EQ(run_program(folder_, "/bin/bash", {"-c", script, VELKRUND}, "OMP_NUM_THREADS=1").out,
+            banner + "velko: cannot write velkrund.vlk: File too large\n0\n");
+}
+
+#if !defined(VELKO_SANITIZED)
+
+TEST_F(Environment, LimitsOfTheAddressSpaceEndInWordsOrInAResult) {
+  for (int mebibytes = 20; mebibytes <= 700; mebibytes += 20) {
+    std::filesystem::remove(folder_.path("velkrund.vlk"));
+    const std::string script =
+        "ulimit -v " + std::to_string(mebibytes << 10) + "; exec \"$0\" velkosta.mtx loc model.sus";
+    const program_run run = run_program(folder_, "/bin/bash", {"-c", script, VELKRUND}, "OMP_NUM_THREADS=4");
+    EXPECT_EQ(run.status, 0) << mebibytes << run.err;
+    if (run.err.empty()) EXPECT_EQ(folder_.read("velkrund.vlk"), small_result) << mebibytes;
+  }
+}
+
+TEST_F(Environment, StacksOfTheWholeTeamAreCutToTheAddressSpace) {
+  sensitivity_file file = sensitivity_file(1, 2, 2).cube(256, 256, 128).haar();  // asks for stacks of 128 MiB
+  write(file.row({{1, 1.0F}}).row({}).row({}));
+  const std::string script = "ulimit -v 400000; exec \"$0\" velkosta.mtx loc model.sus";
+  const program_run run = run_program(folder_, "/bin/bash", {"-c", script, VELKRUND}, "OMP_NUM_THREADS=4");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err, "");
+  EXPECT_TRUE(folder_.holds("velkrund.vlk"));
+}
+
+#endif
+
 TEST_F(ForwardRun, ManyThreadsAreWarnedOf) {
   const program_run run = velkrund({"velkosta.mtx", "loc", "model.sus"}, "OMP_NUM_THREADS=200");
   EXPECT_THAT(run.out, testing::StartsWith("\nParallelized with OpenMP.  # of threads:200\n"
@@ -218,13 +312,28 @@ TEST_F(ForwardRun, ManyThreadsAreWarnedOf) {
   EXPECT_EQ(folder_.read("velkrund.vlk"), small_result);
 }
 
-TEST_F(ForwardRun, ClosedConsoleEndsTheRunInWords) {
-  const program_run run = run_program(folder_, "/bin/bash",
-                                      {"-c",
-                                       std::string("\"$0\" velkosta.mtx loc model.sus | true; "
-                                                   "echo ${PIPESTATUS[0]}"),
-                                       VELKRUND});
+TEST_F(ForwardRun, ClosedConsoleCostsNoResult) {
+  const std::string script =
+      "mkfifo gone; (exec 3<gone; exec 3<&-; touch closed) & exec 4>gone; until [ -e closed ]; do sleep "
+      "0.01; done; "
+      "\"$0\" velkosta.mtx loc model.sus >&4; echo $?";
+  const program_run run = run_program(folder_, "/bin/bash", {"-c", script, VELKRUND});
   EXPECT_EQ(run.out, "0\n");
+  EXPECT_EQ(run.err, "velkrund.vlk is written\nvelko: cannot write to the console: Broken pipe\n");
+  EXPECT_EQ(folder_.read("velkrund.vlk"), small_result);
+}
+
+/// A program that is started without a console opens its files where the console would be.
+TEST_F(ForwardRun, MissingStreamsAreNotGivenToFiles) {
+  const std::string matrix = folder_.read("velkosta.mtx");
+  for (const std::string closed : {"0<&-", "1>&-", "2>&-", "0<&- 1>&-", "1>&- 2>&-", "0<&- 1>&- 2>&-"}) {
+    std::filesystem::remove(folder_.path("velkrund.vlk"));
+    const std::string script = "\"$0\" velkosta.mtx loc model.sus " + closed +
+                               "; s=$?; \"$0\" no.mtx no no " + closed + " >>said; exit $s";
+    EXPECT_EQ(run_program(folder_, "/bin/bash", {"-c", script, VELKRUND}).status, 0) << closed;
+    EXPECT_EQ(folder_.read("velkrund.vlk"), small_result) << closed;
+    EXPECT_EQ(folder_.read("velkosta.mtx"), matrix) << closed;
+  }
 }
 
 TEST_F(ForwardRun, FileThatMayNotGrowEndsTheRunInWords) {
@@ -242,6 +351,15 @@ TEST_F(ForwardRun, FileThatMayNotGrowEndsTheRunInWords) {
 TEST_F(ForwardRun, RefusedConsoleIsSaidOnTheErrorStream) {
   const program_run run = run_program(folder_, "/bin/bash",
                                       {"-c", "exec \"$0\" velkosta.mtx loc model.sus >/dev/full", VELKRUND});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err,
+            "velkrund.vlk is written\nvelko: cannot write to the console: No space left on device\n");
+  EXPECT_EQ(folder_.read("velkrund.vlk"), small_result);
+}
+
+TEST_F(ForwardRun, RefusedConsoleIsSaidOfAFailedRunToo) {
+  const program_run run =
+      run_program(folder_, "/bin/bash", {"-c", "exec \"$0\" no.mtx loc sus >/dev/full", VELKRUND});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.err, "velko: cannot write to the console: No space left on device\n");
 }

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <system_error>
+#include <stdexcept>
 
 #include "tests/support/temporary_folder.h"
 
@@ -49,17 +49,30 @@ TEST(Channel, ScratchFileTakesTextAndLeavesNoName) {
   });
 }
 
-TEST(Channel, RefusedWriteIsAFailureThatNamesTheChannel) {
+TEST(Channel, RefusedWriteIsNotedWithItsNameAndEndsNothing) {
   std::FILE* full = std::fopen("/dev/full", "w");
   ASSERT_NE(full, nullptr);
   channel c("console", full);
   c.write_line("too much");
-  try {
-    c.flush();
-    FAIL() << "the full device took the line";
-  } catch (const std::system_error& failure) {
-    EXPECT_STREQ(failure.what(), "cannot write to the console: No space left on device");
-  }
+  EXPECT_EQ(c.failure(), "");
+  EXPECT_NO_THROW(c.check());
+  c.flush();
+  EXPECT_EQ(c.failure(), "cannot write to the console: No space left on device");
+  c.write_line("more");
+  c.flush();
+  EXPECT_EQ(c.failure(), "cannot write to the console: No space left on device");
+  EXPECT_THROW(c.check(), std::runtime_error);
+  std::fclose(full);
+}
+
+TEST(Channel, ThatIsSentElsewhereStartsAnew) {
+  std::FILE* full = std::fopen("/dev/full", "w");
+  ASSERT_NE(full, nullptr);
+  channel c("console", full);
+  c.write_line("too much");
+  c.flush();
+  c.send_to(nullptr);
+  EXPECT_EQ(c.failure(), "");
   std::fclose(full);
 }
 

@@ -1,0 +1,99 @@
+#include "programs/run_time.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace velko {
+
+namespace {
+
+constexpr const char* number_of_threads = "OMP_NUM_THREADS";
+constexpr const char* others_are_allowed = "KMP_DUPLICATE_LIB_OK";
+constexpr std::array<std::string_view, 3> private_prefixes{"KMP_", "GOMP_", "LIBOMP_"};
+constexpr std::array<std::string_view, 8> kept{"KMP_AFFINITY", "KMP_BLOCKTIME",       "KMP_HW_SUBSET",
+                                               "KMP_LIBRARY",  "KMP_SETTINGS",        "KMP_VERSION",
+                                               "KMP_WARNINGS", "KMP_DUPLICATE_LIB_OK"};
+
+std::string_view without_blanks_around(std::string_view text) {
+  constexpr std::string_view blanks = " \t";
+  text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+  return text.substr(0, text.find_last_not_of(blanks) + 1);
+}
+
+/// The number at the front of a list; nothing where the list is none.
+std::optional<int> first_of_list(std::string_view list) {
+  if (list.find_first_not_of("0123456789, \t") != std::string_view::npos) return {};
+  list = without_blanks_around(list.substr(0, list.find(',')));
+  int number = 0;
+  const auto [end, error] = std::from_chars(list.data(), list.data() + list.size(), number);
+  if (error == std::errc::result_out_of_range) return most_threads();
+  if (list.empty() || end != list.data() + list.size()) return {};
+  return std::clamp(number, 1, most_threads());
+}
+
+void mend_number_of_threads() {
+  const char* set = std::getenv(number_of_threads);
+  if (set == nullptr) return;
+  const std::optional<int> number = first_of_list(set);
+  if (number) {
+    setenv(number_of_threads, std::to_string(*number).c_str(), 1);
+    return;
+  }
+  if (!without_blanks_around(set).empty())
+    std::fprintf(stderr, "velko: %s is no number of threads, and is not used\n", number_of_threads);
+  unsetenv(number_of_threads);
+}
+
+bool is_private(std::string_view name) {
+  return std::any_of(private_prefixes.begin(), private_prefixes.end(),
+                     [&](std::string_view prefix) { return name.starts_with(prefix); }) &&
+         std::find(kept.begin(), kept.end(), name) == kept.end();
+}
+
+void drop_private_settings() {
+  std::vector<std::string> names;
+  for (char** setting = environ; *setting != nullptr; ++setting) {
+    const std::string_view text = *setting;
+    const std::string_view name = text.substr(0, text.find('='));
+    if (is_private(name)) names.emplace_back(name);
+  }
+  for (const std::string& name : names) unsetenv(name.c_str());
+}
+
+}  // namespace
+
+int most_threads() {
+  return std::max(1024, static_cast<int>(std::thread::hardware_concurrency()));
+}
+
+void prepare_run_time() {
+  mend_number_of_threads();
+  drop_private_settings();
+  setenv(others_are_allowed, "TRUE", 1);  // see shm_open below
+}
+
+}  // namespace velko
+
+/// Stands in for that of the system in the programs that link this file: the run-time asks for shared memory to enter itself
+/// there. It is told that the memory is there already, and gets one that holds nothing, which it takes for that of another
+/// run-time; so it neither writes nor removes anything, whatever /dev/shm and the limit of file sizes are.
+extern "C" int shm_open(const char* /*name*/, int flags, mode_t /*mode*/) noexcept {
+  const bool makes_one = (flags & O_CREAT) != 0, only_reads = (flags & O_ACCMODE) == O_RDONLY;
+  if (makes_one || only_reads) {
+    errno = makes_one ? EEXIST : ENOENT;
+    return -1;
+  }
+  return open("/dev/zero", O_RDWR | O_CLOEXEC);
+}
