@@ -1,6 +1,7 @@
 #include "velkmtx/commands.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -9,6 +10,7 @@
 #include "builder/program_version.h"
 #include "reports/channel.h"
 #include "reports/program_stop.h"
+#include "velkmtx/options.h"
 
 namespace velko {
 
@@ -28,10 +30,9 @@ std::string subcommand_of(const CLI::App& app) {
 /// One line, whatever the error. The words of the parser may hold line ends.
 std::string words_of_error(const CLI::App* app, const CLI::Error& error) {
   std::string words = error.what();
-  for (char& c : words)
-    if (c == '\n') c = ' ';
+  std::replace(words.begin(), words.end(), '\n', ' ');
   const std::string name = subcommand_of(*app);
-  return name + ": " + words + "; see " + name + " --help\n";
+  return name + ": " + masked(words) + "; see " + name + " --help\n";
 }
 
 /// The parser's own words for an unknown one would hold the whole command line.
@@ -72,25 +73,24 @@ std::string in_one_line(std::string_view report) {
   return joined;
 }
 
+/// Stops of our own begin with our name, failures of the run-time with that of the suite.
+void tell(std::string_view text) {
+  for (const std::string_view name : {"velkmtx: ", "velko: "})
+    if (text.starts_with(name)) text.remove_prefix(name.size());
+  if (!text.empty()) std::fprintf(stderr, "velkmtx: %s\n", masked(text).c_str());
+}
+
 /// What the library's routines report on the way, or at their stop, goes to the standard error stream too.
 int run(const task& chosen) {
   int status = failed;
   capture reports(console());
   const stop_or_done end = run_until_stop([&] { status = chosen(); });
-  // Stops of our own begin with our name, failures of the run-time with that of the suite.
-  const auto write = [](std::string_view text) {
-    for (const std::string_view name : {"velkmtx: ", "velko: "})
-      if (text.starts_with(name)) text.remove_prefix(name.size());
-    if (!text.empty()) std::fprintf(stderr, "velkmtx: %.*s\n", static_cast<int>(text.size()), text.data());
-  };
-  write(in_one_line(reports.text));
-  write(in_one_line(end.text));
+  tell(in_one_line(reports.text));
+  tell(in_one_line(end.text));
   return end.kind == stop_or_done::done ? status : failed;
 }
 
-}  // namespace
-
-int velkmtx(int argc, const char* const* argv) {
+int parse_and_run(int argc, const char* const* argv) {
   CLI::App app(what_it_does, "velkmtx");
   app.footer(where_to_look);
   app.set_version_flag("--version", program_version);
@@ -110,6 +110,16 @@ int velkmtx(int argc, const char* const* argv) {
     return app.exit(end) == 0 ? 0 : wrong_command_line;
   }
   return run(chosen);
+}
+
+}  // namespace
+
+/// Memory can be refused to the command line too.
+int velkmtx(int argc, const char* const* argv) {
+  int status = failed;
+  const stop_or_done end = run_until_stop([&] { status = parse_and_run(argc, argv); });
+  tell(in_one_line(end.text));
+  return status;
 }
 
 }  // namespace velko

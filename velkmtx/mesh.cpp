@@ -158,9 +158,11 @@ void add_space(CLI::App& app, mesh_options& into) {
       ->check(every_pair(are_positive, "holds a width that is not positive"));
   app.add_option("--locations", into.location_file,
                  "location file: the area and, less the clearance, the ground")
+      ->check(name_of_a_file())
       ->option_text("FILE");
   app.add_option("--topography", into.topography_file,
                  "topography file: the ground and, where there are no\nlocations, the area")
+      ->check(name_of_a_file())
       ->option_text("FILE");
   app.add_option("--clearance", into.clearance, "height of the stations above ground; default 0")
       ->check(allowed<r8>([](r8 v) { return std::isfinite(v); }, "a finite number"))

@@ -101,6 +101,7 @@ void add_model(CLI::App& app, task& chosen) {
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
       ->option_text("BODY");
   command.add_option("--bodies", options->body_file, "file with a body to a line; a '!' begins a comment")
+      ->check(name_of_a_file())
       ->option_text("FILE");
   command.add_option("--background", options->background, "value around the bodies; default 0")
       ->check(allowed<r8>([](r8 v) { return std::isfinite(v); }, "a finite number"))

@@ -40,16 +40,34 @@ std::string size_text(r8 bytes) {
   return bytes < 1e9 ? fmt::format("{:.1f} MB", bytes / 1e6) : fmt::format("{:.2f} GB", bytes / 1e9);
 }
 
+/// Those of ASCII, and those of the page behind it, which are two bytes in UTF-8.
+std::string masked(std::string_view text) {
+  std::string shown(text);
+  for (std::size_t n = 0; n < shown.size(); ++n) {
+    const auto byte = static_cast<unsigned char>(shown[n]);
+    const auto next = static_cast<unsigned char>(n + 1 < shown.size() ? shown[n + 1] : '\0');
+    const bool of_second_page = byte == 0xC2 && 0x80 <= next && next < 0xA0;
+    if (byte < ' ' || byte == 0x7F || of_second_page) shown[n] = '?';
+    if (of_second_page) shown[++n] = '?';
+  }
+  return shown;
+}
+
 void print(const std::string& lines) {
   channel out("standard output", stdout);
-  out.write_line(lines);
+  for (std::string_view rest = lines;;) {
+    const std::size_t end = rest.find('\n');
+    out.write_line(masked(rest.substr(0, end)));
+    if (end == std::string_view::npos) break;
+    rest.remove_prefix(end + 1);
+  }
   out.flush();
   out.check();
 }
 
 void warn(const std::string& line) {
   channel err("standard error", stderr);
-  err.write_line("velkmtx: " + line);
+  err.write_line("velkmtx: " + masked(line));
   err.flush();
 }
 

@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "arrays/numbers.h"
@@ -21,9 +22,14 @@ CLI::Validator allowed(predicate is_allowed, const std::string& words) {
   return {complaint, ""};
 }
 
+/// An empty name is that of a variable which a script has not set.
+inline CLI::Validator name_of_a_file() {
+  return allowed<std::string>([](const std::string& name) { return !name.empty(); }, "the name of a file");
+}
+
 /// A positional argument that has to be there.
 inline CLI::Option* add_file(CLI::App& app, const char* name, std::string& file, const char* what) {
-  return app.add_option(name, file, what)->required()->option_text(" ");
+  return app.add_option(name, file, what)->required()->check(name_of_a_file())->option_text(" ");
 }
 
 /// Finite numbers with commas between them; empty if the text is something else.
@@ -46,6 +52,9 @@ void check_output_is_no_input(const std::string& output, const std::vector<std::
 
 /// "3.2 kB", "1.5 MB".
 std::string size_text(r8 bytes);
+
+/// Text from files and names of files with question marks for control characters, which a terminal would obey.
+std::string masked(std::string_view text);
 
 /// One or more lines to the standard output, which is flushed.
 void print(const std::string& lines);

@@ -78,5 +78,32 @@ TEST_F(ModelCommand, HelpShowsEveryBody) {
     EXPECT_THAT(help, HasSubstr(line));
 }
 
+TEST_F(ModelCommand, EmptyNameIsThatOfNoFile) {
+  expect_error("model mesh m --bodies ''", 2, "'' is not the name of a file");
+  expect_error("model mesh ''", 2, "'' is not the name of a file");
+  expect_error("mesh m --cell 10 --locations ''", 2, "'' is not the name of a file");
+}
+
+/// A terminal obeys them: they could clear it, or make its lines say something else.
+TEST_F(ModelCommand, ControlCharactersOfFilesAndNamesAreMasked) {
+  folder.write("bodies", "block \x1b[2Jx\n");
+  expect_error("model mesh m --bodies bodies", 1, "block ?[2Jx");
+  expect_error("model 'no\x1b[2J\x07\xc2\x9bmesh' m --body x", 1, "no?[2J???mesh");
+  expect_error("model mesh m '--b\x1b[2J'", 2, "--b?[2J");
+}
+
+/// Little memory for the whole program: the command line needs some too.
+TEST_F(ModelCommand, MemoryThatIsRefusedIsToldAtAnyTime) {
+#if !defined(VELKO_SANITIZED)
+  for (int mebibytes = 20; mebibytes <= 80; mebibytes += 4) {
+    const std::string script =
+        "ulimit -v " + std::to_string(mebibytes << 10) + "; exec " VELKMTX " model --help";
+    const test::program_run run = test::run_program(folder, "/bin/bash", {"-c", script});
+    EXPECT_NE(run.status, -1) << mebibytes;
+    EXPECT_LT(run.status, 128) << mebibytes << run.err;
+  }
+#endif
+}
+
 }  // namespace
 }  // namespace velko
