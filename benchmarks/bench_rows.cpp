@@ -136,6 +136,19 @@ void BM_CALC_GTGV(benchmark::State& state, const std::string& name) {
   set_bytes(state, p);
 }
 
+/// What the normal loop stands for, in two passes.
+void BM_forward_then_adjoint(benchmark::State& state, const std::string& name) {
+  survey_rows& p = rows_of(name);
+  owned_array1<r8> y(p.cube.size());
+  const auto both = [&] {
+    CALC_GV(p.cube.elements(), p.d);
+    CALC_GTV(p.d, y.elements());
+  };
+  both();
+  for (auto _ : state) both();
+  set_bytes(state, p);
+}
+
 /// Several models at once: forward, adjoint and normal loop.
 void BM_models(benchmark::State& state, const std::string& name, int which, i8 models) {
   survey_rows& p = rows_of(name);
@@ -222,6 +235,7 @@ void register_all(const std::string& file) {
   add("Eigen", BM_Eigen);
   add("CALC_GTV", BM_CALC_GTV);
   add("CALC_GTGV_1LOOP", BM_CALC_GTGV);
+  add("forward_then_adjoint", BM_forward_then_adjoint);
   const std::array loops{"CALC_GV", "CALC_GTV", "CALC_GTGV_1LOOP"};
   for (int which = 0; which < 3; ++which)
     for (const i8 models : {2, 4, 8})

@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "arrays/instruction_set.h"
 #include "products/coefficients.h"
 #include "products/full_rows.h"
 #include "products/model_mapping.h"
@@ -17,8 +18,12 @@
 namespace velko {
 namespace {
 
-// The widest pass. Measured in benchmarks/README.md.
-constexpr i8 widest_pass = 4;
+// How many models go in one pass. Eight take the least time for each where a cache line, eight r8, goes through the
+// registers as one (benchmarks/README.md, "products"); narrower registers hold the partial sums of four.
+i8 widest_pass() {
+  static const i8 widest = best_instruction_set() == instruction_set::avx512 ? 8 : 4;
+  return widest;
+}
 
 /// So many models lie interleaved in a pass of `count`: some of them zero.
 i8 interleaved_for(i8 count) {
@@ -39,7 +44,7 @@ std::span<number> column(array2<number> block, i8 l) {
 /// pass(first, count) for all models of a block, as many at once as memory is given for.
 template <class body>
 void in_passes(i8 models, body&& pass) {
-  i8 widest = widest_pass;
+  i8 widest = widest_pass();
   for (i8 first = 1; first <= models;) {
     const i8 count = std::min(widest, models - first + 1);
     try {
@@ -199,7 +204,7 @@ void GTGPROD_BLOCK(array2<const r8> x, array2<r8> y) {
 }
 
 block_memory work_bytes(i8 models) {
-  const i8 count = std::min(models, widest_pass), bytes = i8{sizeof(r8)};
+  const i8 count = std::min(models, widest_pass()), bytes = i8{sizeof(r8)};
   if (count < 1) return {0, 0};
   if (!store.compressed) return {store.ncol * count * bytes, 2 * store.ncol * count * bytes};
   const i8 width = interleaved_for(count), beside = width > 1 ? 1 : 0, data = beside * width * ndata();

@@ -26,11 +26,14 @@ namespace velko {
 inline constexpr i8 dense_rows_at_once = 4;
 inline constexpr i8 dense_models_at_once = 4;
 
-/// A row of Gs, or a piece of one: nnz values and their positions in the cube, from 1.
+/// A row of Gs, or a piece of one: nnz values and their positions in the cube, from 1. What comes after it is asked for
+/// ahead, and not read: it may stand anywhere.
 struct row_entries {
   const r4* val;
   const i4* idx;
   i8 nnz;
+  const r4* next_val = nullptr;
+  const i4* next_idx = nullptr;
 };
 
 /// The elements of a cube at positions first (from 1) to first + size - 1, at least one; of all cubes, where several lie

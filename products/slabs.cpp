@@ -40,10 +40,17 @@ i8 count_below(i8 border, const row_entries& row, i8 guess) {
   return above;
 }
 
-/// By a number: what is asked for may lie behind the row.
-void ask_for_line(const void* start, i8 bytes) {
-  const std::uintptr_t at = reinterpret_cast<std::uintptr_t>(start) + static_cast<std::uintptr_t>(bytes);
-  __builtin_prefetch(reinterpret_cast<const void*>(at));  // NOLINT(performance-no-int-to-ptr)
+// How far from where a border stood in the row before it is expected, in entries.
+constexpr i8 expected_within = 128;
+
+/// By a number: what is asked for may lie outside of the row.
+void ask_around(const i4* idx, i8 at) {
+  constexpr i8 of_a_line = 64 / sizeof(i4);
+  for (i8 k = at - expected_within; k <= at + expected_within; k += of_a_line) {
+    const std::uintptr_t there =
+        reinterpret_cast<std::uintptr_t>(idx) + static_cast<std::uintptr_t>(k) * sizeof(i4);
+    __builtin_prefetch(reinterpret_cast<const void*>(there));  // NOLINT(performance-no-int-to-ptr)
+  }
 }
 
 }  // namespace
@@ -68,24 +75,33 @@ std::vector<slab> cut_into_slabs(const slab& whole, i8 slabs, row_range rows, i8
   return parts;
 }
 
-entries_in_slab::entries_in_slab(const slab& part, i8 ncube)
+entries_in_slab::entries_in_slab(const slab& part, i8 ncube, i8 last)
     : first_(part.first > 1 ? part.first : 0),
-      end_(part.first + part.size <= ncube ? part.first + part.size : 0) {}
+      end_(part.first + part.size <= ncube ? part.first + part.size : 0),
+      last_(last) {}
 
-row_entries entries_in_slab::of(const sparse_row& row) {
-  const row_entries all = entries_of(row);
+void entries_in_slab::look_into(i8 row) {
+  const row_entries all = entries_of(store.Gs(row));
   if (first_ > 0) from_ = count_below(first_, all, from_);
   to_ = end_ > 0 ? count_below(end_, all, to_) : all.nnz;
-  return {all.val + from_, all.idx + from_, std::max(to_ - from_, i8{0})};
+  row_ = row;
 }
 
-void entries_in_slab::ask_for(const sparse_row& row) const {
-  constexpr i8 line_bytes = 64;
-  for (i8 ahead = -1; ahead <= 2; ++ahead)
-    ask_for_line(row.idx.data(), from_ * i8{sizeof(i4)} + ahead * line_bytes);
-  for (i8 ahead = 0; ahead <= 2; ++ahead)
-    ask_for_line(row.val.data(), from_ * i8{sizeof(r4)} + ahead * line_bytes);
-  if (end_ > 0) ask_for_line(row.idx.data(), to_ * i8{sizeof(i4)});
+void entries_in_slab::ask_for(i8 row) const {
+  if (first_ > 0) ask_around(store.Gs(row).idx.data(), from_);
+  if (end_ > 0) ask_around(store.Gs(row).idx.data(), to_);
+}
+
+row_entries entries_in_slab::of(i8 row) {
+  if (row_ != row) look_into(row);
+  const row_entries all = entries_of(store.Gs(row));
+  row_entries mine{all.val + from_, all.idx + from_, std::max(to_ - from_, i8{0})};
+  const i8 next = std::min(row + 1, last_);
+  ask_for(std::min(row + 2, last_));
+  look_into(next);
+  mine.next_val = store.Gs(next).val.data() + from_;
+  mine.next_idx = store.Gs(next).idx.data() + from_;
+  return mine;
 }
 
 }  // namespace velko

@@ -24,28 +24,34 @@ struct row_range {
   i8 first, last;
 };
 
+/// A whole row; the next one stands behind it in the file.
 inline row_entries entries_of(const sparse_row& row) {
-  return {row.val.data(), row.idx.data(), row.idx.size()};
+  const i8 nnz = row.idx.size();
+  return {row.val.data(), row.idx.data(), nnz, row.val.data() + nnz, row.idx.data() + nnz};
 }
 
 /// Cuts a slab into so many, some of them of no elements, that hold about as many entries of the rows each. `models` cubes
 /// lie interleaved.
 std::vector<slab> cut_into_slabs(const slab& whole, i8 slabs, row_range rows, i8 models);
 
-/// Finds the entries of one slab after another row, as if the idx of each ascended.
+/// Finds the entries of one slab in one row after another, as if the idx of each ascended. A row is looked into while the one
+/// before is at work, and its memory is asked for another row ahead.
 class entries_in_slab {
  public:
-  entries_in_slab(const slab& part, i8 ncube);
+  /// For rows up to `last` of Gs.
+  entries_in_slab(const slab& part, i8 ncube, i8 last);
 
-  row_entries of(const sparse_row& row);
-  /// Asks for the memory where `of` will look next.
-  void ask_for(const sparse_row& row) const;
+  row_entries of(i8 row);
 
  private:
+  void look_into(i8 row);
+  void ask_for(i8 row) const;
+
   // idx of the slab's first element, and that behind its last. 0 where the cube starts or ends there: all entries of a row
   // that stand before, or behind, belong to the slab.
   i8 first_, end_;
-  i8 from_ = 0, to_ = 0;  // where its entries stood in the row before
+  i8 last_;
+  i8 row_ = 0, from_ = 0, to_ = 0;  // the row that was looked into, and where the entries stand in it
 };
 
 }  // namespace velko

@@ -1,10 +1,12 @@
 #include "products/sparse_rows.h"
 
+#include <emmintrin.h>
 #include <omp.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cassert>
+#include <cstdint>
 #include <iterator>
 #include <vector>
 
@@ -40,11 +42,26 @@ void check_rows(bool outside) {
   if (outside) stop_program("idx outside the cube");
 }
 
+// Cubes beyond the caches are cleared past them: half the traffic.
+constexpr i8 beyond_the_caches = i8{16} << 20;
+
+void clear_past_the_caches(r8* y, i8 n) {
+  i8 k = 0;
+  for (; k < n && reinterpret_cast<std::uintptr_t>(y + k) % 64 != 0; ++k) y[k] = 0;
+  for (; k + 8 <= n; k += 8)
+    for (i8 j = 0; j < 8; j += 2) _mm_stream_pd(y + k + j, _mm_setzero_pd());
+  for (; k < n; ++k) y[k] = 0;
+  _mm_sfence();
+}
+
 void clear(std::span<r8> y) {
   constexpr i8 piece = 1 << 15;
+  const bool past = std::ssize(y) * i8{sizeof(r8)} > beyond_the_caches;
 #pragma omp parallel for schedule(static) num_threads(team_size())
-  for (i8 at = 0; at < std::ssize(y); at += piece)
-    std::fill_n(y.begin() + at, std::min(piece, std::ssize(y) - at), 0.0);
+  for (i8 at = 0; at < std::ssize(y); at += piece) {
+    const i8 n = std::min(piece, std::ssize(y) - at);
+    past ? clear_past_the_caches(y.data() + at, n) : void(std::fill_n(y.data() + at, n, 0.0));
+  }
 }
 
 i8 entries_of_rows(row_range rows) {
@@ -59,7 +76,7 @@ class slab_sum {
   slab_sum(const slab& whole, i8 ncube, row_range rows, row_order order, i8 models)
       : models_(models), order_(order), kernels_(best_sparse_kernels(models)) {
     for (const slab& part : cut_into_slabs(whole, std::min<i8>(team_size(), whole.size), rows, models))
-      parts_.push_back({part, entries_in_slab(part, ncube)});
+      parts_.push_back({part, entries_in_slab(part, ncube, rows.last)});
   }
 
   i8 parts() const { return std::ssize(parts_); }
@@ -89,8 +106,7 @@ class slab_sum {
   };
 
   void add_entries_of_slab(part& mine, i8 i, const r8* s) {
-    if (i < store.Gs.size()) mine.entries.ask_for(store.Gs(i + 1));
-    const row_entries row = mine.entries.of(store.Gs(i));
+    const row_entries row = mine.entries.of(i);
     kernels_.add_row(row, s, mine.to, outside_);
     mine.added += row.nnz;
   }
@@ -136,15 +152,25 @@ void sum_into_cube(std::span<r8> y, row_range rows, i8 models, body&& add) {
   check_rows_in_place();
 }
 
-/// A block of rows, from `first` on, that its threads' second caches hold: their dots are formed, then they are added.
-/// As many for each thread, where there are enough.
-constexpr i8 block_bytes = i8{512} << 10, block_rows = 1024;  // for each thread; at most
+/// A block of rows: their dots are formed, then they are added. With small cubes it is one that the caches hold, so that G
+/// comes from memory once. Larger cubes take turns in the caches, and a block is so much longer that what they cost each
+/// time does not count: then the rows come twice, which is less than cubes that come again and again.
+struct block_limits {
+  i8 bytes, rows;
+};
 
-row_range block_from(i8 first, i8 last, i8 threads) {
+block_limits limits_for(i8 ncube, i8 models, i8 threads) {
+  constexpr i8 cached = i8{4} << 20, of_a_thread = i8{512} << 10, times_both_cubes = 8, fewest_rows = 1024;
+  return {std::max({cached, threads * of_a_thread, times_both_cubes * 2 * ncube * models * i8{sizeof(r8)}}),
+          std::max(fewest_rows, ncube / 16)};
+}
+
+/// From `first` on; as many rows for each thread, where there are enough.
+row_range block_from(i8 first, i8 last, i8 threads, const block_limits& limits) {
   constexpr i8 entry_bytes = sizeof(i4) + sizeof(r4);
-  const i8 most = std::min(last, first + block_rows - 1);
+  const i8 most = std::min(last, first + limits.rows - 1);
   i8 end = first;
-  for (i8 bytes = 0; end <= most && bytes < threads * block_bytes; ++end)
+  for (i8 bytes = 0; end <= most && bytes < limits.bytes; ++end)
     bytes += store.Gs(end).idx.size() * entry_bytes;
   const i8 rows = end - first;
   return {first, first + (rows > threads ? rows / threads * threads : rows) - 1};
@@ -155,10 +181,11 @@ void add_normal_rows(slab_sum& sum, row_range rows, std::span<const r8> v, i8 mo
   const sparse_kernels& kernels = best_sparse_kernels(models);
   const i8 ncube = std::ssize(v) / models;
   std::atomic<bool> outside = false;  // the slabs tell
+  const block_limits limits = limits_for(ncube, models, sum.parts());
   r8* s = dots.data();
   r8* next = s + std::ssize(dots) / 2;
   for (row_range block{0, rows.first - 1}; block.last < rows.last; std::swap(s, next)) {
-    block = block_from(block.last + 1, rows.last, sum.parts());
+    block = block_from(block.last + 1, rows.last, sum.parts(), limits);
 #pragma omp for schedule(static)
     for (i8 i = block.first; i <= block.last; ++i)
       kernels.row_dots(entries_of(store.Gs(i)), v.data(), ncube, s + (i - block.first) * models, outside);
@@ -181,7 +208,8 @@ void CALC_GTV(std::span<const r8> v, std::span<r8> y, i8 models) {
 void CALC_GTGV_1LOOP(std::span<const r8> v, std::span<r8> y, i8 models) {
   assert(v.size() == y.size());
   const row_range rows = all_rows();
-  std::vector<r8> dots(static_cast<std::size_t>(2 * block_rows * models));
+  const i8 block_rows = std::min(limits_for(std::ssize(v) / models, models, 1).rows, rows.last);
+  std::vector<r8> dots(static_cast<std::size_t>(2 * std::max(block_rows, i8{0}) * models));
   sum_into_cube(y, rows, models, [&](slab_sum& sum) {
 #pragma omp parallel num_threads(static_cast <int>(sum.parts()))
     add_normal_rows(sum, rows, v, models, dots);
