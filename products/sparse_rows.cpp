@@ -160,7 +160,7 @@ struct block_limits {
 };
 
 block_limits limits_for(i8 ncube, i8 models, i8 threads) {
-  constexpr i8 cached = i8{4} << 20, of_a_thread = i8{512} << 10, times_both_cubes = 8, fewest_rows = 1024;
+  constexpr i8 cached = i8{4} << 20, of_a_thread = i8{512} << 10, times_both_cubes = 16, fewest_rows = 1024;
   return {std::max({cached, threads * of_a_thread, times_both_cubes * 2 * ncube * models * i8{sizeof(r8)}}),
           std::max(fewest_rows, ncube / 16)};
 }
