@@ -75,8 +75,8 @@ class slab_sum {
  public:
   slab_sum(const slab& whole, i8 ncube, row_range rows, row_order order, i8 models)
       : models_(models), order_(order), kernels_(best_sparse_kernels(models)) {
-    for (const slab& part : cut_into_slabs(whole, std::min<i8>(team_size(), whole.size), rows, models))
-      parts_.push_back({part, entries_in_slab(part, ncube, rows.last)});
+    for (const slab& cut : cut_into_slabs(whole, std::min<i8>(team_size(), whole.size), rows, models))
+      parts_.push_back({cut, entries_in_slab(cut, ncube, rows.last)});
   }
 
   i8 parts() const { return std::ssize(parts_); }

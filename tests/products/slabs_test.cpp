@@ -250,8 +250,8 @@ TEST_F(Pieces, RowsInPartsAndSlabsInAnyOrderGiveTheBitsOfTheWhole) {
       omp_set_num_threads(threads);
       values y(ncube, 0.0);
       for (const auto& [first, size] : {std::pair{601, 400}, {1, 1}, {2, 599}})
-        for (i8 row = 1; row <= n; row += 7)
-          add_rows({row, std::min(row + 6, n)}, order, d, {y.data() + first - 1, first, size}, ncube);
+        for (i8 start = 1; start <= n; start += 7)
+          add_rows({start, std::min(start + 6, n)}, order, d, {y.data() + first - 1, first, size}, ncube);
       EXPECT_TRUE(same_bits(y, right)) << name << ", " << threads << " threads";
     }
   }
