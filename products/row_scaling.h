@@ -2,7 +2,8 @@
 ///
 /// What     row i of G, in either form, is divided by derr(i). The one writer of the store after its load
 /// When     once, after loading and before any product. A second call divides again
-/// Errors   the stop "size(derr) /= # of rows" where derr has not one element for each row of G
+/// Errors   the stop "size(derr) /= # of rows" where derr has not one element for each row of G; the read message of getpar
+///          where the file under the rows has been changed
 /// Threads  the rows are shared out; the result is the same for every number of threads
 /// See      examples/recover
 #pragma once

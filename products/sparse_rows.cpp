@@ -20,6 +20,7 @@ namespace velko {
 namespace {
 
 row_range all_rows() {
+  prepare_rows();
   if (survey.ndata > store.Gs.size()) stop_program("ndata > # of rows");
   return {1, survey.ndata};
 }
@@ -221,10 +222,13 @@ void dots_of_rows(row_range rows, std::span<const r8> v, std::span<r8> y, i8 mod
   const i8 ncube = std::ssize(v) / models;
   std::atomic<bool> outside = false;
   check_any_cube(ncube, rows);
+  do {
+    outside = false;
 #pragma omp parallel for schedule(static) num_threads(team_size())
-  for (i8 i = rows.first; i <= rows.last; ++i)
-    kernels.row_dots(entries_of(store.Gs(i)), v.data(), ncube, y.data() + (i - 1) * models, outside);
-  check_rows(outside);
+    for (i8 i = rows.first; i <= rows.last; ++i)
+      kernels.row_dots(entries_of(store.Gs(i)), v.data(), ncube, y.data() + (i - 1) * models, outside);
+  } while (rows_renewed());
+  if (outside) stop_program("idx outside the cube");
 }
 
 row_order order_of_rows(row_range rows, i8 ncube) {

@@ -7,6 +7,7 @@
 #include "reports/reports.h"
 #include "store/cell_geometry.h"
 #include "store/mesh_block.h"
+#include "store/problem.h"
 #include "store/record_reader.h"
 #include "store/state.h"
 #include "text/number_layout.h"
@@ -101,7 +102,8 @@ bool read_sparse_rows(record_reader& in) {
                      [&](sparse_row& row) { return read_sparse_row(in, row); });
 }
 
-void warn_of_dense_form() {
+void warn_of_dense_form(int attempt) {
+  if (attempt > 1) return;
   report("");
   report("WARNING: no compression is used for the sensitivity matrix.");
   report("The program will run longer and need a lot more memory.");
@@ -112,8 +114,8 @@ bool read_dense_row(record_reader& in, std::span<r4> row) {
   return in.begin_record() && in.read_all(row) && in.end_record();
 }
 
-bool read_dense_rows(record_reader& in) {
-  warn_of_dense_form();
+bool read_dense_rows(record_reader& in, int attempt) {
+  warn_of_dense_form(attempt);
   allocate_or_report("getpar Gfull",
                      [] { store.Gfull = owned_array2<r4>(uninitialised, store.ncol, store.ndata_mtx); });
   const auto ncol = static_cast<std::size_t>(store.Gfull.extent(1));
@@ -127,14 +129,14 @@ bool read_diagonal(record_reader& in) {
   return in.begin_record() && in.read_all(store.gdiag.elements()) && in.end_record();
 }
 
-bool read_store(record_reader& in) {
+bool read_store(record_reader& in, int attempt) {
   if (!read_header(in) || !read_filter(in) || !read_cube_size(in)) return false;
   set_worker_stack(
       16 * i8{store.compressed ? store.ncube : store.ncol});  // room for two private vectors of model size
   // What has been said so far is out before the long reads.
   console().flush();
   log_file().flush();
-  return read_weights(in) && (store.compressed ? read_sparse_rows(in) : read_dense_rows(in)) &&
+  return read_weights(in) && (store.compressed ? read_sparse_rows(in) : read_dense_rows(in, attempt)) &&
          read_diagonal(in);
 }
 
@@ -142,17 +144,102 @@ bool read_store(record_reader& in) {
   report_and_stop({"ERROR reading sensitivity file " + store.file_name});
 }
 
+void forget_what_was_read() {
+  mesh = {};
+  store = {};
+  wavelet = {};
+}
+
+/// As long as it lives, a state stands in the place of the shared one.
+class exchanged {
+ public:
+  explicit exchanged(whole_state& state) : state_(state) { exchange_shared_state(state_); }
+  exchanged(const exchanged&) = delete;
+  exchanged& operator=(const exchanged&) = delete;
+  ~exchanged() { exchange_shared_state(state_); }
+
+ private:
+  whole_state& state_;
+};
+
+/// The file whose rows are in place, loaded once more, without a word.
+bool load_again(whole_state& into, const std::string& name) {
+  bool complete = false;
+  const exchanged in_place(into);
+  const capture console_words(console()), log_words(log_file());
+  const stop_or_done end = run_until_stop([&] {
+    record_reader in;
+    complete = in.open(name) && read_store(in, 1) && in.unchanged();
+  });
+  return end.kind == stop_or_done::done && complete;
+}
+
+template <class array>
+bool same(const array& a, const array& b) {
+  const auto x = std::as_bytes(a.elements()), y = std::as_bytes(b.elements());
+  return std::equal(x.begin(), x.end(), y.begin(), y.end());
+}
+
+bool same_mesh(const mesh_state& a, const mesh_state& b) {
+  return a.ny == b.ny && a.nx == b.nx && a.nz == b.nz && a.ztop == b.ztop && same(a.ynode, b.ynode) &&
+         same(a.xnode, b.xnode) && same(a.znode, b.znode) && same(a.itop, b.itop);
+}
+
+bool same_but_rows(const store_state& a, const store_state& b) {
+  return a.ndata_mtx == b.ndata_mtx && a.ncol == b.ncol && a.nfilter == b.nfilter && a.ncube_y == b.ncube_y &&
+         a.ncube_x == b.ncube_x && a.ncube_z == b.ncube_z && same(a.wfilter, b.wfilter) &&
+         same(a.wtz, b.wtz) && same(a.gdiag, b.gdiag);
+}
+
+/// Takes the rows of the file as it is now, if all the rest of it is what was loaded. So a product that is formed of them is
+/// that of one file, whatever was done to it before.
+bool take_rows_again() {
+  whole_state again;
+  if (!load_again(again, store.Gs_file.name_of_open_file())) return false;
+  if (!same_mesh(mesh, again.mesh) || !same_but_rows(store, again.store)) return false;
+  std::swap(store.Gs, again.store.Gs);
+  std::swap(store.Gs_memory, again.store.Gs_memory);
+  std::swap(store.Gs_file, again.store.Gs_file);
+  return true;
+}
+
+constexpr i4 most_renewals = 3;  // a file that is touched without end must end the run
+
+bool renewed_before_use() {
+  if (store.Gs_used || store.Gs_file.unchanged() || store.Gs_renewals == most_renewals) return false;
+  ++store.Gs_renewals;
+  return take_rows_again();
+}
+
 }  // namespace
 
 void getpar(std::string_view file_name) {
-  record_reader in;
-  if (!in.open(file_name)) report_file_not_found("sensitivity", file_name);
-  store.file_name = without_trailing_blanks(file_name);
-  if (!read_store(in)) report_read_error();
+  constexpr int attempts = 3;
+  for (int attempt = 1;; ++attempt) {
+    record_reader in;
+    if (!in.open(file_name)) report_file_not_found("sensitivity", file_name);
+    store.file_name = without_trailing_blanks(file_name);
+    const bool complete = read_store(in, attempt), unchanged = in.unchanged();
+    if (complete && unchanged) return;
+    if (unchanged || attempt == attempts) report_read_error();
+    forget_what_was_read();
+  }
+}
+
+void prepare_rows() {
+  renewed_before_use();
+}
+
+bool rows_renewed() {
+  if (renewed_before_use()) return true;
+  check_rows_in_place();
+  return false;
 }
 
 void check_rows_in_place() {
   if (!store.Gs_file.intact()) report_read_error();
+  if (store.Gs_used) store.Gs_file.note_contents();
+  store.Gs_used = true;
 }
 
 }  // namespace velko

@@ -7,6 +7,8 @@
 /// Memory   the bytes of G and a small constant. Sparse rows stand where the file lies in memory, so that they cost
 ///          no copy (docs/rows_in_place.md); where it can't be mapped, or a row is in segments or not aligned, they
 ///          are read to where they stay, like dense rows
+/// Changes  a file that is touched or written to while it is read is read again, three times in all; then it counts as one
+///          that can't be read
 /// Errors   file-not-found report "sensitivity"; "ERROR reading sensitivity file NAME"; allocation reports "getpar",
 ///          "getpar Gs", "getpar Gfull", "getpar gdiag". Contents are not tested here, except what would overrun
 ///          while loading: "nnz > ncube", "ncube beyond 32 bits"
@@ -20,8 +22,20 @@ namespace velko {
 
 void getpar(std::string_view file_name);
 
-/// Ends the program with the read message of getpar if the file under the rows is no longer what was loaded: cut short,
-/// written to, or not readable any more. Every product asks after its pass over the rows and before its result is used.
+// Rows that stand in the sensitivity file change when somebody writes there (docs/rows_in_place.md). Every product asks before
+// its pass over the rows, and after it before its result is used.
+
+/// Before a product: rows of a file that was touched or written to since the load are taken from it again, as long as nothing
+/// was made of the old ones and all the rest of the file is what was loaded.
+void prepare_rows();
+
+/// After a product: true if the file was touched or written to and its rows were taken again, as prepare_rows does. The product
+/// is then to be formed again. Otherwise as check_rows_in_place.
+bool rows_renewed();
+
+/// After a product: ends the program with the read message of getpar if the file under the rows is no longer what was loaded:
+/// cut short, written to, or not readable any more. From the second product on a checksum of the file tells whether it was only
+/// touched.
 void check_rows_in_place();
 
 }  // namespace velko

@@ -4,6 +4,8 @@
 #include <signal.h>
 #include <sys/mman.h>
 #include <unistd.h>
+#define XXH_INLINE_ALL
+#include <xxhash.h>
 
 #include <atomic>
 #include <cerrno>
@@ -13,6 +15,14 @@
 #include <utility>
 
 namespace velko {
+
+namespace {
+
+std::uint64_t checksum_of(std::span<const std::byte> bytes) {
+  return XXH3_64bits(bytes.data(), bytes.size());
+}
+
+}  // namespace
 
 /// The addresses of one mapped file, as the handler of SIGBUS sees them.
 struct watched_range {
@@ -142,11 +152,6 @@ void end_watch(watched_range& range) {
   if (--ranges_in_use == 0) handle_bus_errors_no_more();
 }
 
-bool same_file_state(const struct stat& a, const struct stat& b) {
-  return a.st_size == b.st_size && a.st_mtim.tv_sec == b.st_mtim.tv_sec &&
-         a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
-}
-
 }  // namespace
 
 mapped_file& mapped_file::operator=(mapped_file&& other) noexcept {
@@ -154,6 +159,7 @@ mapped_file& mapped_file::operator=(mapped_file&& other) noexcept {
   std::swap(watched_, other.watched_);
   std::swap(file_, other.file_);
   std::swap(at_first_, other.at_first_);
+  std::swap(contents_, other.contents_);
   return *this;
 }
 
@@ -171,8 +177,9 @@ bool mapped_file::map(int file) {
 }
 
 bool mapped_file::map_new(int file) {
-  if (fstat(file, &at_first_) != 0 || !S_ISREG(at_first_.st_mode) || at_first_.st_size == 0) return false;
-  const auto size = static_cast<std::size_t>(at_first_.st_size);
+  at_first_ = state_of(file);
+  if (!at_first_.known || at_first_.size == 0) return false;
+  const auto size = static_cast<std::size_t>(at_first_.size);
   file_ = fcntl(file, F_DUPFD_CLOEXEC, 0);
   if (file_ < 0) return false;
   void* mapped = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_NORESERVE, file_, 0);
@@ -184,10 +191,28 @@ bool mapped_file::map_new(int file) {
   return watched_ != nullptr;
 }
 
-bool mapped_file::intact() const {
-  struct stat now {};
-  return bytes_.empty() ||
-         (!watched_->lost.load() && fstat(file_, &now) == 0 && same_file_state(now, at_first_));
+bool mapped_file::unchanged() const {
+  return bytes_.empty() || (!watched_->lost.load() && state_of(file_) == at_first_);
+}
+
+void mapped_file::note_contents() {
+  if (bytes_.empty() || contents_ || !unchanged()) return;
+  const std::uint64_t sum = checksum_of(bytes_);
+  if (unchanged()) contents_ = sum;
+}
+
+bool mapped_file::intact() {
+  if (unchanged()) return true;
+  const file_state now = state_of(file_);
+  const bool same = contents_ ? now.size == at_first_.size && checksum_of(bytes_) == *contents_
+                              : written_alike(now, at_first_);
+  if (!same) return false;
+  at_first_ = now;
+  return unchanged();
+}
+
+std::string mapped_file::name_of_open_file() const {
+  return "/proc/self/fd/" + std::to_string(file_);
 }
 
 }  // namespace velko

@@ -5,18 +5,22 @@
 /// Why      a file in the page cache then costs neither a copy nor fresh memory, and programs that run side by side
 ///          share it. One that is not there yet is asked for in huge pages. docs/rows_in_place.md holds the measurements
 /// Changes  the system shows what others do to the file later on. What is gone, because the file was cut short or its
-///          device fails, reads as zeros here instead of ending the process by a signal. intact() tells
+///          device fails, reads as zeros here instead of ending the process by a signal. unchanged() tells, by the state of the
+///          file; intact() tells a file that was only touched from one that was written to, once its contents were noted
 /// Signals  SIGBUS is handled while any file is mapped, and map() unblocks it in the calling thread: blocked it would end
 ///          the process at the first page that is gone. Threads that were started before keep their masks. A fault
 ///          elsewhere goes to the handler that stood before
 /// Threads  files may be mapped and given back in any thread; one object belongs to one thread at a time
 #pragma once
 
-#include <sys/stat.h>
-
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <span>
+#include <string>
 #include <utility>
+
+#include "store/file_state.h"
 
 namespace velko {
 
@@ -35,8 +39,18 @@ class mapped_file {
 
   std::span<std::byte> bytes() const { return bytes_; }
 
-  /// True as long as the file is what it was when it was mapped. True also without a file.
-  bool intact() const;
+  /// True as long as the file has the state in which it was mapped or last found intact. True also without a file.
+  bool unchanged() const;
+
+  /// Keeps a checksum of the bytes as they stand here, once, unless the file has changed. Takes a pass over them.
+  void note_contents();
+
+  /// True if the file is unchanged, or has the contents that were noted; where none were, if size and time of the last write are
+  /// the same. Its new state is then the one to compare with.
+  bool intact();
+
+  /// A name under which the same file can be opened once more, whatever became of its own.
+  std::string name_of_open_file() const;
 
  private:
   bool map_new(int file);
@@ -44,7 +58,8 @@ class mapped_file {
   std::span<std::byte> bytes_;
   watched_range* watched_ = nullptr;
   int file_ = -1;
-  struct stat at_first_ {};
+  file_state at_first_;
+  std::optional<std::uint64_t> contents_;
 };
 
 }  // namespace velko

@@ -38,6 +38,7 @@ record_reader::~record_reader() {
 
 bool record_reader::open(std::string_view file_name, i8 begin) {
   file_ = open_input_file(file_name);
+  at_first_ = state_of(file_);
   if (file_ < 0 || (begin != 0 && lseek(file_, begin, SEEK_SET) != begin)) return false;
   buffer_ = std::make_unique_for_overwrite<std::byte[]>(static_cast<std::size_t>(buffer_bytes));
   next_ = end_ = buffer_.get();

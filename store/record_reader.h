@@ -17,6 +17,7 @@
 #include <string_view>
 
 #include "arrays/numbers.h"
+#include "store/file_state.h"
 #include "store/mapped_file.h"
 
 namespace velko {
@@ -31,6 +32,9 @@ class record_reader {
   /// Opens an existing file for reading; its name is used up to the last non-blank. False if that fails for any reason.
   /// The first record is the one that begins so many bytes into the file.
   bool open(std::string_view file_name, i8 begin = 0);
+
+  /// Whether the file has the state that it was opened in. A pipe has none that could change.
+  bool unchanged() const { return state_of(file_) == at_first_; }
 
   bool begin_record();
   bool end_record();
@@ -71,6 +75,7 @@ class record_reader {
   bool fetch_word(i8& length, bool& negative);
 
   int file_ = -1;
+  file_state at_first_;
   bool ok_ = false;
   i8 segment_bytes_ = 0;  // payload of the segment at hand
   i8 left_ = 0;           // of it, not yet taken

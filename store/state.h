@@ -54,6 +54,8 @@ struct store_state {
   owned_array1<r8> gdiag;                    // (ncol) last vector of the file; kept, not used
   std::string file_name;                     // of the sensitivity file, for reports
   mapped_file Gs_file;                       // the file, where rows of Gs stand in it
+  bool Gs_used = false;                      // something was made of them
+  i4 Gs_renewals = 0;                        // how often they were taken again before that
   row_memory Gs_memory;                      // holds the rows of Gs that were copied
   owned_array1<sparse_row> Gs;               // (ndata_mtx) compressed G; empty when dense
   // (ncol, ndata_mtx) dense G: the row of one datum is a column, in surface order; empty when compressed.

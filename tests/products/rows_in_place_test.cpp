@@ -84,6 +84,13 @@ class RowsInPlace : public test::products_test {
                                      std::filesystem::file_time_type::clock::now() + std::chrono::hours(1));
   }
 
+  /// A new time of the last write, and nothing else.
+  void touch(int hours) const {
+    const auto now = std::filesystem::file_time_type::clock::now();
+    std::filesystem::last_write_time(
+        name_, now - now.time_since_epoch() % std::chrono::hours(1) + std::chrono::hours(hours));
+  }
+
   test::temporary_folder folder_;
   std::string name_;
 };
@@ -139,6 +146,95 @@ TEST_F(RowsInPlace, ProductAfterTheFileWasWrittenToIsRefused) {
   const std::string bytes = many_rows().bytes();
   load(bytes);
   overwrite(static_cast<std::streamoff>(bytes.size() - 100), "x");
+  expect_read_error();
+}
+
+// Every product, as the first of a load: its result, data or a cube.
+const std::vector<std::function<values()>> all_products{[] {
+                                                          values d(nrows);
+                                                          CALC_GV(test::random_values(ncube), d);
+                                                          return d;
+                                                        },
+                                                        [] {
+                                                          values cube(ncube);
+                                                          CALC_GTV(test::random_values(nrows), cube);
+                                                          return cube;
+                                                        },
+                                                        [] {
+                                                          values cube(ncube);
+                                                          CALC_GTGV_1LOOP(test::random_values(ncube), cube);
+                                                          return cube;
+                                                        }};
+
+TEST_F(RowsInPlace, FileThatWasTouchedBeforeTheFirstProductIsNoLoss) {
+  const std::string bytes = many_rows().bytes();
+  for (const auto& product_of_rows : all_products) {
+    load(bytes);
+    const values expected = product_of_rows();
+    load(bytes);
+    touch(1);
+    EXPECT_EQ(product_of_rows(), expected);
+    EXPECT_EQ(product_of_rows(), expected);
+  }
+}
+
+TEST_F(RowsInPlace, FileThatWasTouchedOrRenamedOrReplacedBetweenLaterProductsIsNoLoss) {
+  load(many_rows().bytes());
+  const values expected = product();
+  EXPECT_EQ(product(), expected);
+  touch(1);
+  EXPECT_EQ(product(), expected);
+  std::filesystem::rename(name_, folder_.path("renamed"));
+  EXPECT_EQ(product(), expected);
+  std::filesystem::rename(folder_.write("new", "another one"), folder_.path("renamed"));
+  EXPECT_EQ(product(), expected);
+}
+
+TEST_F(RowsInPlace, FileThatWasTouchedDuringTheFirstProductIsPassedOverAgain) {
+  load(many_rows().bytes());
+  touch(1);
+  EXPECT_TRUE(rows_renewed());
+  EXPECT_FALSE(rows_renewed());
+  EXPECT_EQ(rows_in_the_file(), nrows);
+}
+
+TEST_F(RowsInPlace, RowsWrittenBeforeTheFirstProductAreThoseOfTheNewFile) {
+  const std::string before = many_rows().bytes();
+  std::string after = before;
+  const std::size_t val_of_first_row = after.find(test::bytes_of(i4{1}) + test::bytes_of(i4{1001})) + 5 * 4;
+  after[val_of_first_row + 3] ^= 1;
+  for (const auto& product_of_rows : all_products) {
+    load(after);
+    const values expected = product_of_rows();
+    load(before);
+    EXPECT_NE(product_of_rows(), expected);
+    load(before);
+    overwrite(0, after);
+    EXPECT_EQ(product_of_rows(), expected);
+  }
+}
+
+TEST_F(RowsInPlace, AnotherFileCopiedOverBeforeTheFirstProductIsRefused) {
+  load(many_rows().bytes());
+  overwrite(0, many_rows().ztop(12).bytes());
+  expect_read_error();
+}
+
+TEST_F(RowsInPlace, RowsWrittenBetweenProductsAreRefusedAlsoIfTheTimeIsPutBack) {
+  const std::string bytes = many_rows().bytes();
+  load(bytes);
+  touch(0);
+  product();
+  product();
+  overwrite(static_cast<std::streamoff>(bytes.size() / 2), "xxxx");
+  touch(0);
+  expect_read_error();
+}
+
+TEST_F(RowsInPlace, ScaledRowsAreNotTakenAgain) {
+  load(many_rows().bytes());
+  scale_rows(values(nrows, 4.0));
+  touch(1);
   expect_read_error();
 }
 

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <limits>
 
@@ -221,6 +222,117 @@ TEST_F(Getpar, TakesAPipeAsWellAsAFile) {
       0);
   ASSERT_EQ(load_name(fifo), stop_or_done{});
   EXPECT_THAT(store.Gs(1).idx.elements(), ElementsAre(1, 8));
+}
+
+/// A stream whose every write calls a function.
+class calling_stream {
+ public:
+  explicit calling_stream(std::function<void()> call) : call_(std::move(call)) {}
+  calling_stream(const calling_stream&) = delete;
+  ~calling_stream() { std::fclose(file_); }
+  std::FILE* file() { return file_; }
+
+ private:
+  static ssize_t write(void* self, const char*, std::size_t size) {
+    static_cast<calling_stream*>(self)->call_();
+    return static_cast<ssize_t>(size);
+  }
+  std::function<void()> call_;
+  std::FILE* file_ = fopencookie(this, "w", {nullptr, write, nullptr, nullptr});
+};
+
+/// Something happens to the file while it is read: when the loader flushes the channels between header and weights.
+class FileChangesDuringTheLoad : public Getpar {
+ protected:
+  ~FileChangesDuringTheLoad() override {
+    console().send_to(stdout);
+    log_file().close();
+  }
+  stop_or_done load_and_meanwhile(const sensitivity_file& file, const std::function<void()>& change) {
+    name_ = folder_.write("velkosta.mtx", file.bytes());
+    calling_stream stream([&] {
+      if (loading_) change();
+    });
+    console().send_to(stream.file());
+    console().write_line("words on the way");
+    loading_ = true;
+    const stop_or_done end = run_until_stop([&] { getpar(name_); });
+    loading_ = false;
+    console().send_to(stdout);
+    return end;
+  }
+  void overwrite(const sensitivity_file& file) {
+    folder_.write("velkosta.mtx", file.bytes());
+    touch();
+  }
+  void touch() {
+    using namespace std::filesystem;
+    last_write_time(name_, file_time_type(std::chrono::seconds(++seconds_)));
+  }
+
+  bool loading_ = false;
+
+ private:
+  int seconds_ = 1000;
+};
+
+sensitivity_file other_dense_file() {
+  return sensitivity_file(1, 2, 2).ztop(7).wtz({9, 9, 9, 9}).dense_row({0, 0, 0, 1}).dense_row({2, 2, 2, 2});
+}
+
+TEST_F(FileChangesDuringTheLoad, DenseFileThatIsOverwrittenIsReadAgain) {
+  ASSERT_EQ(load_and_meanwhile(dense_file(), [&] { overwrite(other_dense_file()); }), stop_or_done{});
+  EXPECT_EQ(mesh.ztop, 7);
+  EXPECT_THAT(store.wtz.elements(), Each(9));
+  EXPECT_THAT(store.Gfull.elements(), ElementsAre(0, 0, 0, 1, 2, 2, 2, 2));
+}
+
+TEST_F(FileChangesDuringTheLoad, CompressedFileThatAnotherIsCopiedOverIsReadAgain) {
+  const auto other = sensitivity_file(2, 2, 2).ztop(7).filter({0.25, 0.5}).row({{2, 1.0F}});
+  ASSERT_EQ(load_and_meanwhile(compressed_file(), [&] { overwrite(other); }), stop_or_done{});
+  EXPECT_EQ(mesh.ztop, 7);
+  EXPECT_EQ(wavelet.lo_filter(1), 0.25);
+  ASSERT_EQ(store.Gs.size(), 1);
+  EXPECT_THAT(store.Gs(1).idx.elements(), ElementsAre(2));
+  EXPECT_TRUE(store.Gs_file.unchanged());
+}
+
+TEST_F(FileChangesDuringTheLoad, CompressedFileThatADenseOneIsCopiedOverBecomesThat) {
+  ASSERT_EQ(load_and_meanwhile(compressed_file(), [&] { overwrite(other_dense_file()); }), stop_or_done{});
+  EXPECT_FALSE(store.compressed);
+  EXPECT_EQ(wavelet.filter_len, 0);
+  EXPECT_EQ(store.Gs.size(), 0);
+}
+
+TEST_F(FileChangesDuringTheLoad, TouchedFileIsNoLoss) {
+  ASSERT_EQ(load_and_meanwhile(dense_file(), [&] { touch(); }), stop_or_done{});
+  EXPECT_THAT(store.Gfull.elements(), ElementsAre(1, 2, 3, 4, 5, 6, 7, 8));
+}
+
+TEST_F(FileChangesDuringTheLoad, WarningOfTheDenseFormIsSaidOnce) {
+  calling_stream stream([&] { touch(); });
+  name_ = folder_.write("velkosta.mtx", dense_file().bytes());
+  log_file().send_to(stream.file());
+  log_file().write_line("words on the way");
+  const capture said(console());
+  EXPECT_EQ(run_until_stop([&] { getpar(name_); }), stop_or_done{});
+  EXPECT_EQ(said.text, dense_warning);
+}
+
+TEST_F(FileChangesDuringTheLoad, FileThatChangesAtEveryAttemptCannotBeRead) {
+  int attempts = 0;
+  // Each channel's flush leaves words for the next flush of the other.
+  calling_stream log_stream([&] {
+    if (loading_) console().write_line("again");
+  });
+  log_file().send_to(log_stream.file());
+  const stop_or_done end = load_and_meanwhile(compressed_file(), [&] {
+    ++attempts;
+    touch();
+    log_file().write_line("again");
+  });
+  EXPECT_EQ(end, (stop_or_done{stop_or_done::stopped, ""}));
+  EXPECT_EQ(attempts, 3);
 }
 
 /// What has reached the file behind a channel when a load ends at the weights, its own message still on the way.

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <optional>
@@ -115,7 +116,7 @@ TEST_F(MappedFiles, OnlyTheOneThatWasCutReadsAsZerosAndIsTold) {
   files.push_back(mapped(9));
   std::filesystem::resize_file(name(9), 4096);
   std::filesystem::resize_file(name(2), 0);
-  for (const mapped_file& file : files) {
+  for (mapped_file& file : files) {
     const auto last = static_cast<char>(file.bytes()[three_pages - 1]);
     const bool cut = &file == &files[2] || &file == &files.back();
     EXPECT_EQ(last == '\0', cut);
@@ -144,7 +145,7 @@ TEST_F(MappedFiles, ThreadsMapAndLoseTheirsAtOnce) {
   for (std::size_t i = 0; i < 4; ++i)
     threads.emplace_back([&, i] {
       for (int turn = 0; turn < 50; ++turn) {
-        const mapped_file file = mapped(i);
+        mapped_file file = mapped(i);
         std::filesystem::resize_file(name(i), 4096);
         const auto at = [&](std::size_t p) { return static_cast<char>(file.bytes()[p]); };
         if (at(0) == static_cast<char>('a' + i) && at(three_pages - 1) == '\0' && !file.intact()) ++right;
@@ -228,6 +229,58 @@ TEST_F(MappedFile, FileReplacedByAnotherOfItsNameIsStillThere) {
   std::filesystem::rename(folder_.write("new", "another one"), name_);
   EXPECT_EQ(at(0), 's');
   EXPECT_TRUE(file_.intact());
+}
+
+TEST_F(MappedFile, TouchedFileIsIntactOnceItsContentsWereNoted) {
+  ASSERT_TRUE(map_bytes("sensitivity"));
+  set_time_of_last_write(1000);
+  file_.note_contents();  // too late
+  EXPECT_FALSE(file_.intact());
+  ASSERT_TRUE(map(name_));
+  file_.note_contents();
+  set_time_of_last_write(2000);
+  EXPECT_FALSE(file_.unchanged());
+  EXPECT_TRUE(file_.intact());
+  EXPECT_TRUE(file_.unchanged());
+}
+
+TEST_F(MappedFile, FileWrittenToIsToldByItsContents) {
+  ASSERT_TRUE(map_bytes("sensitivity"));
+  file_.note_contents();
+  folder_.write("file", "sensitivitY");
+  set_time_of_last_write(2000);
+  EXPECT_FALSE(file_.intact());
+}
+
+TEST_F(MappedFile, FileWrittenToWhoseTimeWasPutBackIsTold) {
+  ASSERT_TRUE(map_bytes("sensitivity"));
+  const auto time = std::filesystem::last_write_time(name_);
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));  // beyond the tick of any file system's clock
+  folder_.write("file", "sensitivitY");
+  std::filesystem::last_write_time(name_, time);
+  EXPECT_FALSE(file_.unchanged());
+  ASSERT_TRUE(map(name_));
+  file_.note_contents();
+  folder_.write("file", "sensitivitx");
+  std::filesystem::last_write_time(name_, time);
+  EXPECT_FALSE(file_.intact());
+}
+
+TEST_F(MappedFile, CutFileIsNotIntactWhateverWasNoted) {
+  ASSERT_TRUE(map_bytes(std::string(three_pages, '\0')));
+  file_.note_contents();
+  std::filesystem::resize_file(name_, 4096);
+  EXPECT_EQ(at(2 * 4096), '\0');
+  std::filesystem::resize_file(name_, three_pages);
+  EXPECT_FALSE(file_.intact());
+}
+
+TEST_F(MappedFile, OpenFileCanBeOpenedOnceMoreWithoutItsName) {
+  ASSERT_TRUE(map_bytes("sensitivity"));
+  std::filesystem::remove(name_);
+  std::string bytes;
+  std::ifstream(file_.name_of_open_file()) >> bytes;
+  EXPECT_EQ(bytes, "sensitivity");
 }
 
 TEST_F(MappedFile, SignalThatAnotherProcessSendsStillEndsTheProcess) {

@@ -1,8 +1,12 @@
 #include "velkrund/forward_run.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <filesystem>
+#include <fstream>
+#include <functional>
+#include <thread>
 #include <vector>
 
 #include "reports/channel.h"
@@ -72,6 +76,28 @@ TEST_F(Log, DoesNotHoldTheInconsistentNumberOfData) {
   velkrund({"velkosta.mtx", "loc", "model.sus"});
   EXPECT_THAT(said_, testing::EndsWith("\n\nERROR: Number of data is inconsistent in obs and mtx files.\n"));
   EXPECT_EQ(logged_, "");
+}
+
+TEST_F(Log, SensitivityFileThatIsTouchedOrRenamedWhileTheRunWaitsForItsLocationsIsNoLoss) {
+  const std::string locations = folder_.read("loc");
+  velkrund({"velkosta.mtx", "loc", "model.sus"});
+  const std::string expected = folder_.read("velkrund.vlk");
+  ASSERT_FALSE(expected.empty());
+  ASSERT_EQ(mkfifo("pipe", 0600), 0);
+  const auto touch = [] { std::filesystem::last_write_time("velkosta.mtx", {}); };
+  const auto rename = [] { std::filesystem::rename("velkosta.mtx", "renamed"); };
+  for (const std::function<void()>& change : {std::function<void()>(touch), std::function<void()>(rename)}) {
+    std::filesystem::remove("velkrund.vlk");
+    reset_state();
+    std::thread waited_for([&] {
+      std::ofstream pipe("pipe");  // once the run has opened it, behind the load
+      change();
+      pipe << locations;
+    });
+    velkrund({"velkosta.mtx", "pipe", "model.sus"});
+    waited_for.join();
+    EXPECT_EQ(folder_.read("velkrund.vlk"), expected);
+  }
 }
 
 }  // namespace
