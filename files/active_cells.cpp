@@ -65,8 +65,8 @@ cell_counts number_cells(array2<const i4> itop) {
   cell_counts count;
   if (has_no_cells()) return count;
   std::span<i4> left = cells.cell_map.elements();
-  for (i4 i = 1; i <= mesh.ny; ++i)
-    for (i4 j = 1; j <= mesh.nx; ++j) {
+  for (i8 i = 1; i <= mesh.ny; ++i)
+    for (i8 j = 1; j <= mesh.nx; ++j) {
       const auto column = left.first(static_cast<std::size_t>(mesh.nz));
       number_column(column, itop(i, j), count);
       left = left.subspan(column.size());
@@ -149,9 +149,9 @@ void store_inactive_values(array3<const r8> grid, array2<const i4> itop) {
   const r8* value = grid.data();
   const i4* cell = cells.cell_map.data();
   i4 c = 0;
-  for (i4 i = 1; i <= mesh.ny; ++i)
-    for (i4 j = 1; j <= mesh.nx; ++j)
-      for (i4 k = 1; k <= mesh.nz; ++k, ++cell, ++value) {
+  for (i8 i = 1; i <= mesh.ny; ++i)
+    for (i8 j = 1; j <= mesh.nx; ++j)
+      for (i8 k = 1; k <= mesh.nz; ++k, ++cell, ++value) {
         if (*cell == 0) cells.inactive_values(++c) = k > itop(i, j) ? *value : 0.0;
         if (*cell < 0) cells.inactive_inf_values(-*cell) = *value;
       }

@@ -3,9 +3,9 @@
 /// Lines    a line buffer has a fixed width and is padded with blanks; the part of a longer line that does
 ///          not fit is dropped. A carriage return directly in front of the line feed belongs to the line end,
 ///          and a last line needs no line end
-/// Memory   what is dropped of a line is kept nowhere: a line without an end, of a device that never ends, is read
-///          forever in the memory of one buffer
-/// Errors   a read that the system refuses throws std::system_error
+/// Memory   what is dropped of a line is kept nowhere
+/// Errors   a read that the system refuses throws std::system_error, and so does a line of more than 16 MiB: a device
+///          that never ends comes to one
 #pragma once
 
 #include <optional>

@@ -1,6 +1,7 @@
 #include "files/model_file.h"
 
 #include <algorithm>
+#include <optional>
 #include <string>
 
 #include "files/list_directed.h"
@@ -30,12 +31,19 @@ bool names_constant(const model_source& from) {
          from.name.starts_with(constant_word);
 }
 
-r8 read_constant(const model_source& from) {
-  text_input word(from.name.substr(std::min(constant_word.size(), from.name.size())));
-  r8 value = 0;
-  if (read_list(word, value) != read_status::ok)
-    report_and_stop({"ERROR reading constant value for " + std::string(from.label), from.name});
+/// What a read of the constant leaves of a value; nothing where it fails.
+std::optional<r8> constant_over(r8 value, const model_source& from) {
+  text_input words(from.name.substr(std::min(constant_word.size(), from.name.size())));
+  if (read_list(words, value) != read_status::ok) return {};
   return value;
+}
+
+/// A slash or a null value leaves whatever there was: then no constant is there.
+r8 read_constant(const model_source& from) {
+  const auto value = constant_over(0, from), again = constant_over(1, from);
+  if (!value || (*value == 0 && *again == 1))
+    report_and_stop({"ERROR reading constant value for " + std::string(from.label), from.name});
+  return *value;
 }
 
 void log_constant(const model_source& from, r8 value) {

@@ -16,6 +16,7 @@ namespace {
 
 // Large enough that system calls cost nothing, small enough to stay in the second-level cache.
 constexpr i8 first_buffer = i8{256} << 10;
+constexpr i8 longest_line = i8{16} << 20;
 
 i8 read_once(int file, char* target, i8 room) {
   for (;;) {
@@ -68,10 +69,16 @@ void text_input::make_room() {
 
 bool text_input::search_line_end() {
   if (at_ == end_ && !fetch_more()) return false;
+  i8 passed = 0;
   do {
     const void* line_feed = std::memchr(at_, '\n', static_cast<std::size_t>(end_ - at_));
+    passed += end_ - at_;
     at_ = line_feed != nullptr ? static_cast<const char*>(line_feed) + 1 : end_;
     if (line_feed != nullptr) return true;
+    if (passed > longest_line && !is_complete()) {
+      read_error_ = EMSGSIZE;
+      exhausted_ = true;
+    }
   } while (fetch_more());
   return true;
 }

@@ -43,7 +43,8 @@ class text_input {
   /// Whether the window is known to reach the end of the text.
   bool is_complete() const { return file_ < 0 || exhausted_; }
 
-  /// Takes the rest of the line with its end. False if there was not one character more, not even a line end.
+  /// Takes the rest of the line with its end. False if there was not one character more, not even a line end. More than
+  /// 16 MiB without an end, such as a device gives that never ends, count as a read that was refused (EMSGSIZE).
   bool skip_line() {
     if (at_ == end_ || *at_ != '\n') return search_line_end();
     ++at_;

@@ -11,6 +11,8 @@
 namespace velko {
 namespace {
 
+// Columns are counted in i8: an extent may be the last number of i4, and a count that has passed it must hold the next.
+
 // How long an x that MODEL_TO_CUBE takes can be, and so what it is.
 enum class reading { active, full_mesh };
 
@@ -37,8 +39,8 @@ void lay_active_column(const i4* map, std::span<const r8> x, i4 nz, r8 fill_valu
 /// first .. nz, as many as `below`.
 template <class body>
 void for_each_column_below(body&& visit) {
-  for (i4 i = 1; i <= mesh.ny; ++i)
-    for (i4 j = 1; j <= mesh.nx; ++j) {
+  for (i8 i = 1; i <= mesh.ny; ++i)
+    for (i8 j = 1; j <= mesh.nx; ++j) {
       const i4 above = mesh.itop(i, j);
       if (above < mesh.nz) visit(i, j, above + 1, mesh.nz - above);
     }
@@ -51,7 +53,7 @@ void walk_below(std::span<const r8> m1, std::span<const r8> m2, body&& assign) {
   if (!has_size(m2, cells.ncell)) stop_program("size(m2) /= ncell");
   const i8 size = static_cast<i8>(m1.size());
   i8 idx1 = 0;
-  for_each_column_below([&](i4 i, i4 j, i4 first, i4 below) {
+  for_each_column_below([&](i8 i, i8 j, i4 first, i4 below) {
     // A column that does not fit is only counted: the stop below follows.
     if (idx1 + below <= size) assign(&cells.cell_map(first, j, i), idx1, below);
     idx1 += below;
@@ -69,8 +71,8 @@ void MODEL_TO_CUBE(std::span<const r8> x, std::span<r8> cube, i4 ny, i4 nx, i4 n
 
   r8* row = cube.data();
   const r8* next = x.data();  // of a full mesh
-  for (i4 i = 1; i <= ncube_y; ++i)
-    for (i4 j = 1; j <= ncube_x; ++j, row += ncube_z) {
+  for (i8 i = 1; i <= ncube_y; ++i)
+    for (i8 j = 1; j <= ncube_x; ++j, row += ncube_z) {
       const i4 inside = i <= ny && j <= nx ? std::max(nz, 0) : 0;
       if (inside > 0 && as == reading::active) {
         lay_active_column(&cells.cell_map(1, j, i), x, inside, fill_value, row);
@@ -87,8 +89,8 @@ void CUBE_TO_MODEL(std::span<r8> x, std::span<const r8> cube, i4 ny, i4 nx, i4 n
   const array3<const r8> box(cube.data(), ncube_z, ncube_x, ncube_y);
   assert(static_cast<i8>(cube.size()) == box.size());
   if (nz < 1) return;
-  for (i4 i = 1; i <= ny; ++i)
-    for (i4 j = 1; j <= nx; ++j) {
+  for (i8 i = 1; i <= ny; ++i)
+    for (i8 j = 1; j <= nx; ++j) {
       const i4* map = &cells.cell_map(1, j, i);
       const r8* c = &box(1, j, i);
       for (i4 k = 0; k < nz; ++k)
@@ -130,7 +132,7 @@ void GRID_TO_BELOW(std::span<const r8> grid, std::span<r8> amodel) {
   assert(static_cast<i8>(grid.size()) == value.size());
   const i8 size = static_cast<i8>(amodel.size());
   i8 idx1 = 0;
-  for_each_column_below([&](i4 i, i4 j, i4 first, i4 below) {
+  for_each_column_below([&](i8 i, i8 j, i4 first, i4 below) {
     if (idx1 + below <= size) std::copy_n(&value(first, j, i), below, amodel.data() + idx1);
     idx1 += below;
   });

@@ -19,10 +19,11 @@
 namespace velko {
 namespace {
 
+/// A count below 1 is none, and stays clear of the end of the 32 bits.
 row_range all_rows() {
   prepare_rows();
   if (survey.ndata > store.Gs.size()) stop_program("ndata > # of rows");
-  return {1, survey.ndata};
+  return {1, std::max(survey.ndata, 0)};
 }
 
 row_range rows_for(std::span<const r8> data, i8 models) {

@@ -35,7 +35,16 @@ struct placed_filters {
         // length * n only keeps the position positive before the AND; it does not move the filter. Unsigned, so
         // that it may wrap.
         first(length * n + static_cast<u4>(w.filter_off) + 2),
-        mask_is_modulo((n & mask) == 0) {}
+        mask_is_modulo((n & mask) == 0) {
+    if (w.lo_folded.size() > 0 && mask_is_modulo && 4 <= n && n < length) take_folded(w);
+  }
+
+  /// Coefficient k of the folded filters is the sum of all that fall where coefficient k does.
+  void take_folded(const wavelet_state& w) {
+    lo = w.lo_folded.data() + (n - 4);
+    hi = w.hi_folded.data() + (n - 4);
+    length = n;
+  }
 
   /// Where coefficient k of output pair h falls. Below n for every n; the right place for powers of two.
   u4 position(u4 h, u4 k) const { return (first + 2 * h + k) & mask; }

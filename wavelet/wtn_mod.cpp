@@ -92,6 +92,16 @@ void prepare_work(std::array<i4, 3> nn) {
   }
 }
 
+/// The filter folded to lines of 4, 8, 16, ... elements, shorter than itself.
+owned_array1<r8> folded(const owned_array1<r8>& filter) {
+  i8 lines_end = 4;
+  while (lines_end < filter.size()) lines_end *= 2;
+  owned_array1<r8> all(lines_end - 4);
+  for (i8 n = 4; n < lines_end; n *= 2)
+    for (i8 k = 0; k < filter.size(); ++k) all(n - 3 + k % n) += filter(k + 1);
+  return all;
+}
+
 }  // namespace
 
 void SET_WTN_FILTER(std::span<const r8> wfilter, i4 n) {
@@ -105,6 +115,9 @@ void SET_WTN_FILTER(std::span<const r8> wfilter, i4 n) {
     wavelet.hi_filter(n + 1 - k) = k % 2 == 1 ? -w : w;
   }
   wavelet.filter_off = -(n / 2);
+  const bool folds = n > longest_unfolded;
+  wavelet.lo_folded = folds ? folded(wavelet.lo_filter) : owned_array1<r8>();
+  wavelet.hi_folded = folds ? folded(wavelet.hi_filter) : owned_array1<r8>();
 }
 
 void PWT(std::span<r8> a, i4 n, bool forward) {

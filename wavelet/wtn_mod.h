@@ -10,6 +10,8 @@
 ///          rounding. Any other filter is used as it stands: the two directions are then transposes only
 /// Bits     the order of every sum is fixed (filter coefficients from first to last, output pairs from first to
 ///          last); the result is the same on every machine and equals PWT on each line by itself
+/// Speed    each step costs n times the shorter of filter and line, for filters of more than longest_unfolded
+///          coefficients; for shorter ones n times the filter
 /// Errors   none of its own. A length that is no power of two wraps wrongly, but inside the array. Sizes of
 ///          spans are the caller's promise, checked by assert. std::bad_alloc where work arrays cannot grow
 /// Threads  the filters are shared and read-only after SET_WTN_FILTER; work arrays belong to the calling thread,
@@ -35,16 +37,25 @@ struct wavelet_state {
                       // an output pair
   owned_array1<r8> lo_filter;  // (filter_len) low-pass: the stored coefficients
   owned_array1<r8> hi_filter;  // (filter_len) high-pass: reversed, with alternating sign
+  // Both folded to lines of 4, 8, 16, ... elements, as far as these are shorter than the filter, one behind another: the
+  // line of n begins at n - 3. Empty for filters of up to longest_unfolded coefficients.
+  owned_array1<r8> lo_folded, hi_folded;
 };
 inline wavelet_state wavelet;
+
+// A coefficient of a filter that is longer than the line falls on one that came before, and the work grows with the filter
+// where it could end with the line. Beyond this length, far beyond any wavelet's, coefficients that meet are summed first,
+// once for all lines; the sums then round differently in their last bits. Up to it every product is taken by itself.
+inline constexpr i4 longest_unfolded = 1024;
 
 /// Derives both filters from the n stored coefficients.
 void SET_WTN_FILTER(std::span<const r8> wfilter, i4 n);
 
-/// One step of the periodic pyramid on a, which has n elements, in place. With p(h, k) the position
-/// 2h + k + 1 + filter_off, counted from 0 and wrapped to n:
-///   forward   smooth a(h) = sum over k of lo_filter(k) a(p(h, k)), detail a(h + n/2) the same with hi_filter
-///   backward  a(p(h, k)) = sum over h and k of lo_filter(k) a(h) + hi_filter(k) a(h + n/2), the transpose
+/// One step of the periodic pyramid on a, which has n elements, in place. All counted from 0, h < n/2 and
+/// k < filter_len, with lo(k) = wfilter(k), hi(k) = (-1)^(filter_len - k) wfilter(filter_len - 1 - k), and p(h, k) the
+/// position 2h + k + 2 + filter_off, wrapped to 0 .. n-1:
+///   forward   smooth a(h) = sum over k of lo(k) a(p(h, k)), detail a(h + n/2) the same with hi
+///   backward  a(p(h, k)) = sum over h and k of lo(k) a(h) + hi(k) a(h + n/2), the transpose
 void PWT(std::span<r8> a, i4 n, bool forward);
 
 /// The transform of the cube: forward for isign >= 0, inverse for isign < 0. nn holds the dimensions, fastest

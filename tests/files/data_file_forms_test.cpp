@@ -186,6 +186,15 @@ TEST_P(DataFileForm, HugeCountInAShortFileFailsAtOnce) {
     EXPECT_THAT(o, StopsAfter(end_error()));
 }
 
+TEST_P(DataFileForm, LineWithoutAnEndEndsInTheRunTimesReport) {
+  const outcome o = outcome_of([] { GetParam().reader("/dev/zero", false); });
+  EXPECT_EQ(o.end.kind, stop_or_done::failed);
+  EXPECT_THAT(o.end.text, testing::HasSubstr("Message too long"));
+  const std::string long_comment(std::size_t{15} << 20, '!');
+  EXPECT_THAT(read(long_comment + "\n1\n1 2 3\n"), Silent());
+  EXPECT_EQ(read(std::string(std::size_t{17} << 20, ' ') + "\n1\n1 2 3\n").end.kind, stop_or_done::failed);
+}
+
 TEST_P(DataFileForm, ReadThatTheSystemRefusesEndsInTheRunTimesReport) {
   const outcome o = outcome_of([] { GetParam().reader(test::unreadable_file, false); });
   EXPECT_EQ(o.end.kind, stop_or_done::failed);

@@ -120,7 +120,8 @@ TEST_F(ModelFile, ConstantFillsTheModel) {
 }
 
 TEST_F(ModelFile, ConstantMayStandFurtherRightWithAnythingBehindIt) {
-  EXPECT_THAT(read_name("VALUE   ,"), Logs("             model was set to:  0.0000E+00\n"));
+  EXPECT_THAT(read_name("VALUE 0,01"), Logs("             model was set to:  0.0000E+00\n"));
+  EXPECT_THAT(read_name("VALUE 1 /"), Logs("             model was set to:  1.0000E+00\n"));
   EXPECT_THAT(read_name("VALUE   -2d3 words   "), Logs("             model was set to: -2.0000E+03\n"));
   EXPECT_THAT(model_, Each(-2000));
 }
@@ -137,6 +138,8 @@ TEST_F(ModelFile, LabelThatIsTooLongKeepsItsLeftPart) {
 TEST_F(ModelFile, ConstantWithoutANumberStops) {
   for (const std::string name : {"VALUE", "VALUE ", "VALUE      "})
     EXPECT_THAT(read_name(name), StopsAfter("\nERROR reading constant value for model\nVALUE\n")) << name;
+  for (const std::string name : {"VALUE /", "VALUE   ,", "VALUE 1*", "VALUE , 5", "VALUE / 5"})
+    EXPECT_THAT(read_name(name), StopsAfter("\nERROR reading constant value for model\n" + name + "\n"));
   EXPECT_THAT(read_name("VALUE x"), StopsAfter("\nERROR reading constant value for model\nVALUE x\n"));
 }
 

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <limits>
 
 #include "products/full_rows.h"
 #include "products/products.h"
@@ -117,7 +118,7 @@ TEST_F(GProd, NoDataLeaveDUnwritten) {
   set_sparse_rows({});
   values d(3, untouched);
   GPROD(values(static_cast<std::size_t>(cells.ncell), 1.0), d);
-  survey.ndata = -1;
+  survey.ndata = std::numeric_limits<i4>::min();
   GPROD(values(static_cast<std::size_t>(cells.ncell), 1.0), d);
   EXPECT_EQ(d, values(3, untouched));
 }

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <limits>
 
 #include "tests/products/problem.h"
 
@@ -32,6 +33,15 @@ class ModelMapping : public products_test {
     set_cube(2, 3, 4);
   }
 };
+
+TEST_F(ModelMapping, ExtentsMayBeTheLastNumberOf32Bits) {
+  constexpr i4 most = std::numeric_limits<i4>::max();
+  MODEL_TO_CUBE({}, {}, 0, 0, 0, most, 0, 0, 0);
+  values nothing;
+  CUBE_TO_MODEL(nothing, {}, most, 0, 1, 0, 0, 0);
+  mesh.ny = most;
+  GRID_TO_BELOW({}, nothing);
+}
 
 TEST_F(ModelMapping, CubeOfTheMeshSizeWithAllCellsActiveIsAPlainCopyInBothReadings) {
   set_mesh(2, 3, 4);

@@ -112,6 +112,26 @@ TEST(WTN, SkippedSecondDimensionStillCountsForTheStrideOfTheThird) {
         EXPECT_NEAR(cube[i1 + 16 * i2 + 64 * i3], i2 == 0 ? first[i1] * line[i3] : 0.0, 1e-13);
 }
 
+TEST(WTN, FilterOfAnySensibleLengthHasTheBitsOfThePlainSums) {
+  set_filter(random_values(longest_unfolded));
+  for (const i4 isign : {1, -1}) {
+    const values a = random_values(512);
+    EXPECT_TRUE(same_bits(transformed(a, {8, 16, 4}, isign), by_formula(a, {8, 16, 4}, isign)));
+  }
+}
+
+TEST(WTN, LongerFilterGivesThePlainSumsUpToRounding) {
+  for (const i4 length : {longest_unfolded + 1, 2048, 5001}) {
+    set_filter(random_values(static_cast<std::size_t>(length)));
+    for (const shape nn : {shape{8, 16, 4}, shape{2048, 1, 1}, shape{6, 12, 8}})
+      for (const i4 isign : {1, -1}) {
+        const values a = random_values(elements(nn)), plain = by_formula(a, nn, isign);
+        EXPECT_LT(largest_difference(transformed(a, nn, isign), plain), 1e-13 * norm(plain))
+            << length << text(nn);
+      }
+  }
+}
+
 TEST(WTN, DirectionZeroIsForward) {
   set_filter(haar);
   const values a = random_values(512);
