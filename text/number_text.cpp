@@ -147,22 +147,38 @@ std::uint64_t integer_of(std::uint64_t digits) {
   return (digits & 0x0000ffff0000ffff) * (10000 * 0x100000000 + 1) >> 32;
 }
 
-/// Up to eight characters with a point, without a branch on where it stands and where they end: that differs from
-/// number to number, and a wrong guess costs more than all of this. Nulls where they are anything else.
-mantissa eight_characters(const char* first) {
-  constexpr std::uint64_t zeros = 0x3030303030303030, high_bits = 0x8080808080808080, point = '.' ^ '0';
-  std::uint64_t lanes = 0;  // the worth of a digit, 10 or more for any other character
+/// Eight characters as lanes, the first of them in the lowest byte: a digit is its worth, 0 to 9, and any other character
+/// is 10 or more.
+std::uint64_t lanes_of(const char* first) {
+  std::uint64_t lanes = 0;
   std::memcpy(&lanes, first, sizeof lanes);
-  lanes ^= zeros;
-  // The high bits of lanes that are no digits. A carry can spoil a lane only behind the first of them that is no point.
-  const std::uint64_t no_digits = ((lanes + (high_bits - 10 * 0x0101010101010101)) | lanes) & high_bits;
+  return lanes ^ 0x3030303030303030;  // '0' in each
+}
+
+/// The high bit of each lane that is 10 or more. Without its own high bit a lane is at most 0x7f, so that the sum stays in
+/// its lane.
+std::uint64_t lanes_of_no_digit(std::uint64_t lanes) {
+  constexpr std::uint64_t ones = 0x0101010101010101, high_bits = 0x80 * ones;
+  return (((lanes & ~high_bits) + (0x80 - 10) * ones) | lanes) & high_bits;
+}
+
+/// A number of up to eight characters with a point, of which eight can be read: without a branch on where the point stands
+/// and where the number ends. That differs from number to number, and a wrong guess costs more than all of this. Null for
+/// anything else.
+mantissa eight_characters(const char* first) {
+  constexpr std::uint64_t point = '.' ^ '0';
+  const std::uint64_t lanes = lanes_of(first), no_digits = lanes_of_no_digit(lanes);
+  // The first character that is no digit has to be the point; the second is the first behind the number, or none is.
   const std::uint64_t behind_point = no_digits & (no_digits - 1);
-  const int point_at = std::countr_zero(no_digits) - 7, length = std::countr_zero(behind_point) / 8;
-  if (no_digits == 0 || (lanes >> point_at & 0xff) != point || length < 2) return {};
+  const int bits_in_front = std::countr_zero(no_digits) - 7, length = std::countr_zero(behind_point) / 8;
+  if (no_digits == 0 || (lanes >> bits_in_front & 0xff) != point || length < 2) return {};
   if (behind_point == 0 && is_digit(first[8])) return {};
-  const std::uint64_t in_front = lanes & ((std::uint64_t{1} << point_at) - 1);
-  const std::uint64_t behind = lanes >> 8 >> point_at << point_at;
-  return {integer_of((in_front | behind) << 8 * (9 - length)), length - 1 - point_at / 8, first + length};
+  // The digits move together over the point, and then up, until the last one is in the highest lane: what stood behind the
+  // number has gone, and zeros have come in front of it.
+  const std::uint64_t in_front = lanes & ((std::uint64_t{1} << bits_in_front) - 1);
+  const std::uint64_t decimals = lanes >> 8 >> bits_in_front << bits_in_front;
+  const int digits = length - 1;
+  return {integer_of((in_front | decimals) << 8 * (8 - digits)), digits - bits_in_front / 8, first + length};
 }
 
 [[gnu::noinline]] mantissa any_characters(const char* first, const char* last) {

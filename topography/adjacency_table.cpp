@@ -19,6 +19,41 @@ i4 growth(const splice& change) {
   return (change.entering != 0 ? 1 : 0) - change.removed;
 }
 
+/// The entries between a change and the next one, as they stand before any change, and how far they have to move: by what
+/// all changes below them add up to.
+struct stretch {
+  i4 first, last, by;
+};
+
+/// The stretches behind each change, cut at `end`, the last entry in use.
+class stretches {
+ public:
+  stretches(std::span<const splice> changes, i4 end) : changes_(changes), end_(end) {}
+
+  /// visit(change, stretch behind it), from the lowest to the highest.
+  template <class body>
+  void upwards(body&& visit) const {
+    i4 by = 0;
+    for (std::size_t i = 0; i < changes_.size(); ++i) visit(i, behind(i, by += growth(changes_[i])));
+  }
+  /// From the highest to the lowest.
+  template <class body>
+  void downwards(body&& visit) const {
+    i4 by = 0;
+    for (const splice& change : changes_) by += growth(change);
+    for (std::size_t i = changes_.size(); i-- > 0; by -= growth(changes_[i])) visit(i, behind(i, by));
+  }
+
+ private:
+  stretch behind(std::size_t i, i4 by) const {
+    const bool topmost = i + 1 == changes_.size();
+    return {changes_[i].position + changes_[i].removed, topmost ? end_ : changes_[i + 1].position - 1, by};
+  }
+
+  std::span<const splice> changes_;
+  i4 end_;
+};
+
 }  // namespace
 
 i4 neighbor_index(i4 node, i4 neighbour, array1<const i4> adj_list, array1<const i4> adj_end) {
@@ -54,29 +89,21 @@ void write_fan(i4 k, array1<i4> adj_list, array1<i4> adj_end) {
 }
 
 void apply_splices(std::span<const splice> changes, i4 last_node, array1<i4> adj_list, array1<i4> adj_end) {
-  const i4 end = adj_end(last_node);
-  i4 by = 0;
-  for (const splice& change : changes) by += growth(change);
-
-  // What moves up moves from the top down, and then what moves down from the bottom up, so that none is
-  // overwritten.
-  i4 above = end;
-  for (std::size_t i = changes.size(); i-- > 0;) {
+  // Stretches keep their order and do not overlap, neither where they stand nor where they go. So one that moves up only
+  // meets stretches above it that move up too and have gone already, taken from the top down; those that move down, from
+  // the bottom up, likewise.
+  const stretches between(changes, adj_end(last_node));
+  between.downwards([&](std::size_t, stretch s) {
+    if (s.by > 0) shift_range(s.first, s.last, s.by, adj_list);
+  });
+  between.upwards([&](std::size_t i, stretch s) {
     const splice& c = changes[i];
-    if (by > 0) shift_range(c.position + c.removed, above, by, adj_list);
-    above = c.position - 1;
-    by -= growth(c);
-  }
-  for (std::size_t i = 0; i < changes.size(); ++i) {
-    const splice& c = changes[i];
+    if (s.by < 0) shift_range(s.first, s.last, s.by, adj_list);
+    // What enters stands just ahead of the stretch, which has come to its place.
+    if (c.entering != 0) adj_list(s.first + s.by - 1) = c.entering;
     const bool topmost = i + 1 == changes.size();
-    const i4 place = c.position + by;
-    by += growth(c);
-    if (by < 0)
-      shift_range(c.position + c.removed, topmost ? end : changes[i + 1].position - 1, by, adj_list);
-    if (c.entering != 0) adj_list(place) = c.entering;
-    if (by != 0) move_ends(c.node, topmost ? last_node : changes[i + 1].node - 1, by, adj_end);
-  }
+    if (s.by != 0) move_ends(c.node, topmost ? last_node : changes[i + 1].node - 1, s.by, adj_end);
+  });
 }
 
 void swap_diagonal(i4 in1, i4 in2, i4 io1, i4 io2, array1<i4> adj_list, array1<i4> adj_end) {
@@ -85,17 +112,15 @@ void swap_diagonal(i4 in1, i4 in2, i4 io1, i4 io2, array1<i4> adj_list, array1<i
   const auto index = [&](i4 node, i4 neighbour) {
     return neighbor_index(node, neighbour, adj_list, adj_end);
   };
-  // Where a circular list is open between two neighbours, the new one comes first or last, as the table moves
-  // there.
-  const auto place = [&](i4 node, i4 before, i4 behind, bool moves_down) {
-    return moves_down ? index(node, behind) : index(node, before) + 1;
+  const auto place = [&](i4 node, i4 before, i4 behind) {
+    return enters_in_front(node, io1, io2) ? index(node, behind) : index(node, before) + 1;
   };
   // Counterclockwise, io1 comes before io2 around in1, and io2 before io1 around in2.
   const auto [before, behind] = in1 < in2 ? std::pair(io1, io2) : std::pair(io2, io1);
   std::array<splice, 4> changes{{{b1, index(b1, b2), 1, 0},
                                  {b2, index(b2, b1), 1, 0},
-                                 {a1, place(a1, before, behind, b1 < a1), 0, a2},
-                                 {a2, place(a2, behind, before, b2 < a2), 0, a1}}};
+                                 {a1, place(a1, before, behind), 0, a2},
+                                 {a2, place(a2, behind, before), 0, a1}}};
   std::sort(changes.begin(), changes.end(), [](const splice& a, const splice& b) { return a.node < b.node; });
   apply_splices(changes, changes.back().node, adj_list, adj_end);
 }

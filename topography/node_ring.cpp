@@ -7,7 +7,7 @@ namespace velko {
 void node_ring::open_triangle(i4 i1, i4 i2, i4 i3) {
   ring_.assign({{i1, i2, false, 0, 1}, {i2, i3, false, 0, 2}, {i3, i1, false, 0, none}});
   on_boundary_ = false;
-  stop_ = last_ = none;
+  stop_ = list_ends_with_ = none;
 }
 
 void node_ring::open_boundary(i4 i1, i4 i2, const neighbour_lists& lists) {
@@ -20,17 +20,17 @@ void node_ring::open_boundary(i4 i1, i4 i2, const neighbour_lists& lists) {
   ring_.push_back({i2, 0, true, 0, none, lists.last(i2)});
   on_boundary_ = true;
   stop_ = next;
-  last_ = none;
+  list_ends_with_ = none;
 }
 
 /// Swaps the arc from a ring node to the next one.
 void node_ring::bring_in(i4 node, index at) {
   ring_node& o2 = ring_[at];
   ring_node& o1 = ring_[successor(at)];
-  ++o1.removed;
-  ++o2.removed;
-  if (o2.next == none && last_ == none) last_ = at;
-  const ring_node entering{node, o1.node, std::min(o1.node, o2.node) < node, 0, o2.next};
+  ++o1.swapped_away;
+  ++o2.swapped_away;
+  if (o2.next == none && list_ends_with_ == none) list_ends_with_ = at;
+  const ring_node entering{node, o1.node, enters_in_front(node, o1.node, o2.node), 0, o2.next};
   o2.next = static_cast<index>(ring_.size());
   ring_.push_back(entering);
 }
@@ -45,29 +45,28 @@ bool node_ring::sort_by_node() {
   return std::adjacent_find(by_node_.begin(), by_node_.end(), same_node) == by_node_.end();
 }
 
-/// In the list of v, k comes between the neighbours of v on the ring.
+/// In the list of v, k comes between the neighbours of v on the ring, in place of what was swapped away (3).
 void node_ring::add_changes(i4 k, const ring_node& v, const neighbour_lists& lists) {
-  const i4 begin = v.next_position + 1, last = lists.last(v.node);
-  if (begin + v.removed <= last) {
-    changes_.push_back({v.node, begin, v.removed, k});
+  const i4 begin = v.position_of_next + 1, last = lists.last(v.node);
+  if (begin + v.swapped_away <= last) {
+    changes_.push_back({v.node, begin, v.swapped_away, k});
     return;
   }
-  // The list is open in between: what gives way stands at its end and at its beginning.
-  const i4 at_end = last + 1 - begin, at_beginning = v.removed - at_end;
-  const i4 behind = neighbor_index(v.node, v.behind, lists.adj_list, lists.adj_end);
-  const bool first = behind < v.next_position || (behind == last && v.first_not_last);
+  // The circle is open in between: what gives way stands at the end of the list and at its beginning, and so may k.
+  const i4 at_end = last + 1 - begin, at_beginning = v.swapped_away - at_end;
+  const i4 joined = neighbor_index(v.node, v.joins_behind, lists.adj_list, lists.adj_end);
+  const bool first = joined < v.position_of_next || (joined == last && v.joins_first);
   if (first || at_beginning > 0)
     changes_.push_back({v.node, lists.first(v.node), at_beginning, first ? k : 0});
   if (!first || at_end > 0) changes_.push_back({v.node, begin, at_end, first ? 0 : k});
 }
 
-/// The list of k: the ring, from behind last_ on.
 void node_ring::append_list(i4 k, array1<i4> adj_list, array1<i4> adj_end) const {
   i4 t = adj_end(k - 1);
   const auto append = [&](index from, index end) {
     for (index at = from; at != end; at = ring_[at].next) adj_list(++t) = ring_[at].node;
   };
-  const index head = last_ == none ? 0 : ring_[last_].next;
+  const index head = list_ends_with_ == none ? 0 : ring_[list_ends_with_].next;
   append(head, none);
   if (head != 0) append(0, head);
   if (on_boundary_) adj_list(++t) = 0;

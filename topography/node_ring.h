@@ -9,6 +9,7 @@
 /// Order    in the list of a ring node v, the new node k stands between the neighbours of v on the ring, in
 ///          place of all that was between them. This is plain unless the list, a circle, is open just there:
 ///          then k is its first entry or its last one, as the swap that brought v in would have had it
+///          (enters_in_front)
 /// Bounds   no node stands on a ring twice unless rounding has led the tests astray. Such a ring is not
 ///          entered, and it stops growing at the latest when it is longer than there are nodes
 #pragma once
@@ -48,7 +49,7 @@ class node_ring {
         o1 = w;
         position = ahead;
       }
-      ring_[at].next_position = position;
+      ring_[at].position_of_next = position;
     }
     return true;
   }
@@ -61,13 +62,21 @@ class node_ring {
   using index = std::uint32_t;
   static constexpr index none = 0xffffffff;
 
+  // Invariants, while the ring grows:
+  //   (1) `next` leads counterclockwise from ring_[0] to every node of the ring once, and from the last one to none; on a
+  //       closed ring ring_[0] follows the last one
+  //   (2) positions are those of the table as it stands: nothing is written before enter
+  //   (3) the list of a node v has, one behind another on its circle: the next node of the ring, `swapped_away` entries,
+  //       the previous node of the ring. A swap of the arc between two nodes of the ring adds one to this number of both,
+  //       and the vertex behind the arc comes in with none
+  //   (4) position_of_next is known of all nodes that grow has passed
   struct ring_node {
     i4 node;
-    i4 behind;             // the new node comes into the list of this one behind this neighbour,
-    bool first_not_last;   // and as the first entry if that one is the last
-    i4 removed;            // entries that give way
-    index next;            // the next node on the ring; none behind the last one, which the first one follows
-    i4 next_position = 0;  // of that node in the list of this one
+    i4 joins_behind;  // where the circle is open between the neighbours on the ring, and this neighbour is the last
+    bool joins_first;  // entry of the list, the new node becomes its first one, or else the new last one
+    i4 swapped_away;   // entries that give way to the new node
+    index next;
+    i4 position_of_next = 0;  // in the list of this node
   };
 
   index successor(index at) const { return ring_[at].next == none ? 0 : ring_[at].next; }
@@ -79,7 +88,9 @@ class node_ring {
 
   std::vector<ring_node> ring_;
   index stop_ = none;  // the arc behind this one does not face k
-  index last_ = none;  // the last one of the list of k, if nodes have come in between it and the first one
+  // The list of k is the ring from behind this node on; none for the ring from ring_[0] on. It is the node that was the last
+  // on the ring when one came in between it and ring_[0]: a swap puts what it brings in there ahead of the whole list.
+  index list_ends_with_ = none;
   bool on_boundary_ = false;
 
   // Work space of enter.

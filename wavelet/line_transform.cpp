@@ -89,42 +89,55 @@ VELKO_ALWAYS_INLINE void scatter(const r8x8_mem* line_buf, const line_batch& bat
   }
 }
 
-// Steps go to and fro between two buffers. A band of details goes straight to or from its place in the block, and
-// nothing is copied from one buffer to the other.
+/// Eight lines on their way through the pyramid. `now` holds their leading positions, as the steps so far have left them;
+/// a step reads `now`, writes `next`, and exchanges the two, so that `now` is always what the steps have come to.
+struct lines_under_way {
+  r8x8_mem* now;
+  r8x8_mem* next;
 
-VELKO_ALWAYS_INLINE void analyse_batch(r8* a, const line_batch& batch, i4 n, r8x8_mem* from, r8x8_mem* to) {
-  gather(a, batch, 0, n, from);
+  VELKO_ALWAYS_INLINE void analyse(i4 nt) {
+    velko::analyse<eight_lines>(placed_filters(wavelet, nt), now, next);
+    std::swap(now, next);
+  }
+  VELKO_ALWAYS_INLINE void synthesise(i4 nt) {
+    velko::synthesise<eight_lines>(placed_filters(wavelet, nt), now, next);
+    std::swap(now, next);
+  }
+};
+
+/// The second half of what a step leaves are details, which no later step looks at: they go to their place in the block at
+/// once. After the last step all that is left goes there.
+VELKO_ALWAYS_INLINE void analyse_batch(r8* a, const line_batch& batch, i4 n, lines_under_way lines) {
+  gather(a, batch, 0, n, lines.now);
   for (i4 nt = n; nt >= 4; nt /= 2) {
-    analyse<eight_lines>(placed_filters(wavelet, nt), from, to);
-    const bool another = nt / 2 >= 4;
-    scatter(to, batch, another ? nt / 2 : 0, nt, a);
-    std::swap(from, to);
+    lines.analyse(nt);
+    const bool was_last = nt / 2 < 4;
+    scatter(lines.now, batch, was_last ? 0 : nt / 2, nt, a);
   }
 }
 
-VELKO_ALWAYS_INLINE void synthesise_batch(r8* a, const line_batch& batch, i4 n, r8x8_mem* from,
-                                          r8x8_mem* to) {
-  gather(a, batch, 0, 4, from);
+/// The way back. The details of a step come from the block just ahead of it, behind the smooth half that the step before
+/// has left.
+VELKO_ALWAYS_INLINE void synthesise_batch(r8* a, const line_batch& batch, i4 n, lines_under_way lines) {
+  gather(a, batch, 0, 4, lines.now);
   i4 nt = 4;
-  for (;; nt *= 2) {
-    synthesise<eight_lines>(placed_filters(wavelet, nt), from, to);
-    std::swap(from, to);
-    if (nt > n / 2) break;
-    gather(a, batch, nt, 2 * nt, from);
+  for (lines.synthesise(nt); nt <= n / 2; lines.synthesise(nt)) {
+    gather(a, batch, nt, 2 * nt, lines.now);
+    nt *= 2;
   }
-  scatter(from, batch, 0, nt, a);
+  scatter(lines.now, batch, 0, nt, a);
 }
 
 VELKO_ALWAYS_INLINE void transform_lines(std::span<r8> block, i4 n, i8 nprev, bool forward, line_work work) {
-  auto* line_buf = reinterpret_cast<r8x8_mem*>(work.line_buf);
-  auto* step_acc = reinterpret_cast<r8x8_mem*>(work.step_acc);
+  const lines_under_way buffers{reinterpret_cast<r8x8_mem*>(work.line_buf),
+                                reinterpret_cast<r8x8_mem*>(work.step_acc)};
   const i8 lines = static_cast<i8>(block.size()) / n;
   for (i8 line = 0; line < lines; line += lines_at_once) {
     const line_batch batch = batch_at(line, lines, n, nprev);
     if (forward)
-      analyse_batch(block.data(), batch, n, line_buf, step_acc);
+      analyse_batch(block.data(), batch, n, buffers);
     else
-      synthesise_batch(block.data(), batch, n, line_buf, step_acc);
+      synthesise_batch(block.data(), batch, n, buffers);
   }
 }
 
