@@ -15,6 +15,7 @@
 #include "store/cell_geometry.h"
 #include "store/record_reader.h"
 #include "text/number_layout.h"
+#include "wavelet/wtn_mod.h"
 
 namespace velko {
 
@@ -149,6 +150,9 @@ class scanner {
     auto& f = found_;
     if (!begin("record 4 (filter)") || !take(f.nfilter) || !take(f.wfilter, at_least_0(f.nfilter)) || !end())
       return false;
+    if (f.nfilter > longest_unfolded)
+      fault("nfilter is {}: a filter of more than {} coefficients is no wavelet's, and takes long", f.nfilter,
+            longest_unfolded);
     check_values("wfilter", f.wfilter, "not finite", [](r8 v) { return std::isfinite(v); });
     return true;
   }

@@ -6,7 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "arrays/memory_limit.h"
 #include "builder/provenance.h"
+#include "builder/run_memory.h"
 #include "builder/sensitivity_scan.h"
 #include "files/data_file.h"
 #include "store/state.h"
@@ -27,7 +29,9 @@ constexpr auto what_is_checked =
     "are finite; that nothing follows the last record but what velkmtx puts there: its provenance, with a\n"
     "checksum of every record. Where it is, one wrong bit anywhere is found.\n\n"
     "With a location file it also tells whether the file was made for these stations. Positions count as\n"
-    "the same up to their tenth digit, the field and directions up to 0.01.";
+    "the same up to their tenth digit, the field and directions up to 0.01.\n\n"
+    "The last line tells how much memory a run of velkrund takes for the file, beside a compressed G, which\n"
+    "it reads where the file lies.";
 
 void add_to(std::vector<std::string>& lines, const std::string& name, const std::vector<std::string>& more) {
   for (const std::string& line : more) lines.push_back(name + ": " + line);
@@ -52,6 +56,13 @@ std::string praise(const sensitivity_contents& contents, const std::string& loca
              : "no faults, every byte is as it was written, and it belongs to " + location_file;
 }
 
+/// What a run takes, and whether this process could have it.
+std::string memory_text(const sensitivity_contents& contents) {
+  const r8 needed = bytes_of_a_run(contents), limit = static_cast<r8>(memory_limit());
+  const std::string text = "a run takes " + size_text(needed) + " of memory";
+  return needed > limit ? text + "; this process can have " + size_text(limit) : text;
+}
+
 int check_contents(const std::string& name, const std::string& location_file) {
   const sensitivity_contents contents = scan_sensitivity_file(name);
   std::vector<std::string> faults;
@@ -60,6 +71,7 @@ int check_contents(const std::string& name, const std::string& location_file) {
   if (!location_file.empty()) add_to(faults, location_file, differences_to(location_file, contents));
   for (const std::string& fault : faults) print(fault);
   if (faults.empty()) print(name + ": " + praise(contents, location_file));
+  if (contents.complete) print(name + ": " + memory_text(contents));
   return faults.empty() ? 0 : 1;
 }
 

@@ -6,6 +6,7 @@
 
 #include "wavelet/line_transform.h"
 #include "wavelet/pyramid_step.h"
+#include "wavelet/transform_memory.h"
 
 namespace velko {
 namespace {
@@ -30,10 +31,11 @@ void prepare_panel(i8 elements) {
   if (work.panel.size() < elements) work.panel = owned_array1<r8>(uninitialised, elements);
 }
 
-/// Lines go in batches unless a batch would outgrow the cube: one long line must not cost the memory of eight.
-bool goes_in_batches(i4 n) {
+/// Lines of a cube of ntot elements go in batches unless a batch would outgrow it: one long line must not cost the memory of
+/// eight.
+bool goes_in_batches(i4 n, i8 ntot) {
   constexpr i8 small = 1 << 16;
-  return lines_at_once * n <= std::max(work.ntot, small);
+  return lines_at_once * n <= std::max(ntot, small);
 }
 
 /// The pyramid of the line that stands in line_buf.
@@ -64,9 +66,9 @@ void transform_one_by_one(std::span<r8> block, i4 n, i8 nprev, bool forward) {
 // 30 along such a dimension; 16 lines gained less, 128 no more.
 constexpr i8 lines_of_panel = 64;
 
-bool goes_in_panels(i4 n, i8 nprev) {
+bool goes_in_panels(i4 n, i8 nprev, i8 ntot) {
   constexpr i8 of_a_page = 4096 / sizeof(r8), of_second_cache = (i8{512} << 10) / sizeof(r8);
-  return goes_in_batches(n) && nprev >= of_a_page && nprev % lines_of_panel == 0 &&
+  return goes_in_batches(n, ntot) && nprev >= of_a_page && nprev % lines_of_panel == 0 &&
          n * nprev > of_second_cache;
 }
 
@@ -81,15 +83,34 @@ void transform_in_panels(std::span<r8> block, i4 n, i8 nprev, bool forward, line
   }
 }
 
-/// Room for the lines of every dimension, each in the way that it goes.
-void prepare_work(std::array<i4, 3> nn) {
-  work.ntot = i8{nn[0]} * nn[1] * nn[2];
+/// Elements of the work arrays.
+struct work_sizes {
+  i8 lines = 0;  // of line_buf and of step_acc
+  i8 panel = 0;
+};
+
+i8 elements_of(std::array<i4, 3> nn) {
+  return i8{nn[0]} * nn[1] * nn[2];
+}
+
+/// For the lines of every dimension, each in the way that it goes.
+work_sizes work_for(std::array<i4, 3> nn) {
+  const i8 ntot = elements_of(nn);
+  work_sizes sizes;
   i8 nprev = 1;
   for (i4 n : nn) {
-    prepare_work(goes_in_batches(n) ? lines_at_once * n : n);
-    if (goes_in_panels(n, nprev)) prepare_panel(lines_of_panel * n);
+    sizes.lines = std::max(sizes.lines, goes_in_batches(n, ntot) ? lines_at_once * n : n);
+    if (goes_in_panels(n, nprev, ntot)) sizes.panel = std::max(sizes.panel, lines_of_panel * n);
     nprev *= n;
   }
+  return sizes;
+}
+
+void prepare_work(std::array<i4, 3> nn) {
+  work.ntot = elements_of(nn);
+  const work_sizes sizes = work_for(nn);
+  prepare_work(sizes.lines);
+  prepare_panel(sizes.panel);
 }
 
 /// The filter folded to lines of 4, 8, 16, ... elements, shorter than itself.
@@ -133,6 +154,12 @@ void PWT(std::span<r8> a, i4 n, bool forward) {
   std::copy_n(step_acc, n, a.data());
 }
 
+i8 bytes_of_transform(std::array<i4, 3> nn) {
+  if (std::ranges::min(nn) < 1) return 0;
+  const work_sizes sizes = work_for(nn);
+  return (2 * sizes.lines + sizes.panel) * i8{sizeof(r8)};
+}
+
 void WTN_for(instruction_set set, std::span<r8> a, std::array<i4, 3> nn, i4 isign) {
   if (std::ranges::min(nn) < 1) return;
   prepare_work(nn);
@@ -141,9 +168,9 @@ void WTN_for(instruction_set set, std::span<r8> a, std::array<i4, 3> nn, i4 isig
   const line_transform transform = line_transform_for(set);
   const auto along = [&](std::span<r8> block, i4 n, i8 nprev) {
     if (n <= 4) return;
-    if (goes_in_panels(n, nprev))
+    if (goes_in_panels(n, nprev, work.ntot))
       transform_in_panels(block, n, nprev, isign >= 0, transform);
-    else if (goes_in_batches(n))
+    else if (goes_in_batches(n, work.ntot))
       transform(block, n, nprev, isign >= 0, {work.line_buf.data(), work.step_acc.data()});
     else
       transform_one_by_one(block, n, nprev, isign >= 0);

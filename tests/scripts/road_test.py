@@ -44,7 +44,8 @@ class Road(InAFolder):
                  "compressed": ["--tolerance", "1e-2"], "both": ["--tolerance", "1e-2", "--weights", "depth"]}
         for form, options in forms.items():
             self.run_command(VELKMTX, "make", "mesh", "topo", "loc", f"{form}.mtx", "--quiet", *options)
-            self.assertEqual(self.run_command(VELKMTX, "check", f"{form}.mtx"), f"{form}.mtx: no faults, and every byte is as it was written\n")
+            self.assertIn(f"{form}.mtx: no faults, and every byte is as it was written\n",
+                          self.run_command(VELKMTX, "check", f"{form}.mtx"))
             self.predict(f"{form}.mtx", "sus", f"{form}.vlk")
             limit = "1e-6" if "--dense" in options else "0.03"
             self.run_command("/usr/bin/python3", "-B", EXAMPLES / "direct_field.py", f"{form}.mtx", "sus", f"{form}.vlk", 9, limit)
