@@ -28,14 +28,14 @@ r8 bytes_of_data(const sensitivity_contents& c) {
 }
 
 /// No run transforms a cube beyond 32 bits.
-r8 bytes_of_transform(const cube_size& cube) {
-  if (!product_fits(cube.y, cube.x, cube.z)) return 0;
-  return static_cast<r8>(bytes_of_transform({cube.z, cube.x, cube.y}));
+r8 bytes_of_work(const cube_size& cube) {
+  const bool runs = product_fits(cube.y, cube.x, cube.z);
+  return runs ? static_cast<r8>(bytes_of_transform({cube.z, cube.x, cube.y})) : 0;
 }
 
 r8 bytes_of_compressed_product(const sensitivity_contents& c) {
   const r8 filters = 3 * bytes<r8>(c.nfilter), rows = bytes<sparse_row>(c.ndata_mtx);
-  return filters + rows + bytes<r8>(product(c.cube.y, c.cube.x) * c.cube.z) + bytes_of_transform(c.cube);
+  return filters + rows + bytes<r8>(product(c.cube.y, c.cube.x) * c.cube.z) + bytes_of_work(c.cube);
 }
 
 }  // namespace

@@ -41,26 +41,24 @@ bool record_reader::open(std::string_view file_name, i8 begin) {
   at_first_ = state_of(file_);
   if (file_ < 0 || (begin != 0 && lseek(file_, begin, SEEK_SET) != begin)) return false;
   buffer_ = std::make_unique_for_overwrite<std::byte[]>(static_cast<std::size_t>(buffer_bytes));
-  next_ = end_ = buffer_.get();
   ok_ = true;
   return true;
 }
 
 void record_reader::read_in_place(mapped_file& file) {
-  const i8 position = i8{lseek(file_, 0, SEEK_CUR)} - (end_ - next_);
+  const i8 position = i8{lseek(file_, 0, SEEK_CUR)} - std::ssize(ahead_);
   if (!ok_ || position < 0 || !file.map(file_)) return;
   const auto size = static_cast<i8>(file.bytes().size());
-  next_ = file.bytes().data() + std::min(position, size);
-  end_ = file.bytes().data() + size;
-  in_place_ = true;
+  ahead_ = file.bytes().subspan(static_cast<std::size_t>(std::min(position, size)));
+  ahead_is_mapped_ = true;
   lseek(file_, size, SEEK_SET);
 }
 
 std::byte* record_reader::take_in_place(i8 count) {
-  const bool in_one_piece = ok_ && in_place_ && count <= left_ && count <= end_ - next_;
-  if (!in_one_piece || reinterpret_cast<std::uintptr_t>(next_) % alignof(i4) != 0) return nullptr;
+  const bool in_one_piece = ok_ && ahead_is_mapped_ && count <= left_ && count <= std::ssize(ahead_);
+  if (!in_one_piece || reinterpret_cast<std::uintptr_t>(ahead_.data()) % alignof(i4) != 0) return nullptr;
   left_ -= count;
-  return std::exchange(next_, next_ + count);
+  return take_ahead(count).data();
 }
 
 bool record_reader::begin_record() {
@@ -120,21 +118,25 @@ bool record_reader::fetch_word(i8& length, bool& negative) {
   return true;
 }
 
+std::span<std::byte> record_reader::take_ahead(i8 count) {
+  const auto taken = ahead_.first(static_cast<std::size_t>(count));
+  ahead_ = ahead_.subspan(taken.size());
+  return taken;
+}
+
 /// The next bytes of the file, length words and payload alike.
 bool record_reader::fetch(std::byte* target, i8 count) {
-  const i8 ready = ok_ ? std::min<i8>(count, end_ - next_) : 0;
-  target = std::copy_n(next_, ready, target);
-  next_ += ready;
-  count -= ready;
+  const auto ready = take_ahead(ok_ ? std::min<i8>(count, std::ssize(ahead_)) : 0);
+  target = std::copy(ready.begin(), ready.end(), target);
+  count -= std::ssize(ready);
   while (ok_ && count > 0) {
     const i8 got = read_once(file_, {target, static_cast<std::size_t>(count)}, {buffer_.get(), buffer_bytes});
     ok_ = got > 0;
     const i8 taken = std::clamp<i8>(got, 0, count);
     target += taken;
     count -= taken;
-    in_place_ = false;
-    next_ = buffer_.get();
-    end_ = next_ + std::max<i8>(0, got - taken);
+    ahead_ = {buffer_.get(), static_cast<std::size_t>(std::max<i8>(0, got - taken))};
+    ahead_is_mapped_ = false;
   }
   return ok_;
 }

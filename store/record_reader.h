@@ -72,6 +72,7 @@ class record_reader {
   bool next_segment() { return end_segment() && begin_segment(); }
   bool read_bytes(std::byte* target, i8 count);
   bool fetch(std::byte* target, i8 count);
+  std::span<std::byte> take_ahead(i8 count);
   bool fetch_word(i8& length, bool& negative);
 
   int file_ = -1;
@@ -81,14 +82,16 @@ class record_reader {
   i8 left_ = 0;           // of it, not yet taken
   bool more_segments_ = false;
 
-  bool in_place_ = false;  // next_ and end_ stand in a mapped file
-
   // Short reads are served from here; long ones go straight to their target, and what the same system call brings
   // of the bytes behind them lands here.
   static constexpr i8 buffer_bytes = i8{64} << 10;
   std::unique_ptr<std::byte[]> buffer_;
-  std::byte* next_ = nullptr;
-  std::byte* end_ = nullptr;
+
+  // The bytes of the file behind those that were taken, as far as they are at hand. From read_in_place on they are all the
+  // rest of the file, in the mapped file; before, and where the file has grown beyond its map, what the last system call
+  // brought, in the buffer. The system's own position in the file is behind them.
+  std::span<std::byte> ahead_;
+  bool ahead_is_mapped_ = false;
 };
 
 }  // namespace velko

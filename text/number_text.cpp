@@ -155,11 +155,11 @@ std::uint64_t lanes_of(const char* first) {
   return lanes ^ 0x3030303030303030;  // '0' in each
 }
 
-/// The high bit of each lane that is 10 or more. Without its own high bit a lane is at most 0x7f, so that the sum stays in
-/// its lane.
+/// The high bit of each lane that is 10 or more, up to the first lane that is neither a digit nor a point, and that one's.
+/// The sum carries out of a lane from 0x8a on, which is neither of them: only lanes behind it can be wrong.
 std::uint64_t lanes_of_no_digit(std::uint64_t lanes) {
   constexpr std::uint64_t ones = 0x0101010101010101, high_bits = 0x80 * ones;
-  return (((lanes & ~high_bits) + (0x80 - 10) * ones) | lanes) & high_bits;
+  return ((lanes + (0x80 - 10) * ones) | lanes) & high_bits;
 }
 
 /// A number of up to eight characters with a point, of which eight can be read: without a branch on where the point stands
@@ -168,7 +168,7 @@ std::uint64_t lanes_of_no_digit(std::uint64_t lanes) {
 mantissa eight_characters(const char* first) {
   constexpr std::uint64_t point = '.' ^ '0';
   const std::uint64_t lanes = lanes_of(first), no_digits = lanes_of_no_digit(lanes);
-  // The first character that is no digit has to be the point; the second is the first behind the number, or none is.
+  // The first character that is no digit has to be the point; the second ends the number, and nothing behind it counts.
   const std::uint64_t behind_point = no_digits & (no_digits - 1);
   const int bits_in_front = std::countr_zero(no_digits) - 7, length = std::countr_zero(behind_point) / 8;
   if (no_digits == 0 || (lanes >> bits_in_front & 0xff) != point || length < 2) return {};

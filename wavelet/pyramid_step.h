@@ -36,7 +36,7 @@ struct placed_filters {
         // that it may wrap.
         first(length * n + static_cast<u4>(w.filter_off) + 2),
         mask_is_modulo((n & mask) == 0) {
-    if (w.lo_folded.size() > 0 && mask_is_modulo && 4 <= n && n < length) take_folded(w);
+    if (length > longest_unfolded && n < length && mask_is_modulo && n >= 4) take_folded(w);
   }
 
   /// Coefficient k of the folded filters is the sum of all that fall where coefficient k does.
