@@ -19,13 +19,13 @@ r8 surface_elevation(const mesh_state& m, i4 i, i4 j) {
   return m.ztop - m.znode(m.itop(i, j) + 1);
 }
 
-/// Calls action(depth of the centre below the surface of the column) for every cell, in surface order.
+/// Calls action(depth of the centre below the surface of the column, volume) for every cell, in surface order.
 template <class body>
-void for_depths(const mesh_state& m, const body& action) {
+void for_cells(const mesh_state& m, const body& action) {
   for (i4 i = 1; i <= m.ny; ++i)
     for (i4 j = 1; j <= m.nx; ++j)
       for (i4 k = m.itop(i, j) + 1; k <= m.nz; ++k)
-        action(0.5 * (m.znode(k) + m.znode(k + 1)) - m.znode(m.itop(i, j) + 1));
+        action(0.5 * (m.znode(k) + m.znode(k + 1)) - m.znode(m.itop(i, j) + 1), m.dx(j) * m.dy(i) * m.dz(k));
 }
 
 }  // namespace
@@ -40,21 +40,33 @@ r8 mean_height(const mesh_state& m, const survey_state& s) {
   return sum / s.ndata;
 }
 
+bool is_padded(const mesh_state& m) {
+  constexpr r8 rounding = 1e-3;
+  const auto differ = [](std::span<const r8> widths) {
+    const auto [least, largest] = std::ranges::minmax_element(widths);
+    return *largest > *least * (1.0 + rounding);
+  };
+  return differ(m.dx.elements()) || differ(m.dy.elements()) || differ(m.dz.elements());
+}
+
 owned_array1<r8> cell_weights(const mesh_state& m, const survey_state& s, const weighting& w) {
   i8 ncol = 0;
-  r8 least = std::numeric_limits<r8>::max();  // depth of a centre: half the height of a topmost cell
-  for_depths(m, [&](r8 depth) {
+  r8 shallowest = std::numeric_limits<r8>::max();  // centre: half the height of a topmost cell
+  r8 smallest = std::numeric_limits<r8>::max();
+  for_cells(m, [&](r8 depth, r8 volume) {
     ++ncol;
-    least = std::min(least, depth);
+    shallowest = std::min(shallowest, depth);
+    smallest = std::min(smallest, volume);
   });
   owned_array1<r8> wtz(uninitialised, ncol);
-  const r8 z0 = w.z0.value_or(std::max(least, mean_height(m, s)));
+  const r8 z0 = w.z0.value_or(std::max(shallowest, mean_height(m, s)));
   r8* next = wtz.begin();
-  for_depths(m, [&](r8 depth) {
+  for_cells(m, [&](r8 depth, r8 volume) {
+    r8 weight = 1.0;
+    if (w.by_depth()) weight *= std::pow((depth + z0) / (shallowest + z0), -0.5 * w.beta);
+    if (w.by_volume()) weight *= std::sqrt(volume / smallest);
     // A float: more digits serve nothing, and those of pow are not the same on every machine.
-    *next++ = w.kind == weighting::none
-                  ? 1.0
-                  : static_cast<r4>(std::pow((depth + z0) / (least + z0), -0.5 * w.beta));
+    *next++ = static_cast<r4>(weight);
   });
   return wtz;
 }

@@ -44,7 +44,8 @@ struct provenance {
   survey_state stations;                // of these rows
   std::vector<i8> begin{0};             // of each stretch; the last, of the provenance
   std::vector<std::uint64_t> checksum;  // of each stretch
-  std::vector<r8> loss;                 // 2-norm of each row's difference to the row as computed, relative
+  std::vector<r8> loss;                 // 1-norm of each row's difference to the row as computed, the weights
+                                        // taken out: nT for a susceptibility of 1
 
   bool is_part() const { return rows.count() != origin.ndata; }
   /// The n-th row of this file, from 1.

@@ -1,53 +1,77 @@
 /// Row maker: one datum's row of G from the survey to the bytes of the file.
 ///
+/// What     a row is computed, divided by the weights, encoded, and brought back from its bytes, which tells what it
+///          lost. With a tolerance it may lose so much of its norm; with an accuracy, so much in the 1-norm of its loss
+///          in the model's own units: then the tolerance is made finer until it does
+/// Bound    a predicted datum is off by at most loss().one_norm times the largest value of the model (inequality of
+///          Hoelder)
 /// Shapes   row(ncol), surface order
-/// Errors   value_too_large
-/// Threads  an object holds work arrays and belongs to one thread; mesh, survey, form and weights and trial
-///          model are shared
+/// Errors   value_too_large; accuracy_out_of_reach
+/// Threads  an object holds work arrays and belongs to one thread; mesh, survey, form, weights and trial
+///          models are shared
 #pragma once
 
-#include <cmath>
+#include <array>
 #include <optional>
 #include <span>
+#include <stdexcept>
 #include <vector>
 
 #include "builder/row_compression.h"
 #include "builder/sensitivity_builder.h"
 #include "builder/sensitivity_writer.h"
+#include "builder/trial_models.h"
 #include "responses/survey_response.h"
 
 namespace velko {
 
+/// What the file's 32-bit floats lose is more than a row may.
+struct accuracy_out_of_reach : std::range_error {
+  accuracy_out_of_reach() : std::range_error("no row of 32-bit floats is as accurate as is asked for") {}
+};
+
 class row_maker {
  public:
-  row_maker(const mesh_state& m, const survey_state& s, const matrix_form& form, std::span<const r8> wtz,
-            std::span<const r8> trial);
+  row_maker(const mesh_state& m, const survey_state& s, const matrix_form& form, std::span<const r8> wtz);
 
   void make(i4 datum);
 
+  /// What the data of the trial models are, and what they lose by the row made last.
+  void try_models(const trial_models& trials);
+
   // Of the row made last: its record; how many values that holds; the row that they stand for; the squares of the
-  // 2-norms of the row as computed and of what it lost; the datum of the trial model as computed, and what that lost.
+  // 2-norms of the row as computed and of what it lost; the 1-norm of the loss in nT for a susceptibility of 1, the
+  // weights taken out.
   const row_payload& payload() const { return payload_; }
   i4 stored() const { return stored_; }
-  std::span<const r8> row() const { return row_; }
+  std::span<const r8> row() const { return restored_; }
   r8 norm2() const { return norm2_; }
-  r8 loss2() const { return loss2_; }
-  /// The 2-norm of what the row lost, relative.
-  r8 loss() const { return norm2_ > 0.0 ? std::sqrt(loss2_ / norm2_) : 0.0; }
-  r8 trial_datum() const { return trial_datum_; }
-  r8 trial_loss() const { return trial_loss_; }
+  const row_loss& loss() const { return loss_; }
+
+  // Of the row that was tried last: the data of the models as computed, and what those lost.
+  const std::array<r8, trial_models::count>& trial_data() const { return trial_data_; }
+  const std::array<r8, trial_models::count>& trial_losses() const { return trial_losses_; }
 
  private:
-  void encode_compressed();
+  void compute(i4 datum);
+  void encode();
+  void encode_compressed(r8 tolerance);
+  void encode_within_accuracy();
   void encode_dense();
+  void take_column(std::span<const r8> restored, std::size_t place);
 
-  std::span<const r8> wtz_, trial_;
+  const mesh_state& mesh_;
+  const matrix_form& form_;
+  std::span<const r8> wtz_;
+  bool weights_differ_;
   survey_response response_;
   std::optional<row_compressor> compressor_;  // empty in the dense form
-  std::vector<r8> row_;
+  std::vector<r8> computed_, restored_;       // row over weights
   row_payload payload_;
   i4 stored_ = 0;
-  r8 norm2_ = 0, loss2_ = 0, trial_datum_ = 0, trial_loss_ = 0;
+  r8 norm2_ = 0;
+  row_loss loss_;
+  std::array<r8, trial_models::count> trial_data_{}, trial_losses_{};
 };
 
 }  // namespace velko

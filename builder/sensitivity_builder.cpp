@@ -6,15 +6,18 @@
 #include <chrono>
 #include <cmath>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "builder/daubechies.h"
 #include "builder/diagonal.h"
 #include "builder/program_version.h"
 #include "builder/record_writer.h"
 #include "builder/row_maker.h"
+#include "builder/row_verification.h"
 #include "builder/rows_in_order.h"
 #include "builder/sensitivity_writer.h"
-#include "builder/trial_model.h"
+#include "builder/trial_models.h"
 #include "reports/program_stop.h"
 #include "threads/team.h"
 #include "wavelet/wtn_mod.h"
@@ -23,16 +26,42 @@ namespace velko {
 
 namespace {
 
+/// Data spread over some rows of the survey, as evenly as may be.
+class data_sample {
+ public:
+  data_sample(i4 count, const row_range& rows) {
+    count = std::min(count, rows.count());
+    for (i4 n = 0; n < count; ++n)
+      data_.push_back(rows.first + static_cast<i4>((2 * i8{n} + 1) * rows.count() / (2 * i8{count})));
+  }
+
+  i4 count() const { return static_cast<i4>(data_.size()); }
+  i4 datum(i4 n) const { return data_[static_cast<std::size_t>(n)]; }
+  bool holds(i4 datum) const { return std::ranges::binary_search(data_, datum); }
+
+ private:
+  std::vector<i4> data_;  // ascending
+};
+
+constexpr i4 rows_to_try = 24;
+
 /// What is told of the rows, gathered in their order.
 class row_account {
  public:
   void add(const row_maker& row) {
     stored_.push_back(row.stored());
+    largest_one_norm_ = std::max(largest_one_norm_, row.loss().one_norm);
     norm2_ += row.norm2();
-    loss2_ += row.loss2();
-    trial2_ += row.trial_datum() * row.trial_datum();
-    trial_loss2_ += row.trial_loss() * row.trial_loss();
-    largest_loss_ = std::max(largest_loss_, row.loss());
+    loss2_ += row.loss().energy;
+    if (row.norm2() > 0.0)
+      largest_loss_ = std::max(largest_loss_, std::sqrt(row.loss().energy / row.norm2()));
+  }
+  void add_trials(const row_maker& row) {
+    ++tried_;
+    for (std::size_t model = 0; model < trial_models::count; ++model) {
+      data2_[model] += row.trial_data()[model] * row.trial_data()[model];
+      data_loss2_[model] += row.trial_losses()[model] * row.trial_losses()[model];
+    }
   }
 
   row_statistics statistics() {
@@ -45,21 +74,43 @@ class row_account {
     for (const i4 n : stored_) all.stored += n;
     if (norm2_ > 0.0) all.loss = std::sqrt(loss2_ / norm2_);
     all.largest_loss = largest_loss_;
-    if (trial2_ > 0.0) all.deep_loss = std::sqrt(trial_loss2_ / trial2_);
+    all.largest_one_norm = largest_one_norm_;
+    add_trials_to(all);
     return all;
   }
 
  private:
+  void add_trials_to(row_statistics& all) const {
+    all.tried = tried_;
+    for (std::size_t model = 0; model < trial_models::count; ++model) {
+      if (!(data2_[model] > 0.0)) continue;
+      const r8 error = std::sqrt(data_loss2_[model] / data2_[model]);
+      all.trials.push_back({trial_models::names[model], error});
+      all.worst_trial = std::max(all.worst_trial, error);
+    }
+  }
+
   std::vector<i4> stored_;
-  r8 norm2_ = 0, loss2_ = 0, largest_loss_ = 0, trial2_ = 0, trial_loss2_ = 0;
+  r8 norm2_ = 0, loss2_ = 0, largest_loss_ = 0, largest_one_norm_ = 0;
+  i4 tried_ = 0;
+  std::array<r8, trial_models::count> data2_{}, data_loss2_{};
 };
 
 void make_row(row_maker& maker, i4 datum) {
   try {
     maker.make(datum);
-  } catch (const value_too_large& failure) {
+  } catch (const std::range_error& failure) {
     stop_program(fmt::format("datum {}: {}", datum, failure.what()));
   }
+}
+
+/// Makers for so many threads, or for as many as there are rows.
+std::vector<std::unique_ptr<row_maker>> makers_for(i4 rows, const mesh_state& m, const survey_state& s,
+                                                   const matrix_form& form, std::span<const r8> wtz) {
+  std::vector<std::unique_ptr<row_maker>> makers;
+  for (int thread = 0; thread < std::min(team_size(), rows); ++thread)
+    makers.push_back(std::make_unique<row_maker>(m, s, form, wtz));
+  return makers;
 }
 
 void write_end(record_writer& out, provenance& made, diagonal& gdiag) {
@@ -88,9 +139,9 @@ i8 memory_for(const mesh_state& m, const matrix_form& form, i4 stored, int threa
   const cube_size cube = cube_around(m.ny, m.nx, m.nz);
   const i8 ncol = columns_of(m), ncube = i8{cube.z} * cube.x * cube.y;
   const i8 planes = i8{2} * (m.nx + 1) * (m.nz + 8) * 2;  // distances and faces on two planes of nodes
-  const i8 elements = ncol + planes + (form.compressed() ? ncube + ncube / 2 : 0);
+  const i8 elements = 2 * ncol + planes + (form.compressed() ? ncube + ncube / 2 : 0);
   const i8 record = i8{stored} * (form.compressed() ? 8 : 4);
-  return threads * (8 * elements + record) + 4 * 8 * ncol;
+  return threads * (8 * elements + record) + 3 * 8 * ncol;
 }
 
 std::string settings_of(const matrix_form& form) {
@@ -99,17 +150,20 @@ std::string settings_of(const matrix_form& form) {
     lines += fmt::format("wavelet {}\ntolerance {}\n", wavelet_name(form.wfilter), form.tolerance);
   else
     lines += "dense\n";
-  if (form.weights.kind == weighting::none) return lines + "weights none\n";
-  lines += fmt::format("weights depth\nbeta {}\n", form.weights.beta);
+  if (form.accuracy) lines += fmt::format("accuracy {}\n", *form.accuracy);
+  lines += fmt::format("weights {}\n", weighting_names[static_cast<std::size_t>(form.weights.kind)]);
+  if (!form.weights.by_depth()) return lines;
+  lines += fmt::format("beta {}\n", form.weights.beta);
   return form.weights.z0 ? lines + fmt::format("z0 {}\n", *form.weights.z0) : lines;
 }
 
 row_statistics write_sensitivity(output_file& file, const mesh_state& m, const survey_state& s,
                                  const matrix_form& form, const row_range& rows,
-                                 const std::function<void(i4)>& row_is_written) {
+                                 const std::function<void(i4)>& row_is_written, i4 rows_to_verify) {
   set_filter(form);
   const owned_array1<r8> wtz = cell_weights(m, s, form.weights);
-  const owned_array1<r8> trial = trial_model(m, wtz.elements());
+  const trial_models trials(m, s);
+  const data_sample tried(rows_to_try, rows), verified(rows_to_verify, rows);
   record_writer out(file);
   provenance made;
   made.origin = origin_of(settings_of(form), m, s, form.weights.kind, wtz.elements());
@@ -119,44 +173,131 @@ row_statistics write_sensitivity(output_file& file, const mesh_state& m, const s
                  wtz.elements());
   made.end_stretch(out);
 
-  std::vector<std::unique_ptr<row_maker>> makers;  // one for each thread
-  for (int thread = 0; thread < std::min(team_size(), rows.count()); ++thread)
-    makers.push_back(std::make_unique<row_maker>(m, s, form, wtz.elements(), trial.elements()));
+  const auto makers = makers_for(rows.count(), m, s, form, wtz.elements());
   const auto maker_of = [&](int thread) -> row_maker& { return *makers[static_cast<std::size_t>(thread)]; };
   row_account account;
   diagonal gdiag(wtz.size(), rows, made.is_part());
-  const auto make = [&](i4 row, int thread) { make_row(maker_of(thread), rows.first + row); };
+  std::vector<row_payload> records_to_verify;
+  const auto make = [&](i4 row, int thread) {
+    make_row(maker_of(thread), rows.first + row);
+    if (tried.holds(rows.first + row)) maker_of(thread).try_models(trials);
+  };
   const auto pass = [&](i4 stage, i4 row, int thread) {
     const row_maker& row_made = maker_of(thread);
-    if (stage > 0) return gdiag.add(rows.first + row, row_made.row(), stage - 1);
+    const i4 datum = rows.first + row;
+    if (stage > 0) return gdiag.add(datum, row_made.row(), stage - 1);
     write_row(out, row_made.payload());
     made.end_stretch(out);
-    made.loss.push_back(row_made.loss());
+    made.loss.push_back(row_made.loss().one_norm);
     account.add(row_made);
+    if (tried.holds(datum)) account.add_trials(row_made);
+    if (verified.holds(datum)) records_to_verify.push_back(row_made.payload());
     row_is_written(row + 1);
   };
   rows_in_order(rows.count(), static_cast<int>(makers.size()), 1 + gdiag.pieces(), make, pass);
   write_end(out, made, gdiag);
-  return account.statistics();
+
+  row_statistics all = account.statistics();
+  row_verifier verifier(m, s, form, wtz.elements());
+  for (i4 n = 0; n < verified.count(); ++n) {
+    const i4 datum = verified.datum(n);
+    verifier.verify(datum, records_to_verify[static_cast<std::size_t>(n)],
+                    made.loss[static_cast<std::size_t>(datum - rows.first)]);
+  }
+  all.verified = verifier.result();
+  return all;
 }
 
 row_sample sample_rows(const mesh_state& m, const survey_state& s, const matrix_form& form, i4 count) {
   set_filter(form);
   const owned_array1<r8> wtz = cell_weights(m, s, form.weights);
-  const owned_array1<r8> trial = trial_model(m, wtz.elements());
-  row_maker maker(m, s, form, wtz.elements(), trial.elements());
+  const trial_models trials(m, s);
+  row_maker maker(m, s, form, wtz.elements());
   row_account account;
-  row_sample sample;
-  sample.count = std::min(count, s.ndata);
-  const auto start = std::chrono::steady_clock::now();
-  for (i4 n = 0; n < sample.count; ++n) {
-    make_row(maker, 1 + static_cast<i4>((2 * i8{n} + 1) * s.ndata / (2 * i8{sample.count})));
+  const data_sample data(count, {1, s.ndata});
+  r8 seconds = 0.0;
+  for (i4 n = 0; n < data.count(); ++n) {
+    const i4 datum = data.datum(n);
+    const auto start = std::chrono::steady_clock::now();
+    make_row(maker, datum);
+    seconds += std::chrono::duration<r8>(std::chrono::steady_clock::now() - start).count();
+    maker.try_models(trials);
     account.add(maker);
+    account.add_trials(maker);
   }
-  const std::chrono::duration<r8> taken = std::chrono::steady_clock::now() - start;
-  sample.seconds = taken.count() / sample.count;
-  sample.rows = account.statistics();
-  return sample;
+  return {.rows = account.statistics(), .count = data.count(), .seconds = seconds / data.count()};
+}
+
+namespace {
+
+/// Two digits, as people write it, and not above.
+r8 rounded_down(r8 tolerance) {
+  const r8 nearest = std::stod(fmt::format("{:.1e}", tolerance));
+  return nearest <= tolerance ? nearest : std::stod(fmt::format("{:.1e}", tolerance * 0.95));
+}
+
+/// Rows made with each tolerance that is asked for.
+class tolerance_search {
+ public:
+  tolerance_search(const mesh_state& m, const survey_state& s, const matrix_form& form, r8 trial_error)
+      : form_(form),
+        wtz_(cell_weights(m, s, form.weights)),
+        trials_(m, s),
+        data_(form.accuracy ? 4 : rows_to_try, {1, s.ndata}),
+        trial_error_(trial_error) {
+    accuracy_ = std::exchange(form_.accuracy, std::nullopt);
+    makers_ = makers_for(data_.count(), m, s, form_, wtz_.elements());
+  }
+
+  /// By what factor the goal is missed: 1 where it is just met.
+  r8 miss(r8 tolerance) {
+    form_.tolerance = tolerance;
+    row_account account;
+    const auto make = [&](i4 n, int thread) {
+      row_maker& maker = *makers_[static_cast<std::size_t>(thread)];
+      make_row(maker, data_.datum(n));
+      if (!accuracy_) maker.try_models(trials_);
+    };
+    const auto pass = [&](i4, i4, int thread) {
+      const row_maker& made = *makers_[static_cast<std::size_t>(thread)];
+      account.add(made);
+      if (!accuracy_) account.add_trials(made);
+    };
+    rows_in_order(data_.count(), static_cast<int>(makers_.size()), 1, make, pass);
+    const row_statistics all = account.statistics();
+    return accuracy_ ? all.largest_one_norm / *accuracy_ : all.worst_trial / trial_error_;
+  }
+
+ private:
+  matrix_form form_;  // without the accuracy: its makers look at the tolerance alone
+  std::optional<r8> accuracy_;
+  owned_array1<r8> wtz_;
+  trial_models trials_;
+  data_sample data_;
+  r8 trial_error_;
+  std::vector<std::unique_ptr<row_maker>> makers_;
+};
+
+}  // namespace
+
+r8 tolerance_for(const mesh_state& m, const survey_state& s, const matrix_form& form, r8 trial_error) {
+  // Rows that are not tried may do worse.
+  constexpr r8 first = 1e-3, largest = 0.1, aim = 0.7, near_enough = 0.5;
+  constexpr int rounds = 8;
+  set_filter(form);
+  tolerance_search search(m, s, form, trial_error);
+  r8 tolerance = first, found = 0.0;
+  for (int round = 0; round < rounds; ++round) {
+    const r8 miss = search.miss(tolerance);
+    if (miss <= aim) found = std::max(found, tolerance);
+    if (miss <= aim && (miss >= near_enough || tolerance == largest)) break;
+    // What is lost is about in proportion to the tolerance, and jumps where a coefficient goes.
+    const r8 factor = miss > 0.0 ? 0.6 / miss : 10.0;
+    const r8 next = rounded_down(std::min(tolerance * std::clamp(factor, 0.05, 10.0), largest));
+    if (next <= found || next == tolerance) break;
+    tolerance = next;
+  }
+  return found;
 }
 
 }  // namespace velko

@@ -5,15 +5,16 @@
 ///          values stand for, rounded to r4 and, in the compressed form, brought back from the wavelet domain. So the
 ///          way back is gone for each row, and shows what the row really lost
 /// Parts    a file may have some rows of the survey alone; join_parts (builder/part_joining.h) makes one file of several
-/// Memory   for each thread a row, a cube of r8 and, for the choice of coefficients, half a cube of i4 (memory_for);
-///          wtz, gdiag twice and a trial model; in a part a vector of their size for each 1024 rows; never G
+/// Memory   for each thread a row twice, a cube of r8 and, for the choice of coefficients, more than half a cube
+///          (memory_for); wtz and gdiag twice; in a part a vector of their size for each 1024 rows; never G
 /// Threads  those of OpenMP; the bytes of the file are the same for every number of them, and on every machine
 /// Errors   std::bad_alloc; those of output_file; the program stop for a value of G beyond 32-bit floats; what
 ///          `row_is_written` throws
 #pragma once
 
 #include <functional>
-#include <string>
+#include <optional>
+#include <string_view>
 #include <vector>
 
 #include "builder/cell_weights.h"
@@ -28,9 +29,33 @@ namespace velko {
 struct matrix_form {
   std::vector<r8> wfilter;  // empty: dense
   r8 tolerance = 0.0;       // relative 2-norm of what a compressed row may lose
+  std::optional<r8> accuracy =
+      std::nullopt;  // 1-norm of what a row may lose in the model's own units; the tolerance is
+                     // then where the search for it begins
   weighting weights;
 
   bool compressed() const { return !wfilter.empty(); }
+};
+
+/// What a row lost. A predicted datum is off by at most one_norm times the largest value of the model.
+struct row_loss {
+  r8 energy = 0;    // square of the 2-norm, of the row over the weights
+  r8 one_norm = 0;  // nT for a susceptibility of 1, the weights taken out
+};
+
+/// What the data of a trial model lost, as a fraction of them, in the 2-norm over the rows that were tried.
+struct trial_error {
+  std::string_view model;
+  r8 error = 0;
+};
+
+/// Rows of a file that was written, spread over the survey, beside exact ones: what they stand for comes from their bytes
+/// through WTN, another way than the one that they were made on.
+struct verification {
+  i4 count = 0;
+  r8 loss = 0;      // 2-norm of the difference, relative: the worst
+  r8 one_norm = 0;  // of the difference, nT for a susceptibility of 1: the worst
+  r8 beyond = 0;    // by what part of itself the loss that was told was exceeded: 0 if none was
 };
 
 /// What became of the rows.
@@ -38,7 +63,11 @@ struct row_statistics {
   i4 least = 0, median = 0, most = 0;  // values stored for a row
   i8 stored = 0;                       // for all
   r8 loss = 0, largest_loss = 0;       // 2-norm of stored minus computed, relative: of all rows; of the worst
-  r8 deep_loss = 0;                    // the same of the data of trial_model
+  r8 largest_one_norm = 0;             // of what a row lost, nT for a susceptibility of 1
+  i4 tried = 0;                        // rows, with trial models
+  std::vector<trial_error> trials;     // of models that have data
+  r8 worst_trial = 0;                  // the largest of their errors
+  verification verified;               // of the rows that were asked for
 };
 
 /// Columns of G: cells below the surface.
@@ -50,11 +79,12 @@ i8 memory_for(const mesh_state& m, const matrix_form& form, i4 stored, int threa
 /// What the provenance tells of the form, a line for each thing. Whatever changes a byte of the rows belongs here.
 std::string settings_of(const matrix_form& form);
 
-/// Mesh, with its itop, and survey have passed check_mesh and check_survey; the rows are some of the survey's, or all.
-/// After each row `row_is_written` is called with the number of rows in the file, by one thread at a time.
+/// Mesh, with its itop, and survey have passed check_mesh and check_survey; the rows are some of the survey's, or all. So
+/// many of them are verified once all are written. After each row `row_is_written` is called with the number of rows in the
+/// file, by one thread at a time.
 row_statistics write_sensitivity(output_file& file, const mesh_state& m, const survey_state& s,
                                  const matrix_form& form, const row_range& rows,
-                                 const std::function<void(i4)>& row_is_written);
+                                 const std::function<void(i4)>& row_is_written, i4 rows_to_verify = 0);
 
 /// The rows of a few data, spread over the survey, made and dropped: what all will be like. `seconds` is the time that
 /// one thread takes for one of them.
@@ -64,5 +94,10 @@ struct row_sample {
   r8 seconds = 0;
 };
 row_sample sample_rows(const mesh_state& m, const survey_state& s, const matrix_form& form, i4 count);
+
+/// The tolerance for which the data of every trial model lose at most so much of themselves, with some to spare; or, where
+/// the form has an accuracy, one that most rows meet it with. It is judged by a few rows, spread over the survey, and
+/// rounded to two digits. 0, for keeping all, where no other does.
+r8 tolerance_for(const mesh_state& m, const survey_state& s, const matrix_form& form, r8 trial_error);
 
 }  // namespace velko

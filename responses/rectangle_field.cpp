@@ -17,7 +17,12 @@ namespace {
 constexpr r8 far_from_diagonal2 = 64.0;
 constexpr int far_terms = 7;
 
-/// Eight rectangles, every one as if it were far.
+/// Very far is six times as far. There the arguments are below 0.002, and three terms are exact.
+constexpr r8 very_far_from_diagonal2 = 36.0 * far_from_diagonal2;
+constexpr int very_far_terms = 3;
+
+/// Eight rectangles, every one as if it were so far that so many terms do.
+template <int terms>
 VELKO_ALWAYS_INLINE void far_field(const rectangle_column& c, const face_weights& weights, i4 k,
                                    r8x8_mem* value) {
   // The result is named, as g++ deduces the type without its alignment.
@@ -33,15 +38,15 @@ VELKO_ALWAYS_INLINE void far_field(const rectangle_column& c, const face_weights
     const r8x8 d1 = (r11 * r12 + (u2 + c.p1 * c.p1 + ww)) * r22 + diagonal * r12 + (across + w2 * w2) * r11;
     const r8x8 d2 = (r11 * r21 + (across + w1 * w1)) * r22 + diagonal * r21 + (u2 + c.p2 * c.p2 + ww) * r11;
     const r8x8 n = c.u * ab;
-    odd_series<far_terms, -1>(n * (d1 + d2) / (d1 * d2 - n * n), half);
+    odd_series<terms, -1>(n * (d1 + d2) / (d1 * d2 - n * n), half);
     sum += weights.normal * half;
   }
   if (weights.across != 0.0) {
-    odd_series<far_terms, 1>(round * (c.p1 + c.p2) / (tt * (ss - b * b)), half);
+    odd_series<terms, 1>(round * (c.p1 + c.p2) / (tt * (ss - b * b)), half);
     sum += weights.across * half;
   }
   if (weights.down != 0.0) {
-    odd_series<far_terms, 1>(round * (w1 + w2) / (ss * (tt - c.width * c.width)), half);
+    odd_series<terms, 1>(round * (w1 + w2) / (ss * (tt - c.width * c.width)), half);
     sum += weights.down * half;
   }
   *value = 2.0 * sum;
@@ -81,10 +86,10 @@ r8 near_field(const rectangle_column& c, const face_weights& weights, i4 k) {
   return sum;
 }
 
-/// The whole column is far when even the point of its plane that is level with the point is.
-bool all_far(const rectangle_column& c) {
+/// The whole column is as far as that when even the point of its plane that is level with the point is.
+bool all_beyond(const rectangle_column& c, r8 times_diagonal2) {
   const r8 p = c.p1 < 0.0 && c.p2 > 0.0 ? 0.0 : std::min(std::abs(c.p1), std::abs(c.p2));
-  return 16.0 * (c.u * c.u + p * p) >= far_from_diagonal2 * (c.width * c.width + c.tallest * c.tallest);
+  return 16.0 * (c.u * c.u + p * p) >= times_diagonal2 * (c.width * c.width + c.tallest * c.tallest);
 }
 
 bool is_near(const rectangle_column& c, i4 k) {
@@ -92,11 +97,19 @@ bool is_near(const rectangle_column& c, i4 k) {
   return sum * sum < far_from_diagonal2 * (c.width * c.width + c.height[k] * c.height[k]);
 }
 
+template <int terms>
+VELKO_ALWAYS_INLINE void far_fields(const rectangle_column& c, const face_weights& weights, i4 begin, i4 end,
+                                    r8* value) {
+  for (i4 k = begin - begin % rectangles_at_once; k < end; k += rectangles_at_once)
+    far_field<terms>(c, weights, k, reinterpret_cast<r8x8_mem*>(value + k));
+}
+
 VELKO_ALWAYS_INLINE void field(const rectangle_column& c, const face_weights& weights, i4 begin, i4 end,
                                r8* value) {
-  for (i4 k = begin - begin % rectangles_at_once; k < end; k += rectangles_at_once)
-    far_field(c, weights, k, reinterpret_cast<r8x8_mem*>(value + k));
-  if (all_far(c)) return;
+  if (all_beyond(c, very_far_from_diagonal2))
+    return far_fields<very_far_terms>(c, weights, begin, end, value);
+  far_fields<far_terms>(c, weights, begin, end, value);
+  if (all_beyond(c, far_from_diagonal2)) return;
   for (i4 k = begin; k < end; ++k)
     if (is_near(c, k)) value[k] = near_field(c, weights, k);
 }

@@ -95,7 +95,9 @@ std::string provenance_text(const std::optional<provenance>& made) {
   return fmt::format("made     {}\n", in_one_line(made->origin.settings)) + part + stations_text(s) +
          fmt::format("stations x {}, y {}, z {}\n", range_text(range_of(s.xobs)),
                      range_text(range_of(s.yobs)), range_text(range_of(s.zobs))) +
-         fmt::format("loss     of a row, relative to its norm: {}\n", range_text(loss));
+         fmt::format(
+             "loss     a datum is off by at most this, in nT, times the largest value of the model: {}\n",
+             range_text(loss));
 }
 
 std::string contents_text(const std::string& name, const sensitivity_contents& c) {

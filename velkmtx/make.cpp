@@ -3,10 +3,13 @@
 #include <omp.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "builder/cell_weights.h"
 #include "builder/daubechies.h"
 #include "builder/input_checks.h"
 #include "builder/sensitivity_builder.h"
@@ -27,38 +30,60 @@ namespace {
 constexpr auto what_it_does = "makes the sensitivity file of a survey";
 
 constexpr auto example =
-    "\nExample: the matrix of survey.loc over the cells of survey.mesh below terrain.topo, with rows that\n"
-    "keep all but a thousandth of their norm:\n\n"
-    "  velkmtx make survey.mesh terrain.topo survey.loc survey.mtx --wavelet d4 --tolerance 1e-3\n\n"
+    "\nExample: the matrix of survey.loc over the cells of survey.mesh below terrain.topo:\n\n"
+    "  velkmtx make survey.mesh terrain.topo survey.loc survey.mtx\n\n"
     "Rows are in nT for a cell of unit susceptibility (SI). A datum inside of a cell has the flux density "
     "there.\n\n"
+    "How much a row may lose: without options, as much as leaves the data of each of a few trial models\n"
+    "(uniform ground, hills, blocks at three depths, a dyke, smooth ground) within 1 % of themselves, "
+    "judged\n"
+    "by rows spread over the survey. --tolerance sets the part of its norm that a row may lose. --accuracy "
+    "X\n"
+    "makes every row so that no predicted datum is off by more than X nT for any model whose values are at\n"
+    "most --largest: that is proven for each row, and takes many more coefficients.\n\n"
     "Weights: the file holds G with each column divided by the weight of its cell, and velkrund multiplies "
     "the\n"
     "model by the weights, so predicted data do not depend on them. They decide which cells a compressed "
     "row\n"
-    "keeps best, and what an inversion makes of G. With --weights depth a cell has\n\n"
-    "  w = ((z + z0) / (zmin + z0))^(-beta / 2),\n\n"
-    "z the depth of its centre below the surface of its column and zmin the least of them (Y. Li and\n"
-    "D. W. Oldenburg, Geophysics 61 (1996) 394-408, doi 10.1190/1.1443968).";
+    "keeps best, and what an inversion makes of G:\n\n"
+    "  volume        w = sqrt(V / Vmin), V the volume of a cell: rows of a padded mesh compress best\n"
+    "  depth         w = ((z + z0) / (zmin + z0))^(-beta / 2), z the depth of its centre below the surface\n"
+    "                of its column and zmin the least of them (Y. Li and D. W. Oldenburg, Geophysics 61\n"
+    "                (1996) 394-408, doi 10.1190/1.1443968)\n"
+    "  depth-volume  the product of both, for inversions on a padded mesh";
 
 struct make_options {
   std::string mesh_file, topography_file, location_file, output_file;
   std::string wavelet = "d4";
-  r8 tolerance = 1e-3;
-  bool dense = false, by_depth = false, dry_run = false, quiet = false;
-  r8 beta = 3.0, z0 = -1.0;  // z0 < 0: not given
-  int threads = 0;           // 0: what OpenMP gives
+  std::optional<r8> tolerance;  // else found for the trial models, or for the accuracy
+  std::optional<r8> accuracy;   // nT
+  r8 largest = 0.1;             // value of a model, to go with the accuracy
+  bool dense = false, dry_run = false, quiet = false;
+  std::optional<weighting::kind_t> weights;  // else what suits the mesh
+  r8 beta = 3.0, z0 = -1.0;                  // z0 < 0: not given
+  int threads = 0;                           // 0: what OpenMP gives
+  i4 rows_to_verify = 0;
 };
 
+constexpr r8 part_to_lose = 0.01;  // of data of trial models, where neither tolerance nor accuracy is given
+
+weighting weights_of(const make_options& options) {
+  weighting weights;
+  const bool by_volume = !options.dense && is_padded(mesh);
+  weights.kind = options.weights.value_or(by_volume ? weighting::volume : weighting::none);
+  weights.beta = options.beta;
+  if (options.z0 >= 0.0) weights.z0 = options.z0;
+  return weights;
+}
+
+/// Mesh and survey are there.
 matrix_form form_of(const make_options& options) {
   matrix_form form;
-  if (!options.dense) {
-    form.wfilter = wavelet_filter(options.wavelet);
-    form.tolerance = options.tolerance;
-  }
-  form.weights.kind = options.by_depth ? weighting::depth : weighting::none;
-  form.weights.beta = options.beta;
-  if (options.z0 >= 0.0) form.weights.z0 = options.z0;
+  form.weights = weights_of(options);
+  if (options.accuracy) form.accuracy = *options.accuracy / options.largest;
+  if (options.dense) return form;
+  form.wfilter = wavelet_filter(options.wavelet);
+  form.tolerance = options.tolerance ? *options.tolerance : tolerance_for(mesh, survey, form, part_to_lose);
   return form;
 }
 
@@ -90,20 +115,55 @@ std::string sizes_text(const std::string& file, const std::string& bytes) {
   return fmt::format("{}: {} data x {} cells, {}", file, survey.ndata, columns_of(mesh), bytes);
 }
 
-/// What the rows hold and what they lose; empty for a dense G.
-std::string rows_text(const make_options& options, const row_statistics& rows, i4 count) {
+/// How the rows were chosen, and what they hold; empty for a dense G.
+std::string rows_text(const make_options& options, const matrix_form& form, const row_statistics& rows,
+                      i4 count) {
   if (options.dense) return "";
   const cube_size cube = cube_around(mesh.ny, mesh.nx, mesh.nz);
   const r8 stored = static_cast<r8>(rows.stored) / count, ncube = r8{1} * cube.y * cube.x * cube.z;
+  const std::string why = options.tolerance ? ""
+                          : options.accuracy
+                              ? ", finer where a row needs it"
+                              : fmt::format(", for trial models within {:g} %", 100 * part_to_lose);
   return fmt::format(
-      "\nwavelet {}, tolerance {}: {} to {} coefficients in a row, median {}, {:.2f} % of the cube of {} x "
-      "{} x {}"
-      "\ncompression ratio {:.1f}; relative error of a row {:.1e} (at most {:.1e}), of data of blocks in the "
-      "lower half of "
-      "the mesh {:.1e}",
-      options.wavelet, options.tolerance, rows.least, rows.most, rows.median, 100 * stored / ncube, cube.y,
-      cube.x, cube.z, 4.0 * columns_of(mesh) / std::max(8.0 * stored, 1.0), rows.loss, rows.largest_loss,
-      rows.deep_loss);
+      "\nwavelet {}, weights {}, tolerance {}{}: {} to {} coefficients in a row, median {}, {:.2f} % of the "
+      "cube of {} x {} x {}"
+      "\ncompression ratio {:.1f}",
+      options.wavelet, weighting_names[static_cast<std::size_t>(form.weights.kind)], form.tolerance, why,
+      rows.least, rows.most, rows.median, 100 * stored / ncube, cube.y, cube.x, cube.z,
+      4.0 * columns_of(mesh) / std::max(8.0 * stored, 1.0));
+}
+
+/// What the rows lose, and with them the data.
+std::string losses_text(const make_options& options, const row_statistics& rows) {
+  if (options.dense) return "";
+  std::string trials;
+  for (const trial_error& trial : rows.trials)
+    trials += fmt::format("{}{} {:.2g} %", trials.empty() ? "" : ", ", trial.model, 100 * trial.error);
+  return fmt::format(
+      "\nrelative error of a row {:.1e} (at most {:.1e}); no datum is off by more than {:.3g} nT for models "
+      "up to "
+      "{:g}"
+      "\nerrors of the data of trial models, judged by {} row{}: {}",
+      rows.loss, rows.largest_loss, rows.largest_one_norm * options.largest, options.largest, rows.tried,
+      rows.tried == 1 ? "" : "s", trials.empty() ? "they have no data" : trials);
+}
+
+/// A row takes 4 bytes for each cell when it is dense, and 8 for each coefficient.
+std::string advice_text(const make_options& options, const row_statistics& rows, i4 count) {
+  const r8 compressed = 8.0 * static_cast<r8>(rows.stored) / count, dense = 4.0 * columns_of(mesh);
+  if (options.dense || compressed <= dense) return "";
+  return fmt::format("\na row takes {}, a dense one {}: --dense would be smaller, and lose nothing",
+                     size_text(compressed), size_text(dense));
+}
+
+std::string verification_text(const verification& verified) {
+  if (verified.count == 0) return "";
+  return fmt::format(
+      "\n{} rows verified: relative error at most {:.1e}, data off by at most {:.2e} nT for a value of 1, {}",
+      verified.count, verified.loss, verified.one_norm,
+      verified.beyond <= 1e-6 ? "as told"
+                              : fmt::format("{:.1e} of it beyond what was told", verified.beyond));
 }
 
 int tell_what_would_come(const make_options& options, const matrix_form& form) {
@@ -115,7 +175,8 @@ int tell_what_would_come(const make_options& options, const matrix_form& form) {
   const r8 weights_and_diagonal = 16.0 * columns_of(mesh);
   const std::string dense = options.dense ? "" : ", where a dense G has " + size_text(dense_bytes());
   print(sizes_text(options.output_file, "about " + size_text(rows + weights_and_diagonal)) + dense +
-        rows_text(options, sample.rows, sample.count) +
+        rows_text(options, form, sample.rows, sample.count) + losses_text(options, sample.rows) +
+        advice_text(options, sample.rows, sample.count) +
         fmt::format("\nabout {} of memory and {} on {}, judged by {} rows; nothing is written",
                     size_text(static_cast<r8>(memory_for(mesh, form, sample.rows.most, threads))),
                     time_text(sample.seconds * survey.ndata / threads), threads_text(), sample.count));
@@ -129,10 +190,12 @@ int write_file(const make_options& options, const matrix_form& form) {
   const int status =
       write_whole_file(options.output_file, [&](output_file& file, const interruption& signals) {
         progress_line progress(survey.ndata, options.quiet);
-        rows = write_sensitivity(file, mesh, survey, form, {1, survey.ndata}, [&](i4 done) {
+        const auto row_is_written = [&](i4 done) {
           signals.look();
           progress.show(done);
-        });
+        };
+        rows = write_sensitivity(file, mesh, survey, form, {1, survey.ndata}, row_is_written,
+                                 options.rows_to_verify);
         bytes = static_cast<r8>(file.bytes_written());
       });
   if (status != 0 || options.quiet) return status;
@@ -140,7 +203,8 @@ int write_file(const make_options& options, const matrix_form& form) {
   const std::string dense = options.dense ? "" : ", where a dense G has " + size_text(dense_bytes());
   print_summary_of(options.output_file,
                    sizes_text(options.output_file, size_text(bytes)) + dense +
-                       rows_text(options, rows, survey.ndata) +
+                       rows_text(options, form, rows, survey.ndata) + losses_text(options, rows) +
+                       advice_text(options, rows, survey.ndata) + verification_text(rows.verified) +
                        fmt::format("\n{}, {:.1f} rows a second on {}", time_text(seconds),
                                    survey.ndata / seconds, threads_text()));
   return 0;
@@ -166,6 +230,7 @@ void add_files(CLI::App& app, make_options& into) {
 
 void add_form(CLI::App& app, make_options& into) {
   const auto is_part = [](r8 part) { return 0.0 <= part && part <= 1.0; };  // false for a NaN
+  const auto is_positive = [](r8 x) { return 0.0 < x && x < 1e300; };
   const auto is_wavelet = [](const std::string& name) {
     return std::find(wavelet_names.begin(), wavelet_names.end(), name) != wavelet_names.end();
   };
@@ -177,27 +242,45 @@ void add_form(CLI::App& app, make_options& into) {
           ->check(allowed<std::string>(is_wavelet, "one of haar, d4, d6, d8, d10, d12, s8, s10, s12"))
           ->option_text("NAME");
   CLI::Option* tolerance =
-      app.add_option("--tolerance", into.tolerance,
-                     "what a row may lose, relative to its norm:\nfrom 0, for nothing, to 1; default 0.001")
+      app.add_option(
+             "--tolerance", into.tolerance,
+             "what a row may lose, relative to its norm:\nfrom 0, for nothing, to 1; default as much as "
+             "leaves the\ndata of trial models within 1 % (below)")
           ->check(allowed<r8>(is_part, "a number from 0 to 1"))
           ->option_text("NUMBER");
-  app.add_flag("--dense", into.dense,
-               "write every value of G, without compression;\nneither of the two above")
+  CLI::Option* accuracy =
+      app.add_option("--accuracy", into.accuracy,
+                     "in nT: no predicted datum is off by more, for any\nmodel up to the largest value")
+          ->check(allowed<r8>(is_positive, "a positive number"))
+          ->excludes(tolerance)
+          ->option_text("NUMBER");
+  app.add_option("--largest", into.largest,
+                 "value (SI) of the models that the accuracy holds for;\ndefault 0.1")
+      ->check(allowed<r8>(is_positive, "a positive number"))
+      ->option_text("NUMBER");
+  app.add_flag("--dense", into.dense, "write every value of G, without compression;\nnone of those above")
       ->excludes(wavelet)
       ->excludes(tolerance)
+      ->excludes(accuracy)
       ->option_text(" ");
 }
 
 void add_weights(CLI::App& app, make_options& into) {
   const auto is_length = [](r8 z) { return 0.0 <= z && z < 1e300; };
   const auto is_exponent = [](r8 beta) { return 0.0 <= beta && beta <= 10.0; };
-  CLI::Option* kind =
-      app.add_option_function<std::string>(
-             "--weights", [&into](const std::string& name) { into.by_depth = name == "depth"; },
-             "of the cells: none, or depth (below); default none")
-          ->check(allowed<std::string>(
-              [](const std::string& name) { return name == "none" || name == "depth"; }, "none or depth"))
-          ->option_text("KIND");
+  const auto is_kind = [](const std::string& name) {
+    return std::ranges::find(weighting_names, name) != weighting_names.end();
+  };
+  const auto take_kind = [&into](const std::string& name) {
+    into.weights =
+        static_cast<weighting::kind_t>(std::ranges::find(weighting_names, name) - weighting_names.begin());
+  };
+  CLI::Option* kind = app.add_option_function<std::string>(
+                             "--weights", take_kind,
+                             "of the cells: none, depth, volume or depth-volume (below);\ndefault "
+                             "volume where the mesh is padded, else none")
+                          ->check(allowed<std::string>(is_kind, "none, depth, volume or depth-volume"))
+                          ->option_text("KIND");
   app.add_option("--beta", into.beta, "of the depth weights, from 0 to 10; default 3")
       ->check(allowed<r8>(is_exponent, "a number from 0 to 10"))
       ->needs(kind)
@@ -220,6 +303,10 @@ void add_run(CLI::App& app, make_options& into) {
   app.add_flag("--dry-run", into.dry_run,
                "tell size, memory and time, judged by a few rows, and write nothing")
       ->option_text(" ");
+  app.add_option("--verify", into.rows_to_verify,
+                 "compare so many rows, as they are written, with exact ones")
+      ->check(allowed<int>([](int n) { return n >= 1; }, "a whole number of at least 1"))
+      ->option_text("NUMBER");
   app.add_flag("--quiet", into.quiet, "neither progress nor summary")->option_text(" ");
 }
 

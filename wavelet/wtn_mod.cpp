@@ -72,35 +72,56 @@ bool goes_in_panels(i4 n, i8 nprev, i8 ntot) {
          n * nprev > of_second_cache;
 }
 
-/// The lines of one block: element k of line i1 stands at i1 + nprev k.
+/// Element k of line (b, i1) stands at i1 + nprev (k + n b).
 void transform_in_panels(std::span<r8> block, i4 n, i8 nprev, bool forward, line_transform transform) {
   const std::span<r8> panel = work.panel.elements().first(static_cast<std::size_t>(lines_of_panel * n));
-  for (i8 i1 = 0; i1 < nprev; i1 += lines_of_panel) {
-    r8* const a = block.data() + i1;
+  for (i8 line = 0; line < std::ssize(block) / n; line += lines_of_panel) {
+    r8* const a = block.data() + line % nprev + line / nprev * nprev * n;
     for (i4 k = 0; k < n; ++k) std::copy_n(a + k * nprev, lines_of_panel, panel.data() + k * lines_of_panel);
     transform(panel, n, lines_of_panel, forward, {work.line_buf.data(), work.step_acc.data()});
     for (i4 k = 0; k < n; ++k) std::copy_n(panel.data() + k * lines_of_panel, lines_of_panel, a + k * nprev);
   }
 }
 
+/// The lines of one dimension of a cube of ntot elements, in the way that suits them; the work arrays are there.
+void transform_dimension(std::span<r8> block, i4 n, i8 nprev, i8 ntot, bool forward,
+                         line_transform transform) {
+  if (n <= 4) return;
+  if (goes_in_panels(n, nprev, ntot))
+    transform_in_panels(block, n, nprev, forward, transform);
+  else if (goes_in_batches(n, ntot))
+    transform(block, n, nprev, forward, {work.line_buf.data(), work.step_acc.data()});
+  else
+    transform_one_by_one(block, n, nprev, forward);
+}
+
+line_transform best_line_transform() {
+  static const line_transform best = line_transform_for(best_instruction_set());
+  return best;
+}
+
 /// Elements of the work arrays.
 struct work_sizes {
   i8 lines = 0;  // of line_buf and of step_acc
   i8 panel = 0;
+
+  /// For the lines of a dimension of a cube of ntot elements, in the way that they go.
+  void hold(i4 n, i8 nprev, i8 ntot) {
+    lines = std::max(lines, goes_in_batches(n, ntot) ? lines_at_once * n : n);
+    if (goes_in_panels(n, nprev, ntot)) panel = std::max(panel, lines_of_panel * n);
+  }
 };
 
 i8 elements_of(std::array<i4, 3> nn) {
   return i8{nn[0]} * nn[1] * nn[2];
 }
 
-/// For the lines of every dimension, each in the way that it goes.
+/// For the lines of every dimension.
 work_sizes work_for(std::array<i4, 3> nn) {
-  const i8 ntot = elements_of(nn);
   work_sizes sizes;
   i8 nprev = 1;
   for (i4 n : nn) {
-    sizes.lines = std::max(sizes.lines, goes_in_batches(n, ntot) ? lines_at_once * n : n);
-    if (goes_in_panels(n, nprev, ntot)) sizes.panel = std::max(sizes.panel, lines_of_panel * n);
+    sizes.hold(n, nprev, elements_of(nn));
     nprev *= n;
   }
   return sizes;
@@ -167,13 +188,7 @@ void WTN_for(instruction_set set, std::span<r8> a, std::array<i4, 3> nn, i4 isig
 
   const line_transform transform = line_transform_for(set);
   const auto along = [&](std::span<r8> block, i4 n, i8 nprev) {
-    if (n <= 4) return;
-    if (goes_in_panels(n, nprev, work.ntot))
-      transform_in_panels(block, n, nprev, isign >= 0, transform);
-    else if (goes_in_batches(n, work.ntot))
-      transform(block, n, nprev, isign >= 0, {work.line_buf.data(), work.step_acc.data()});
-    else
-      transform_one_by_one(block, n, nprev, isign >= 0);
+    transform_dimension(block, n, nprev, work.ntot, isign >= 0, transform);
   };
   // A plane of the first two dimensions goes through both while it is in cache; its lines do not know of those
   // in other planes.
@@ -189,6 +204,16 @@ void WTN_for(instruction_set set, std::span<r8> a, std::array<i4, 3> nn, i4 isig
 void WTN(std::span<r8> a, std::array<i4, 3> nn, i4 isign) {
   static const instruction_set best = best_instruction_set();
   WTN_for(best, a, nn, isign);
+}
+
+void WTN_along(std::span<r8> a, i4 n, i8 nprev, i4 isign) {
+  if (n < 1 || a.empty()) return;
+  assert(std::ssize(a) % (n * nprev) == 0);
+  work_sizes sizes;
+  sizes.hold(n, nprev, std::ssize(a));
+  prepare_work(sizes.lines);
+  prepare_panel(sizes.panel);
+  transform_dimension(a, n, nprev, std::ssize(a), isign >= 0, best_line_transform());
 }
 
 void reset_WTN_MOD() {

@@ -66,6 +66,10 @@ void WTN(std::span<r8> a, std::array<i4, 3> nn, i4 isign);
 /// benchmarks.
 void WTN_for(instruction_set set, std::span<r8> a, std::array<i4, 3> nn, i4 isign);
 
+/// WTN along one dimension alone, for callers that know of lines that need not be transformed: element k of line (b, i1)
+/// of a stands at i1 + nprev (k + n b), all from 0, i1 < nprev. Same bits as in WTN.
+void WTN_along(std::span<r8> a, i4 n, i8 nprev, i4 isign);
+
 /// Forgets the filter and frees the work arrays of the calling thread.
 void reset_WTN_MOD();
 

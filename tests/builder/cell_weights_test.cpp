@@ -6,7 +6,6 @@
 #include <cmath>
 #include <vector>
 
-#include "builder/trial_model.h"
 #include "tests/support/small_mesh.h"
 
 namespace velko {
@@ -82,21 +81,33 @@ TEST(CellWeights, DataBesideTheMeshStandAboveItsNearestColumnAndBuriedOnesOnTheG
   EXPECT_EQ(mean_height(two_columns(), survey_at({5, 5}, {5, 5}, {-30, 20})), 4.0);
 }
 
-TEST(TrialModel, IsTheWeightOfEitherSignInTheLowerHalfOfTheMesh) {
-  mesh_state m = mesh_with({0, 10, 20, 30}, {0, 10, 20}, {40, 30, 20, 10, 0});
-  m.itop(2, 3) = 3;
-  const numbers wtz{.1,  .2,  .3,  .4,  .5,  .6,  .7,  .8,  .9, 1., 1.1,
-                    1.2, 1.3, 1.4, 1.5, 1.6, 1.7, 1.8, 1.9, 2., 2.1};
-  const owned_array1<r8> model = trial_model(m, wtz);
-  ASSERT_EQ(model.size(), 21);
-  int positive = 0;
-  for (std::size_t cell = 0; cell < wtz.size(); ++cell) {
-    const bool deep = cell == 20 || cell % 4 >= 2;  // the last column has its lowest cell alone
-    EXPECT_EQ(std::abs(model.data()[cell]), deep ? wtz[cell] : 0.0) << cell;
-    if (model.data()[cell] > 0) ++positive;
-  }
-  EXPECT_GT(positive, 0);
-  EXPECT_LT(positive, 11);
+TEST(CellWeights, VolumeIsItsRootOverTheLeastOfThoseBelowTheSurface) {
+  const mesh_state m = two_columns();  // cells of 200, 400, 600 and 400, 600
+  EXPECT_EQ(weights(m, survey_at({5}, {5}, {20}), {.kind = weighting::volume}),
+            as_floats({1.0, std::sqrt(2.0), std::sqrt(3.0), std::sqrt(2.0), std::sqrt(3.0)}));
+  mesh_state deeper = two_columns();
+  deeper.itop(1, 1) = 2;
+  deeper.itop(1, 2) = 1;
+  EXPECT_EQ(weights(deeper, survey_at({5}, {5}, {20}), {.kind = weighting::volume}),
+            as_floats({std::sqrt(1.5), 1.0, std::sqrt(1.5)}));
+}
+
+TEST(CellWeights, DepthVolumeIsTheProduct) {
+  const mesh_state m = two_columns();
+  const survey_state s = survey_at({5}, {5}, {20});
+  const numbers depth = weights(m, s, {.kind = weighting::depth}),
+                volume = weights(m, s, {.kind = weighting::volume}),
+                both = weights(m, s, {.kind = weighting::depth_volume});
+  for (std::size_t c = 0; c < both.size(); ++c)
+    EXPECT_NEAR(both[c], depth[c] * volume[c], 1e-6 * both[c]) << c;
+}
+
+TEST(CellWeights, MeshIsPaddedWhereWidthsDiffer) {
+  EXPECT_FALSE(is_padded(mesh_with({0, 10, 20}, {0, 10}, {12, 8, 4, 0})));
+  EXPECT_FALSE(is_padded(mesh_with({0, 10, 20.005}, {0, 10}, {12, 8, 4, 0})));
+  EXPECT_TRUE(is_padded(mesh_with({0, 10, 24}, {0, 10}, {12, 8, 4, 0})));
+  EXPECT_TRUE(is_padded(mesh_with({0, 10}, {0, 10, 24}, {12, 8, 4, 0})));
+  EXPECT_TRUE(is_padded(mesh_with({0, 10}, {0, 10}, {12, 8, 0})));
 }
 
 }  // namespace

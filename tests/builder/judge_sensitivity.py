@@ -100,13 +100,41 @@ def pyramid_matrices(cube, low):
     return [pyramid_matrix(n, low) for n in cube]
 
 
-def transform(rows, below, cube, low):
-    """Rows in surface order to the transformed cube, y slowest."""
+def laid_out(rows, below, cube):
+    """Rows in surface order on the cube, 0 elsewhere."""
     laid = np.zeros((len(rows),) + cube)
     ny, nx, nz = below.shape
     laid[:, :ny, :nx, :nz][:, below] = rows
-    wy, wx, wz = pyramid_matrices(cube, low)
-    return np.einsum("ai,bj,ck,rijk->rabc", wy, wx, wz, laid, optimize=True).reshape(len(rows), -1)
+    return laid
+
+
+def filled(laid, below):
+    """Free elements: a column's topmost value in its air; beyond the mesh, one axis after the other, a straight line
+    to the value on the other side, or 0 where the axis is not transformed."""
+    ny, nx, nz = below.shape
+    for i, j in np.ndindex(ny, nx):
+        if below[i, j].any():
+            top = np.argmax(below[i, j])
+            laid[:, i, j, :top] = laid[:, i, j, top, None]
+    for axis, count in ((3, nz), (2, nx), (1, ny)):
+        beyond = laid.shape[axis] - count
+        values = np.moveaxis(laid, axis, 0)
+        for n in range(beyond):
+            part = (n + 1) / (beyond + 1)
+            values[count + n] = (1 - part) * values[count - 1] + part * values[0] if laid.shape[axis] > 4 else 0
+    return laid
+
+
+def importance(cube):
+    """What the energy of each coefficient counts: the square root of the cells that its wavelet spans."""
+    spans = [np.ones(n) if n <= 4 else n / 2.0 ** np.floor(np.log2(np.maximum(np.arange(n), 2))) for n in cube]
+    return np.sqrt(np.einsum("a,b,c->abc", *spans)).ravel()
+
+
+def transform(laid, low):
+    """Cubes of shape (rows, y, x, z) to transformed ones, flat."""
+    wy, wx, wz = pyramid_matrices(laid.shape[1:], low)
+    return np.einsum("ai,bj,ck,rijk->rabc", wy, wx, wz, laid, optimize=True).reshape(len(laid), -1)
 
 
 def restore(transformed, below, cube, low):
@@ -137,6 +165,11 @@ class Judge:
         z0 = max(np.maximum(heights, 0).mean(), depth.min())
         return ((depth + z0) / (depth.min() + z0)) ** -1.5
 
+    def volume_weights(self):
+        x, y, z = (np.diff(e) for e in self.edges)
+        volumes = (y[:, None, None] * x[:, None] * z)[self.below]
+        return np.sqrt(volumes / volumes.min())
+
     def geometry(self, file, low):
         header = list(file.read_ints("<i4"))
         x, y, z = self.edges
@@ -150,7 +183,11 @@ class Judge:
         np.testing.assert_allclose(np.frombuffer(filter_record[4:], "<f8"), low, rtol=0, atol=1e-11)
         assert tuple(file.read_ints("<i4")) == self.cube
         kind, self.weights = file.read_record("<i4", f"({self.ncol},)<f8")
-        expected = self.depth_weights(itop) if kind[0] == 1 else np.ones(self.ncol)
+        expected = np.ones(self.ncol)
+        if kind[0] in (1, 3):
+            expected *= self.depth_weights(itop)
+        if kind[0] in (2, 3):
+            expected *= self.volume_weights()
         np.testing.assert_allclose(self.weights, expected, rtol=1e-7)
         self.rows = self.all_cells[:, self.below.ravel()] / self.weights
 
@@ -194,9 +231,11 @@ class Judge:
         self.geometry(file, low)
         model = np.random.default_rng(1).normal(size=(1, self.ncol))
         weighted = model * self.weights
-        transformed_model = transform(weighted, self.below, self.cube, low)[0]
+        transformed_model = transform(laid_out(weighted, self.below, self.cube), low)[0]
+        transformed_rows = transform(filled(laid_out(self.rows, self.below, self.cube), self.below), low)
+        matters = importance(self.cube)
         stored = np.zeros((len(self.rows), np.prod(self.cube)))
-        for n, (row, full) in enumerate(zip(self.rows, transform(self.rows, self.below, self.cube, low))):
+        for n, (row, full) in enumerate(zip(self.rows, transformed_rows)):
             record = file.read_record("u1").tobytes()
             nnz = int.from_bytes(record[:4], "little")
             assert len(record) == 4 + 8 * nnz
@@ -208,8 +247,9 @@ class Judge:
             discarded = np.delete(full, idx - 1)
             assert np.linalg.norm(discarded) <= tolerance * norm + 1e-6 * norm
             if tolerance > 1e-4:
-                assert np.hypot(np.linalg.norm(discarded), np.abs(val).min()) > tolerance * norm * (1 - 1e-3)
-                assert np.abs(discarded).max() <= np.abs(val).min() * (1 + 1e-3)
+                assert np.hypot(np.linalg.norm(discarded), np.abs(val).max()) > tolerance * norm * (1 - 1e-3)
+                least = (val**2 * matters[idx - 1]).min()
+                assert (discarded**2 * np.delete(matters, idx - 1)).max() <= least * (1 + 2e-3)
             error = val @ transformed_model[idx - 1] - self.all_cells[n, self.below.ravel()] @ model[0]
             assert abs(error) <= (tolerance + 2e-6) * norm * np.linalg.norm(weighted)
         self.diagonal_and_end(file, restore(stored, self.below, self.cube, low))

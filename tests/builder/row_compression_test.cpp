@@ -15,9 +15,15 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+/// One line in which all coefficients matter the same.
+importance equal_factors(std::size_t count) {
+  return importance(std::vector<r8>(count, 1.0), {1.0}, {1.0});
+}
+
 std::vector<i4> chosen(const std::vector<r8>& coefficients, r8 tolerance) {
   coefficient_selection selection;
-  const std::span<const i4> kept = selection.choose(coefficients, tolerance);
+  const std::span<const i4> kept = selection.choose(coefficients, equal_factors(coefficients.size()),
+                                                    tolerance * tolerance * energy_of(coefficients));
   return {kept.begin(), kept.end()};
 }
 
@@ -54,8 +60,32 @@ TEST(CoefficientSelection, OfEqualMagnitudesKeepsTheFirst) {
 
 TEST(CoefficientSelection, ForgetsTheRowBefore) {
   coefficient_selection selection;
-  selection.choose(std::vector<r8>{5, 4, 3}, 0);
-  EXPECT_THAT(selection.choose(std::vector<r8>{0, 7}, 0), ElementsAre(2));
+  selection.choose(std::vector<r8>{5, 4, 3}, equal_factors(3), 0);
+  EXPECT_THAT(selection.choose(std::vector<r8>{0, 7}, equal_factors(2), 0), ElementsAre(2));
+}
+
+TEST(CoefficientSelection, DiscardsFirstWhatMattersLeast) {
+  coefficient_selection selection;
+  const importance factors({1.0, 9.0}, {1.0, 2.0}, {1.0});
+  // Energies 16, 4, 9, 1 matter as 16, 36, 18, 18; of the last two the one with the higher place goes first.
+  const std::vector<r8> coefficients{4, 2, 3, -1};
+  EXPECT_THAT(selection.choose(coefficients, factors, 15.9), ElementsAre(1, 2, 3, 4));
+  EXPECT_THAT(selection.choose(coefficients, factors, 16), ElementsAre(2, 3, 4));
+  EXPECT_THAT(selection.choose(coefficients, factors, 17), ElementsAre(2, 3));
+  EXPECT_THAT(selection.choose(coefficients, factors, 26), ElementsAre(2));
+  EXPECT_THAT(selection.choose(coefficients, factors, 30), IsEmpty());
+}
+
+/// 8 x 4 x 2: along z the first two positions span 4 cells, the details 4 and 2; the other axes are not transformed.
+TEST(Importance, IsTheSquareRootOfTheCellsThatAWaveletSpans) {
+  const importance factors({.y = 2, .x = 4, .z = 8});
+  EXPECT_EQ(factors.lines(), 8u);
+  for (const i4 line : {0, 5}) {
+    for (const i4 smooth : {1, 2}) EXPECT_EQ(factors.at(8 * line + smooth), 2.0);
+    for (const i4 broad : {3, 4}) EXPECT_EQ(factors.at(8 * line + broad), 2.0);
+    for (const i4 fine : {5, 6, 7, 8}) EXPECT_EQ(factors.at(8 * line + fine), std::sqrt(2.0));
+  }
+  EXPECT_EQ(importance({.y = 16, .x = 8, .z = 8}).at(1), std::sqrt(8.0) * 2.0 * 2.0);
 }
 
 /// Random rows whose magnitudes spread over many decades, as those of a real row do.
@@ -97,46 +127,168 @@ INSTANTIATE_TEST_SUITE_P(CoefficientSelection, RandomRows,
                          testing::Combine(testing::Range(0, 25),
                                           testing::Values(0.0, 1e-6, 1e-3, 0.03, 0.3)));
 
-TEST(RowCompressor, LaysTheRowInTheLowCornerOfAZeroFilledCube) {
-  // Along dimensions of 4 or less there is no transform, so that the cube shows the row itself.
-  const mesh_state m = test::mesh_with({0, 1, 2, 3}, {0, 1, 2}, {0, -1, -2, -3});  // nx 3, ny 2, nz 3
-  SET_WTN_FILTER(daubechies_filter(4), 4);
-  row_compressor compressor(m, cube_around(m.ny, m.nx, m.nz), 0);
-  std::vector<r8> row;
-  for (int c = 1; c <= 18; ++c) row.push_back(c);
-  const compressed_row kept = compressor.compress(row);
-  // k + 4 (j - 1) + 16 (i - 1), with a cube of 4 x 4 x 2
-  EXPECT_THAT(kept.idx, ElementsAre(1, 2, 3, 5, 6, 7, 9, 10, 11, 17, 18, 19, 21, 22, 23, 25, 26, 27));
-  for (std::size_t c = 0; c < 18; ++c)
-    EXPECT_EQ(kept.coefficients[static_cast<std::size_t>(kept.idx[c]) - 1], row[c]);
+/// Row and cube, brought back without a loss.
+std::vector<r8> restored(row_compressor& compressor, std::span<const i4> kept, std::size_t cells_in_row) {
+  std::vector<r8> row(cells_in_row);
+  compressor.restore(kept, [&](std::size_t place, std::span<const r8> below) {
+    std::ranges::copy(below, row.begin() + static_cast<std::ptrdiff_t>(place));
+  });
+  return row;
 }
 
-TEST(RowCompressor, ProductWithATransformedModelIsWithinTheTolerance) {
-  const mesh_state m =
-      test::mesh_with({0, 1, 2, 3, 4, 5}, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, {0, -1, -2, -3, -4, -5, -6});
-  const cube_size cube = cube_around(m.ny, m.nx, m.nz);
-  std::mt19937 random(7);
-  std::normal_distribution<r8> normal;
-  std::vector<r8> row(5 * 9 * 6), model(row.size());
-  for (r8& g : row) g = normal(random) * std::exp(normal(random));
-  for (r8& v : model) v = normal(random);
-  r8 exact = 0, row2 = 0, model2 = 0;
-  for (std::size_t c = 0; c < row.size(); ++c) {
-    exact += row[c] * model[c];
-    row2 += row[c] * row[c];
-    model2 += model[c] * model[c];
+/// 3 x 2 x 3 cells in a cube of 4 x 2 x 4, along whose axes there is no transform: it shows what it was filled with.
+class UntransformedCube : public testing::Test {
+ protected:
+  UntransformedCube() { SET_WTN_FILTER(daubechies_filter(4), 4); }
+  std::vector<r8> cube_of(const std::vector<r8>& row) const {
+    row_compressor compressor(m, cube_around(m.ny, m.nx, m.nz));
+    compressor.transform(row);
+    const std::span<const r8> all = compressor.choose(0).coefficients;
+    return {all.begin(), all.end()};
   }
-  for (const i4 n : {2, 4, 6, 8, 10, 12}) {
-    SET_WTN_FILTER(daubechies_filter(n), n);
+  mesh_state m = test::mesh_with({0, 1, 2, 3}, {0, 1, 2}, {0, -1, -2, -3});
+};
+
+TEST_F(UntransformedCube, HoldsTheRowInItsLowCornerAndZerosBeyond) {
+  std::vector<r8> row;
+  for (int c = 1; c <= 18; ++c) row.push_back(c);
+  const std::vector<r8> cube = cube_of(row);
+  ASSERT_EQ(cube.size(), 32u);
+  std::size_t cell = 0;
+  for (std::size_t i = 0; i < 2; ++i)
+    for (std::size_t j = 0; j < 4; ++j)
+      for (std::size_t k = 0; k < 4; ++k)
+        EXPECT_EQ(cube[k + 4 * j + 16 * i], j < 3 && k < 3 ? row[cell++] : 0.0);
+}
+
+TEST_F(UntransformedCube, RepeatsTheTopmostValueInTheAir) {
+  m.itop(1, 2) = 2;
+  m.itop(2, 3) = 3;  // no cell below the surface
+  std::vector<r8> row;
+  for (int c = 1; c <= 13; ++c) row.push_back(c);
+  const std::vector<r8> cube = cube_of(row);
+  EXPECT_THAT(std::vector<r8>(cube.begin() + 4, cube.begin() + 8), ElementsAre(4, 4, 4, 0));
+  EXPECT_THAT(std::vector<r8>(cube.begin() + 24, cube.begin() + 28), ElementsAre(0, 0, 0, 0));
+}
+
+/// 5 x 9 x 6 cells in a cube of 8 x 16 x 8 with hills.
+mesh_state hilly_mesh() {
+  mesh_state m =
+      test::mesh_with({0, 1, 2, 3, 4, 5}, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, {0, -1, -2, -3, -4, -5, -6});
+  for (i4 i = 1; i <= m.ny; ++i)
+    for (i4 j = 1; j <= m.nx; ++j) m.itop(i, j) = (2 * i + j) % 4;
+  return m;
+}
+
+std::vector<r8> random_values(std::size_t count, unsigned seed) {
+  std::mt19937 random(seed);
+  std::normal_distribution<r8> normal;
+  std::vector<r8> values(count);
+  for (r8& v : values) v = normal(random) * std::exp(normal(random));
+  return values;
+}
+
+std::size_t columns_of_hilly(const mesh_state& m) {
+  std::size_t count = 0;
+  for (const i4 itop : m.itop.elements()) count += static_cast<std::size_t>(m.nz - itop);
+  return count;
+}
+
+/// The transform as the documentation tells it: the cube filled first, then WTN.
+std::vector<r8> filled_and_transformed(const mesh_state& m, const std::vector<r8>& row) {
+  const cube_size n = cube_around(m.ny, m.nx, m.nz);
+  std::vector<r8> cube(static_cast<std::size_t>(n.y * n.x * n.z));
+  const auto at = [&](i4 i, i4 j, i4 k) -> r8& {
+    return cube[static_cast<std::size_t>(k + n.z * (j + n.x * i))];
+  };
+  std::size_t cell = 0;
+  for (i4 i = 0; i < m.ny; ++i)
+    for (i4 j = 0; j < m.nx; ++j) {
+      const i4 itop = m.itop(i + 1, j + 1);
+      for (i4 k = 0; k < m.nz; ++k)
+        at(i, j, k) = row[k < itop ? cell : cell + static_cast<std::size_t>(k - itop)];
+      cell += static_cast<std::size_t>(m.nz - itop);
+      for (i4 k = m.nz; k < n.z; ++k)
+        at(i, j, k) = std::lerp(at(i, j, m.nz - 1), at(i, j, 0), (k - m.nz + 1.0) / (n.z - m.nz + 1));
+    }
+  for (i4 k = 0; k < n.z; ++k) {
+    for (i4 i = 0; i < m.ny; ++i)
+      for (i4 j = m.nx; j < n.x; ++j)
+        at(i, j, k) = std::lerp(at(i, m.nx - 1, k), at(i, 0, k), (j - m.nx + 1.0) / (n.x - m.nx + 1));
+    for (i4 j = 0; j < n.x; ++j)
+      for (i4 i = m.ny; i < n.y; ++i)
+        at(i, j, k) = std::lerp(at(m.ny - 1, j, k), at(0, j, k), (i - m.ny + 1.0) / (n.y - m.ny + 1));
+  }
+  WTN(cube, {n.z, n.x, n.y}, 1);
+  return cube;
+}
+
+TEST(RowCompressor, TransformsTheRowThatRunsOnThroughTheAirAndRoundTheCube) {
+  SET_WTN_FILTER(daubechies_filter(6), 6);
+  const mesh_state m = hilly_mesh();
+  const std::vector<r8> row = random_values(columns_of_hilly(m), 3);
+  row_compressor compressor(m, cube_around(m.ny, m.nx, m.nz));
+  compressor.transform(row);
+  const std::span<const r8> coefficients = compressor.choose(0).coefficients;
+  const std::vector<r8> expected = filled_and_transformed(m, row);
+  ASSERT_EQ(coefficients.size(), expected.size());
+  for (std::size_t p = 0; p < expected.size(); ++p) EXPECT_NEAR(coefficients[p], expected[p], 1e-12) << p;
+}
+
+TEST(RowCompressor, GivesTheRowBackThatTheKeptCoefficientsStandFor) {
+  const mesh_state m = hilly_mesh();
+  const std::vector<r8> row = random_values(columns_of_hilly(m), 5);
+  const cube_size n = cube_around(m.ny, m.nx, m.nz);
+  for (const i4 length : {2, 4, 12})
+    for (const r8 tolerance : {0.0, 1e-2, 0.3, 1.0}) {
+      SET_WTN_FILTER(daubechies_filter(length), length);
+      row_compressor compressor(m, n);
+      compressor.transform(row);
+      const compressed_row chosen = compressor.choose(tolerance * tolerance * energy_of(row));
+      std::vector<r8> cube(chosen.coefficients.size());
+      for (const i4 idx : chosen.idx)
+        cube[static_cast<std::size_t>(idx) - 1] =
+            static_cast<r4>(chosen.coefficients[static_cast<std::size_t>(idx) - 1]);
+      WTN(cube, {n.z, n.x, n.y}, -1);
+      const std::vector<r8> back = restored(compressor, chosen.idx, row.size());
+      std::size_t cell = 0;
+      for (i4 i = 0; i < m.ny; ++i)
+        for (i4 j = 0; j < m.nx; ++j)
+          for (i4 k = m.itop(i + 1, j + 1); k < m.nz; ++k, ++cell)
+            EXPECT_NEAR(back[cell], cube[static_cast<std::size_t>(k + n.z * (j + n.x * i))], 1e-12);
+      std::vector<r8> lost = row;
+      for (std::size_t c = 0; c < row.size(); ++c) lost[c] -= back[c];
+      EXPECT_LE(std::sqrt(energy_of(lost)), (tolerance + 1e-6) * std::sqrt(energy_of(row)));
+    }
+}
+
+/// The model is 0 in the air and beyond the mesh, as every product lays it.
+TEST(RowCompressor, ProductWithATransformedModelIsWithinTheTolerance) {
+  const mesh_state m = hilly_mesh();
+  const cube_size n = cube_around(m.ny, m.nx, m.nz);
+  const std::vector<r8> row = random_values(columns_of_hilly(m), 7), model = random_values(row.size(), 8);
+  std::vector<r8> laid(static_cast<std::size_t>(n.y * n.x * n.z));
+  std::size_t cell = 0;
+  for (i4 i = 0; i < m.ny; ++i)
+    for (i4 j = 0; j < m.nx; ++j)
+      for (i4 k = m.itop(i + 1, j + 1); k < m.nz; ++k)
+        laid[static_cast<std::size_t>(k + n.z * (j + n.x * i))] = model[cell++];
+  for (const i4 length : {2, 4, 6, 8, 10, 12}) {
+    SET_WTN_FILTER(daubechies_filter(length), length);
+    std::vector<r8> transformed = laid;
+    WTN(transformed, {n.z, n.x, n.y}, 1);
     for (const r8 tolerance : {0.0, 1e-3, 0.1}) {
-      row_compressor compressor(m, cube, tolerance), transformer(m, cube, 0);
-      const compressed_row kept = compressor.compress(row), transformed = transformer.compress(model);
+      row_compressor compressor(m, n);
+      compressor.transform(row);
+      const compressed_row kept = compressor.choose(tolerance * tolerance * energy_of(row));
       r8 product = 0;
       for (const i4 idx : kept.idx) {
         const auto at = static_cast<std::size_t>(idx) - 1;
-        product += kept.coefficients[at] * transformed.coefficients[at];
+        product += kept.coefficients[at] * transformed[at];
       }
-      EXPECT_NEAR(product, exact, (tolerance + 1e-14) * std::sqrt(row2 * model2)) << n << " " << tolerance;
+      EXPECT_NEAR(product, scalar_product(row, model),
+                  (tolerance + 1e-13) * std::sqrt(energy_of(row) * energy_of(model)))
+          << length << " " << tolerance;
     }
   }
 }

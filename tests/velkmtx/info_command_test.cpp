@@ -189,7 +189,7 @@ TEST_F(InfoCommand, TellsHowAndForWhatTheFileWasMade) {
           "field    inclination 62, declination -4, 52000 nT\n"
           "measured inclination 62, declination -4\n"
           "stations x from -20 to 10, y from 0 to 5, z from 5 to 9\n"
-          "loss     of a row, relative to its norm: from 0.00"));
+          "loss     a datum is off by at most this, in nT, times the largest value of the model: from "));
 }
 
 }  // namespace

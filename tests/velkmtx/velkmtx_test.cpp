@@ -98,9 +98,7 @@ class Velkmtx : public testing::Test {
 TEST_F(Velkmtx, HelpShowsAnExampleAndSucceeds) {
   const outcome end = run("make --help");
   EXPECT_EQ(end.status, 0);
-  EXPECT_THAT(
-      end.out,
-      HasSubstr("velkmtx make survey.mesh terrain.topo survey.loc survey.mtx --wavelet d4 --tolerance 1e-3"));
+  EXPECT_THAT(end.out, HasSubstr("velkmtx make survey.mesh terrain.topo survey.loc survey.mtx\n"));
   EXPECT_THAT(end.err, IsEmpty());
 }
 
@@ -109,10 +107,11 @@ TEST_F(Velkmtx, HelpHasTheUsageLineAndEveryDefault) {
   EXPECT_THAT(help, HasSubstr("\nUsage: velkmtx make [OPTIONS] MESH TOPOGRAPHY LOCATIONS OUTPUT\n"));
   EXPECT_THAT(help, HasSubstr("--wavelet NAME "));
   EXPECT_THAT(help, HasSubstr("s8, s10, s12; default d4\n"));
-  EXPECT_THAT(help, HasSubstr("none, or depth (below); default none\n"));
+  EXPECT_THAT(help, HasSubstr("default volume where the mesh is padded, else none\n"));
   EXPECT_THAT(help, HasSubstr("w = ((z + z0) / (zmin + z0))^(-beta / 2)"));
   EXPECT_THAT(help, HasSubstr("--tolerance NUMBER "));
-  EXPECT_THAT(help, HasSubstr("default 0.001\n"));
+  EXPECT_THAT(help, HasSubstr("--accuracy NUMBER "));
+  EXPECT_THAT(help, HasSubstr("default 0.1\n"));
   EXPECT_THAT(help, HasSubstr("--threads NUMBER "));
   EXPECT_THAT(help, HasSubstr("default OMP_NUM_THREADS, or else all processors\n"));
   EXPECT_THAT(help, testing::Not(testing::ContainsRegex("TEXT|INT|FLOAT|Excludes|REQUIRED")));
@@ -142,6 +141,13 @@ TEST_F(Velkmtx, CommandLineErrorsGoToTheErrorStreamWithAStatus) {
                             "make mesh null loc g.mtx --tolerance x",
                             "make mesh null loc g.mtx --tolerance nan",
                             "make mesh null loc g.mtx --tolerance inf",
+                            "make mesh null loc g.mtx --accuracy 0",
+                            "make mesh null loc g.mtx --accuracy -1",
+                            "make mesh null loc g.mtx --accuracy x",
+                            "make mesh null loc g.mtx --accuracy 1 --largest 0",
+                            "make mesh null loc g.mtx --accuracy 1 --tolerance 0.1",
+                            "make mesh null loc g.mtx --accuracy 1 --dense",
+                            "make mesh null loc g.mtx --verify 0",
                             "make mesh null loc g.mtx --dense --wavelet d4",
                             "make mesh null loc g.mtx --dense --tolerance 0.1",
                             "make mesh null loc g.mtx --threads 0",
@@ -172,8 +178,9 @@ TEST_F(Velkmtx, OptionThatIsRefusedIsToldWithWhatItTakes) {
       first_line("--wavelet d14"),
       "velkmtx make: --wavelet: 'd14' is not one of haar, d4, d6, d8, d10, d12, s8, s10, s12; see velkmtx "
       "make --help");
-  EXPECT_EQ(first_line("--weights deep"),
-            "velkmtx make: --weights: 'deep' is not none or depth; see velkmtx make --help");
+  EXPECT_EQ(
+      first_line("--weights deep"),
+      "velkmtx make: --weights: 'deep' is not none, depth, volume or depth-volume; see velkmtx make --help");
   EXPECT_EQ(first_line("--tolerance abc"),
             "velkmtx make: --tolerance: 'abc' is not a number from 0 to 1; see velkmtx make --help");
   EXPECT_EQ(first_line("--tolerance nan"),
@@ -194,16 +201,20 @@ TEST_F(Velkmtx, SummaryTellsSizesAndWhatWasKept) {
   EXPECT_THAT(dense.out, testing::MatchesRegex("g.mtx: 5 data x 135 cells, 5.7 kB\n"
                                                "[0-9.]+ s, [0-9.]+ rows a second on 1 thread\n"));
   EXPECT_THAT(dense.err, IsEmpty());
-  const outcome compressed = run("make mesh null loc g.mtx");
+  const outcome compressed = run("make mesh null loc g.mtx --tolerance 1e-3");
   EXPECT_THAT(
       compressed.out,
       testing::MatchesRegex(
           "g.mtx: 5 data x 135 cells, [0-9.]+ kB, where a dense G has 2.7 kB\n"
-          "wavelet d4, tolerance 0.001: [0-9]+ to [0-9]+ coefficients in a row, median [0-9]+, [0-9.]+ % of "
+          "wavelet d4, weights volume, tolerance 0.001: [0-9]+ to [0-9]+ coefficients in a row, median "
+          "[0-9]+, [0-9.]+ % of "
           "the cube of 4 x 8 x 16\n"
-          "compression ratio [0-9.]+; relative error of a row [0-9.]+e-04 \\(at most [0-9.]+e-04\\), of data "
-          "of blocks in "
-          "the lower half of the mesh [0-9.]+e-0[0-9]\n"
+          "compression ratio [0-9.]+\n"
+          "relative error of a row [0-9.]+e-04 \\(at most [0-9.]+e-04\\); no datum is off by more than "
+          "[0-9.e-]+ nT for models up to 0.1\n"
+          "errors of the data of trial models, judged by 5 rows: uniform ground [0-9.e-]+ %, .*smooth ground "
+          "[0-9.e-]+ %\n"
+          "a row takes 2.[0-9] kB, a dense one 0.5 kB: --dense would be smaller, and lose nothing\n"
           "[0-9.]+ s, [0-9.]+ rows a second on [0-9]+ threads?\n"));
 }
 
@@ -338,9 +349,17 @@ TEST_F(Velkmtx, DirectionsOfEachDatumCount) {
   judge("mesh loc dense.mtx compressed.mtx d4 1e-3");
 }
 
-TEST_F(Velkmtx, DefaultsAreFourCoefficientsToleranceOneThousandthAndNoWeights) {
-  ASSERT_EQ(run("make mesh null loc default.mtx").status, 0);
-  ASSERT_EQ(run("make mesh null loc named.mtx --wavelet d4 --tolerance 1e-3 --weights none").status, 0);
+TEST_F(Velkmtx, DefaultsAreFourCoefficientsVolumeWeightsOnAPaddedMeshAndTheToleranceThatItTells) {
+  const std::string told = run("make mesh null loc default.mtx").out;
+  const auto word_behind = [&](const std::string& words) {
+    const std::string rest = told.substr(told.find(words) + words.size());
+    return rest.substr(0, rest.find_first_of(",:"));
+  };
+  EXPECT_THAT(told, HasSubstr(", for trial models within 1 %: "));
+  ASSERT_EQ(run("make mesh null loc named.mtx --wavelet d4 --weights volume --tolerance " +
+                word_behind("tolerance "))
+                .status,
+            0);
   EXPECT_EQ(folder.read("default.mtx"), folder.read("named.mtx"));
 }
 

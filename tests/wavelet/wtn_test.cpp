@@ -57,6 +57,30 @@ class flush_to_zero {
   unsigned before_;
 };
 
+TEST(WTN, IsThatOfEachDimensionAfterTheOther) {
+  set_filter(daubechies_4());
+  for (const i4 isign : {1, -1})
+    for (const shape nn : {shape{8, 16, 32}, shape{128, 4, 2}, shape{64, 8, 256}, shape{11, 13, 2}}) {
+      const values a = random_values(elements(nn));
+      values each = a;
+      WTN_along(each, nn[0], 1, isign);
+      WTN_along(each, nn[1], nn[0], isign);
+      WTN_along(each, nn[2], i8{nn[0]} * nn[1], isign);
+      EXPECT_TRUE(same_bits(each, transformed(a, nn, isign))) << text(nn);
+    }
+}
+
+TEST(WTN, AlongOneDimensionGivesEachOfSeveralBlocksWhatItGivesOne) {
+  set_filter(daubechies_4());
+  const shape nn{512, 256, 2};  // far enough apart for lines to be copied
+  values a = random_values(elements(nn)), each = a;
+  WTN_along(a, nn[1], nn[0], 1);
+  const std::size_t block = each.size() / 2;
+  WTN_along(std::span(each).first(block), nn[1], nn[0], 1);
+  WTN_along(std::span(each).last(block), nn[1], nn[0], 1);
+  EXPECT_TRUE(same_bits(each, a));
+}
+
 TEST(WTN, DimensionsOfAtMostFourLeaveTheCubeUnchanged) {
   set_filter(haar);
   for (const shape nn : {shape{4, 4, 4}, shape{1, 2, 3}, shape{4, 1, 4}})
