@@ -11,7 +11,6 @@
 namespace velko {
 namespace {
 
-using test::array_of;
 using test::numbers;
 
 numbers steps(r8 from, r8 width, int count) {
@@ -27,9 +26,9 @@ class TrialModels : public testing::Test {
     for (i4 i = 1; i <= 16; ++i)
       for (i4 j = 9; j <= 16; ++j) m.itop(i, j) = 2;
     s.ndata = 2;
-    s.xobs = array_of({-80, 80});
-    s.yobs = array_of({-80, 80});
-    s.zobs = array_of({30, 30});
+    s.xobs = owned_array1<r8>(numbers{-80, 80});
+    s.yobs = owned_array1<r8>(numbers{-80, 80});
+    s.zobs = owned_array1<r8>(numbers{30, 30});
   }
   std::vector<r8> column(std::string_view model, i4 i, i4 j) const {
     const auto number = std::ranges::find(trial_models::names, model) - trial_models::names.begin();
@@ -96,8 +95,8 @@ TEST_F(TrialModels, SmoothGroundChangesByLittleFromCellToCell) {
 TEST_F(TrialModels, AllButHillsHaveValuesForASingleDatumOverFlatGroundToo) {
   m.itop = owned_array2<i4>(m.ny, m.nx);
   s.ndata = 1;
-  s.xobs = array_of({3});
-  s.yobs = array_of({-4});
+  s.xobs = owned_array1<r8>(numbers{3});
+  s.yobs = owned_array1<r8>(numbers{-4});
   for (const std::string_view name : trial_models::names) EXPECT_EQ(sum(name) > 0.0, name != "hills") << name;
 }
 
