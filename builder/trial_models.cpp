@@ -120,14 +120,17 @@ void trial_models::fill_where(const column& at, r8 value, std::span<r8> values,
     values[n] = holds_at_depth(middle_below_top(at, n) - mesh_.znode(at.first)) ? value : 0.0;
 }
 
-/// Cubes, four of their sides apart.
+/// Cubes, four of their sides apart; next to a positive one stand negative ones. Each has its field to itself then, as a
+/// single one has it: those of many of one sign would add up to that of a sheet, which is next to none.
 bool trial_models::fill_blocks(const column& at, r8 side, std::span<r8> values) const {
-  const auto in_block = [&](r8 from_middle) {
-    const r8 period = 4.0 * side;
-    return std::abs(from_middle - period * std::floor(from_middle / period + 0.5)) < 0.5 * side;
-  };
-  if (!in_block(at.x) || !in_block(at.y)) return false;
-  fill_where(at, 0.05, values, [=](r8 depth) { return side < depth && depth < 2.0 * side; });
+  const r8 period = 4.0 * side;
+  const r8 nearest_x = std::floor(at.x / period + 0.5), nearest_y = std::floor(at.y / period + 0.5);
+  const bool inside =
+      std::abs(at.x - period * nearest_x) < 0.5 * side && std::abs(at.y - period * nearest_y) < 0.5 * side;
+  if (!inside) return false;
+  const bool positive = static_cast<i8>(nearest_x + nearest_y) % 2 == 0;
+  fill_where(at, positive ? 0.05 : -0.05, values,
+             [=](r8 depth) { return side < depth && depth < 2.0 * side; });
   return true;
 }
 

@@ -2,7 +2,8 @@
 /// a survey is made for.
 ///
 /// What     uniform ground; magnetised hills (all that lies above the median of the surface below the stations); blocks
-///          whose tops are as deep as they are high, in a lattice below all the ground, for three depths; a dipping
+///          whose tops are as deep as they are high, below all the ground, positive and negative as the squares of a chessboard, for
+///          three depths; a dipping
 ///          dyke; ground whose values change smoothly and at random
 /// Why      the norm of a row is that of the cells close to its datum: what becomes of the weak and the many, which
 ///          data are made of, it does not tell

@@ -63,14 +63,17 @@ TEST_F(TrialModels, HillsAreWhatLiesAboveTheMedianOfTheSurface) {
   EXPECT_EQ(column("hills", 3, 16), std::vector<r8>(14, 0.0));
 }
 
-TEST_F(TrialModels, BlocksAreAsDeepAsTheyAreHighAndFourSidesApart) {
+TEST_F(TrialModels, BlocksAreAsDeepAsTheyAreHighAndFourSidesApartWithSignsOfAChessboard) {
   // The stations extend over 160: deep blocks have sides of 40, in the middle and 160 further. Depths are middles of cells of 5.
   const std::vector<r8> inside = column("deep blocks", 9, 8);
   for (std::size_t k = 0; k < inside.size(); ++k)
     EXPECT_EQ(inside[k], k >= 8 ? 0.05 : 0.0) << k;  // 40 to 80 deep
   EXPECT_EQ(column("deep blocks", 9, 6), std::vector<r8>(16, 0.0));
   EXPECT_EQ(column("deep blocks", 6, 8), std::vector<r8>(16, 0.0));
-  EXPECT_GT(column("blocks", 1, 1)[4], 0.0);  // 80 from the middle: the next of those with sides of 20
+  // Those with sides of 20 stand 80 apart.
+  EXPECT_EQ(column("blocks", 8, 8)[4], 0.05);
+  EXPECT_EQ(column("blocks", 8, 1)[4], -0.05);
+  EXPECT_EQ(column("blocks", 1, 1)[4], 0.05);
   EXPECT_EQ(column("blocks", 5, 1)[4], 0.0);
 }
 
