@@ -60,6 +60,17 @@ void diagonal::begin_block(std::span<const r8> sums) {
   std::copy(sums.begin(), sums.end(), blocks_.front().begin());
 }
 
+std::vector<std::span<r8>> diagonal::sums_of(i4 piece) {
+  std::vector<std::span<r8>> all{piece_of(sum_, piece)};
+  for (owned_array1<r8>& block : blocks_) all.push_back(piece_of(block, piece));
+  return all;
+}
+
+void diagonal::clear() {
+  for (i4 piece = 0; piece < pieces(); ++piece)
+    for (const std::span<r8> sums : sums_of(piece)) std::ranges::fill(sums, 0.0);
+}
+
 std::span<const r8> diagonal::finish() {
   for (owned_array1<r8>& block : blocks_) add_to(sum_.elements(), block.elements());
   return sum_.elements();

@@ -34,6 +34,10 @@ class diagonal {
   /// The sums over the first rows of the block that follows.
   void begin_block(std::span<const r8> sums);
 
+  /// All that a piece has come to so far.
+  std::vector<std::span<r8>> sums_of(i4 piece);
+  void clear();
+
   /// The sum of all; nothing is added behind it.
   std::span<const r8> finish();
   /// Of an object that keeps its blocks: those that began with one of the rows.

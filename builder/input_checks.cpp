@@ -100,6 +100,12 @@ void check_survey(const survey_state& s) {
   for (i4 i = 1; i <= s.ndata; ++i) check_datum(s, i);
 }
 
+i4 first_datum_in_cells(const survey_state& s, const mesh_state& m) {
+  for (i4 i = 1; i <= s.ndata; ++i)
+    if (in_or_on_a_cell(m, s.xobs(i), s.yobs(i), s.zobs(i))) return i;
+  return 0;
+}
+
 i4 count_data_in_cells(const survey_state& s, const mesh_state& m) {
   i4 count = 0;
   for (i4 i = 1; i <= s.ndata; ++i)

@@ -19,4 +19,7 @@ void check_survey(const survey_state& s);
 /// Data in or on a cell below the surface: they have the field inside of rock, and on an edge a field without bounds.
 i4 count_data_in_cells(const survey_state& s, const mesh_state& m);
 
+/// The first of them; 0 where there is none.
+i4 first_datum_in_cells(const survey_state& s, const mesh_state& m);
+
 }  // namespace velko

@@ -4,7 +4,7 @@
 
 namespace velko {
 
-void record_writer::write(std::initializer_list<bytes_view> pieces) {
+void record_writer::write(std::span<const bytes_view> pieces) {
   record_left_ = 0;
   for (const bytes_view piece : pieces) record_left_ += static_cast<i8>(piece.size());
   first_ = true;
@@ -14,7 +14,8 @@ void record_writer::write(std::initializer_list<bytes_view> pieces) {
 }
 
 void record_writer::copy(bytes_view bytes) {
-  out_.write(bytes);
+  send_(bytes);
+  position_ += static_cast<i8>(bytes.size());
   sum_.add(bytes);
 }
 

@@ -258,6 +258,10 @@ compressed_row row_compressor::choose(r8 budget) {
   return {selection_.choose(cube_.elements(), importance_, budget), cube_.elements()};
 }
 
+void row_compressor::take(std::span<const i4> idx, std::span<const r4> val) {
+  for (std::size_t k = 0; k < idx.size(); ++k) cube_(idx[k]) = val[k];
+}
+
 /// Between two kept coefficients all are set to 0.
 void row_compressor::keep_only(std::span<const i4> idx) {
   std::ranges::fill(occupied_, char{0});

@@ -117,6 +117,9 @@ class row_compressor {
     }
   }
 
+  /// Takes coefficients as a file has them, for restore() to turn them into their row.
+  void take(std::span<const i4> idx, std::span<const r4> val);
+
  private:
   static std::size_t count(i4 n) { return static_cast<std::size_t>(n); }
 

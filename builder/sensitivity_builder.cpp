@@ -67,6 +67,7 @@ class row_account {
   row_statistics statistics() {
     row_statistics all;
     if (stored_.empty()) return all;
+    all.made = static_cast<i4>(stored_.size());
     std::sort(stored_.begin(), stored_.end());
     all.least = stored_.front();
     all.median = stored_[(stored_.size() - 1) / 2];
@@ -113,15 +114,6 @@ std::vector<std::unique_ptr<row_maker>> makers_for(i4 rows, const mesh_state& m,
   return makers;
 }
 
-void write_end(record_writer& out, provenance& made, diagonal& gdiag) {
-  write_diagonal(out, gdiag.finish());
-  made.end_stretch(out);
-  if (made.is_part())
-    for (const std::span<const r8> sums : gdiag.blocks_begun()) write_diagonal(out, sums);
-  made.end_stretch(out);
-  write_provenance(out, made);
-}
-
 /// The transform is told the filter, where there is one.
 void set_filter(const matrix_form& form) {
   if (form.compressed()) SET_WTN_FILTER(form.wfilter, static_cast<i4>(form.wfilter.size()));
@@ -157,44 +149,55 @@ std::string settings_of(const matrix_form& form) {
   return form.weights.z0 ? lines + fmt::format("z0 {}\n", *form.weights.z0) : lines;
 }
 
-row_statistics write_sensitivity(output_file& file, const mesh_state& m, const survey_state& s,
+row_statistics write_sensitivity(record_writer& out, const mesh_state& m, const survey_state& s,
                                  const matrix_form& form, const row_range& rows,
-                                 const std::function<void(i4)>& row_is_written, i4 rows_to_verify) {
+                                 const std::function<void(i4)>& row_is_written, i4 rows_to_verify,
+                                 run_notes* notes) {
   set_filter(form);
   const owned_array1<r8> wtz = cell_weights(m, s, form.weights);
   const trial_models trials(m, s);
-  const data_sample tried(rows_to_try, rows), verified(rows_to_verify, rows);
-  record_writer out(file);
   provenance made;
   made.origin = origin_of(settings_of(form), m, s, form.weights.kind, wtz.elements());
   made.rows = rows;
   made.stations = stations_of(s, rows);
-  write_geometry(out, m, rows.count(), form.wfilter, cube_around(m.ny, m.nx, m.nz), form.weights.kind,
-                 wtz.elements());
-  made.end_stretch(out);
+  diagonal gdiag(wtz.size(), rows, made.is_part());
+  const i4 there = notes != nullptr ? notes->restore(made, gdiag) : 0;
+  out.go_on_at(made.begin.back());
+  if (out.position() == 0) {
+    write_geometry(out, m, rows.count(), form.wfilter, cube_around(m.ny, m.nx, m.nz), form.weights.kind,
+                   wtz.elements());
+    made.end_stretch(out);
+  }
 
-  const auto makers = makers_for(rows.count(), m, s, form, wtz.elements());
+  const row_range left{rows.first + there, rows.last};
+  const data_sample tried(rows_to_try, left), verified(rows_to_verify, left);
+  const auto makers = makers_for(left.count(), m, s, form, wtz.elements());
   const auto maker_of = [&](int thread) -> row_maker& { return *makers[static_cast<std::size_t>(thread)]; };
   row_account account;
-  diagonal gdiag(wtz.size(), rows, made.is_part());
   std::vector<row_payload> records_to_verify;
   const auto make = [&](i4 row, int thread) {
-    make_row(maker_of(thread), rows.first + row);
-    if (tried.holds(rows.first + row)) maker_of(thread).try_models(trials);
+    make_row(maker_of(thread), left.first + row);
+    if (tried.holds(left.first + row)) maker_of(thread).try_models(trials);
   };
   const auto pass = [&](i4 stage, i4 row, int thread) {
     const row_maker& row_made = maker_of(thread);
-    const i4 datum = rows.first + row;
-    if (stage > 0) return gdiag.add(datum, row_made.row(), stage - 1);
+    const i4 datum = left.first + row;
+    if (stage > 0) {
+      gdiag.add(datum, row_made.row(), stage - 1);
+      if (notes != nullptr) notes->note_piece(datum, stage - 1, gdiag);
+      return;
+    }
     write_row(out, row_made.payload());
     made.end_stretch(out);
     made.loss.push_back(row_made.loss().one_norm);
     account.add(row_made);
     if (tried.holds(datum)) account.add_trials(row_made);
     if (verified.holds(datum)) records_to_verify.push_back(row_made.payload());
-    row_is_written(row + 1);
+    if (notes != nullptr) notes->begin(datum, made);
+    row_is_written(there + row + 1);
   };
-  rows_in_order(rows.count(), static_cast<int>(makers.size()), 1 + gdiag.pieces(), make, pass);
+  if (left.count() > 0)
+    rows_in_order(left.count(), static_cast<int>(makers.size()), 1 + gdiag.pieces(), make, pass);
   write_end(out, made, gdiag);
 
   row_statistics all = account.statistics();

@@ -8,7 +8,7 @@
 /// Memory   for each thread a row twice, a cube of r8 and, for the choice of coefficients, more than half a cube
 ///          (memory_for); wtz and gdiag twice; in a part a vector of their size for each 1024 rows; never G
 /// Threads  those of OpenMP; the bytes of the file are the same for every number of them, and on every machine
-/// Errors   std::bad_alloc; those of output_file; the program stop for a value of G beyond 32-bit floats; what
+/// Errors   std::bad_alloc; those of the file; the program stop for a value of G beyond 32-bit floats; what
 ///          `row_is_written` throws
 #pragma once
 
@@ -20,7 +20,8 @@
 #include "builder/cell_weights.h"
 #include "builder/cube_size.h"
 #include "builder/provenance.h"
-#include "files/output_file.h"
+#include "builder/record_writer.h"
+#include "builder/run_notes.h"
 #include "store/state.h"
 
 namespace velko {
@@ -60,6 +61,7 @@ struct verification {
 
 /// What became of the rows.
 struct row_statistics {
+  i4 made = 0;                         // rows that these are the statistics of
   i4 least = 0, median = 0, most = 0;  // values stored for a row
   i8 stored = 0;                       // for all
   r8 loss = 0, largest_loss = 0;       // 2-norm of stored minus computed, relative: of all rows; of the worst
@@ -80,11 +82,13 @@ i8 memory_for(const mesh_state& m, const matrix_form& form, i4 stored, int threa
 std::string settings_of(const matrix_form& form);
 
 /// Mesh, with its itop, and survey have passed check_mesh and check_survey; the rows are some of the survey's, or all. So
-/// many of them are verified once all are written. After each row `row_is_written` is called with the number of rows in the
+/// many of them are verified once all are written. With notes
+/// the rows of an earlier run that was killed stay, and the statistics are those of the others. After each row `row_is_written` is called with the number of rows in the
 /// file, by one thread at a time.
-row_statistics write_sensitivity(output_file& file, const mesh_state& m, const survey_state& s,
+row_statistics write_sensitivity(record_writer& out, const mesh_state& m, const survey_state& s,
                                  const matrix_form& form, const row_range& rows,
-                                 const std::function<void(i4)>& row_is_written, i4 rows_to_verify = 0);
+                                 const std::function<void(i4)>& row_is_written, i4 rows_to_verify = 0,
+                                 run_notes* notes = nullptr);
 
 /// The rows of a few data, spread over the survey, made and dropped: what all will be like. `seconds` is the time that
 /// one thread takes for one of them.

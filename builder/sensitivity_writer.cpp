@@ -64,4 +64,13 @@ void write_diagonal(record_writer& out, std::span<const r8> gdiag) {
   out.write({bytes_of(gdiag)});
 }
 
+void write_end(record_writer& out, provenance& made, diagonal& gdiag) {
+  write_diagonal(out, gdiag.finish());
+  made.end_stretch(out);
+  if (made.is_part())
+    for (const std::span<const r8> sums : gdiag.blocks_begun()) write_diagonal(out, sums);
+  made.end_stretch(out);
+  write_provenance(out, made);
+}
+
 }  // namespace velko

@@ -13,6 +13,8 @@
 #include <vector>
 
 #include "builder/cube_size.h"
+#include "builder/diagonal.h"
+#include "builder/provenance.h"
 #include "builder/record_writer.h"
 #include "builder/row_compression.h"
 #include "store/state.h"
@@ -34,5 +36,9 @@ void write_geometry(record_writer& out, const mesh_state& m, i4 ndata, std::span
                     const cube_size& cube, i4 wtz_kind, std::span<const r8> wtz);
 void write_row(record_writer& out, const row_payload& payload);
 void write_diagonal(record_writer& out, std::span<const r8> gdiag);
+
+/// What stands behind the rows: the diagonal and, in a part, its sums over blocks, and the provenance, which lacks only
+/// these stretches.
+void write_end(record_writer& out, provenance& made, diagonal& gdiag);
 
 }  // namespace velko

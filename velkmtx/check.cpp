@@ -14,6 +14,7 @@
 #include "store/state.h"
 #include "velkmtx/commands.h"
 #include "velkmtx/options.h"
+#include "velkmtx/text_diagnosis.h"
 
 namespace velko {
 
@@ -40,7 +41,8 @@ void add_to(std::vector<std::string>& lines, const std::string& name, const std:
 /// Without a provenance the file tells no more of its survey than the number of its data.
 std::vector<std::string> differences_to(const std::string& location_file,
                                         const sensitivity_contents& contents) {
-  read_data_file(location_file, false);
+  read_or_explain([&] { read_data_file(location_file, false); },
+                  [&] { return explain_location_file(location_file); });
   if (contents.made) return differences(survey, *contents.made);
   if (survey.ndata == contents.ndata_mtx) return {};
   return {fmt::format("{} data; the file was made for {}", survey.ndata, contents.ndata_mtx)};

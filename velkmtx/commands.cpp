@@ -98,6 +98,7 @@ int parse_and_run(int argc, const char* const* argv) {
   app.require_subcommand(0, 1);
   task chosen;
   add_make(app, chosen);
+  add_join(app, chosen);
   add_mesh(app, chosen);
   add_model(app, chosen);
   add_info(app, chosen);

@@ -17,6 +17,7 @@ using task = std::function<int()>;
 
 void add_check(CLI::App& app, task& chosen);
 void add_info(CLI::App& app, task& chosen);
+void add_join(CLI::App& app, task& chosen);
 void add_make(CLI::App& app, task& chosen);
 void add_mesh(CLI::App& app, task& chosen);
 void add_model(CLI::App& app, task& chosen);

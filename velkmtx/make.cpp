@@ -5,22 +5,31 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "builder/cell_weights.h"
 #include "builder/daubechies.h"
+#include "builder/growing_file.h"
 #include "builder/input_checks.h"
+#include "builder/likely_mistakes.h"
+#include "builder/run_notes.h"
 #include "builder/sensitivity_builder.h"
 #include "files/data_file.h"
 #include "files/mesh_file.h"
+#include "files/output_file.h"
+#include "reports/program_stop.h"
 #include "store/state.h"
+#include "text/number_text.h"
 #include "threads/team.h"
 #include "topography/topography_file.h"
 #include "velkmtx/commands.h"
 #include "velkmtx/options.h"
 #include "velkmtx/progress.h"
+#include "velkmtx/text_diagnosis.h"
 #include "velkmtx/whole_file.h"
 
 namespace velko {
@@ -63,6 +72,9 @@ struct make_options {
   r8 beta = 3.0, z0 = -1.0;                  // z0 < 0: not given
   int threads = 0;                           // 0: what OpenMP gives
   i4 rows_to_verify = 0;
+  row_range rows;  // none: all
+  bool resume = false, allow_buried = false;
+  r8 note_every = 10.0;  // seconds
 };
 
 constexpr r8 part_to_lose = 0.01;  // of data of trial models, where neither tolerance nor accuracy is given
@@ -87,15 +99,40 @@ matrix_form form_of(const make_options& options) {
   return form;
 }
 
+/// Stations in rock are there by mistake, as a rule.
+void check_burial(const make_options& options) {
+  const i4 buried = count_data_in_cells(survey, mesh);
+  if (buried == 0) return;
+  const std::string words =
+      fmt::format("{} of {} data lie in or on a cell below the surface, the first is datum {}", buried,
+                  survey.ndata, first_datum_in_cells(survey, mesh));
+  if (!options.allow_buried)
+    stop_program(
+        fmt::format("velkmtx: {}{}; --allow-buried takes them", words, cause_of_burial(mesh, survey)));
+  warn(words);
+}
+
+void warn_of_mistakes(const make_options& options) {
+  if (const long more = lines_behind_data(options.location_file, survey.ndata); more > 0)
+    warn(
+        fmt::format("{} has {} more lines behind those of its {} data; line 3 of those that are no comments "
+                    "is their number",
+                    options.location_file, more, survey.ndata));
+  for (const std::string& mistake : likely_mistakes(mesh, survey)) warn(mistake);
+}
+
 void read_inputs(const make_options& options) {
-  read_mesh_file(options.mesh_file);
+  read_or_explain([&] { read_mesh_file(options.mesh_file); },
+                  [&] { return explain_mesh_file(options.mesh_file); });
   check_mesh(mesh);
-  read_topography(options.topography_file);
+  read_or_explain([&] { read_topography(options.topography_file); },
+                  [&] { return explain_topography_file(options.topography_file); });
   check_surface(mesh);
-  read_data_file(options.location_file, false);
+  read_or_explain([&] { read_data_file(options.location_file, false); },
+                  [&] { return explain_location_file(options.location_file); });
   check_survey(survey);
-  if (const i4 buried = count_data_in_cells(survey, mesh); buried > 0)
-    warn(fmt::format("{} of {} data lie in or on a cell below the surface", buried, survey.ndata));
+  warn_of_mistakes(options);
+  check_burial(options);
 }
 
 std::string time_text(r8 seconds) {
@@ -107,12 +144,12 @@ std::string threads_text() {
   return fmt::format("{} thread{}", threads, threads == 1 ? "" : "s");
 }
 
-r8 dense_bytes() {
-  return 4.0 * survey.ndata * columns_of(mesh);
+r8 dense_bytes(const row_range& range) {
+  return 4.0 * range.count() * columns_of(mesh);
 }
 
-std::string sizes_text(const std::string& file, const std::string& bytes) {
-  return fmt::format("{}: {} data x {} cells, {}", file, survey.ndata, columns_of(mesh), bytes);
+std::string sizes_text(const std::string& file, const row_range& range, const std::string& bytes) {
+  return fmt::format("{}: {} data x {} cells, {}", file, range.count(), columns_of(mesh), bytes);
 }
 
 /// How the rows were chosen, and what they hold; empty for a dense G.
@@ -166,47 +203,110 @@ std::string verification_text(const verification& verified) {
                               : fmt::format("{:.1e} of it beyond what was told", verified.beyond));
 }
 
+/// Those asked for, once the survey is there.
+row_range rows_of(const make_options& options) {
+  if (options.rows.count() < 1) return {1, survey.ndata};
+  if (options.rows.last > survey.ndata)
+    stop_program(fmt::format("velkmtx: --rows {}:{}: the survey has {} data", options.rows.first,
+                             options.rows.last, survey.ndata));
+  return options.rows;
+}
+
 int tell_what_would_come(const make_options& options, const matrix_form& form) {
   constexpr i4 rows_to_try = 8;
   const row_sample sample = sample_rows(mesh, survey, form, rows_to_try);
   const int threads = team_size();
+  const row_range range = rows_of(options);
   const r8 bytes_of_value = options.dense ? 4.0 : 8.0;
-  const r8 rows = static_cast<r8>(sample.rows.stored) / sample.count * bytes_of_value * survey.ndata;
+  const r8 rows = static_cast<r8>(sample.rows.stored) / sample.count * bytes_of_value * range.count();
   const r8 weights_and_diagonal = 16.0 * columns_of(mesh);
-  const std::string dense = options.dense ? "" : ", where a dense G has " + size_text(dense_bytes());
-  print(sizes_text(options.output_file, "about " + size_text(rows + weights_and_diagonal)) + dense +
+  const std::string dense = options.dense ? "" : ", where a dense G has " + size_text(dense_bytes(range));
+  print(sizes_text(options.output_file, range, "about " + size_text(rows + weights_and_diagonal)) + dense +
         rows_text(options, form, sample.rows, sample.count) + losses_text(options, sample.rows) +
         advice_text(options, sample.rows, sample.count) +
         fmt::format("\nabout {} of memory and {} on {}, judged by {} rows; nothing is written",
                     size_text(static_cast<r8>(memory_for(mesh, form, sample.rows.most, threads))),
-                    time_text(sample.seconds * survey.ndata / threads), threads_text(), sample.count));
+                    time_text(sample.seconds * range.count() / threads), threads_text(), sample.count));
   return 0;
+}
+
+struct written_file {
+  row_statistics rows;
+  r8 bytes = 0;
+};
+
+/// Has `file` filled, through `out`, and given its name.
+template <class file_type>
+written_file fill(file_type& file, const make_options& options, const matrix_form& form,
+                  const row_range& range, const interruption& signals, run_notes* notes) {
+  progress_line progress(range.count(), options.quiet);
+  record_writer out(file);
+  const auto row_is_written = [&](i4 done) {
+    signals.look();
+    progress.show(done);
+  };
+  const row_statistics rows =
+      write_sensitivity(out, mesh, survey, form, range, row_is_written, options.rows_to_verify, notes);
+  return {rows, static_cast<r8>(out.position())};
+}
+
+/// What a run before that was killed has left stays, and what this one leaves when it is killed.
+int write_on(const make_options& options,
+             const std::function<void(growing_file&, const interruption&)>& write) {
+  const interruption signals;
+  growing_file file(options.output_file);
+  try {
+    write(file, signals);
+    signals.look();
+  } catch (const interrupted& end) {
+    warn(fmt::format("interrupted; {} is as it was, and the same command goes on where this run stood",
+                     options.output_file));
+    return 128 + end.signal;  // as shells tell a signal
+  }
+  file.finish();
+  return 0;
+}
+
+/// Gives the exit status.
+int write_file_of(const make_options& options, const matrix_form& form, const row_range& range,
+                  written_file& written) {
+  if (!options.resume)
+    return write_whole_file(options.output_file, [&](output_file& file, const interruption& signals) {
+      written = fill(file, options, form, range, signals, nullptr);
+    });
+  const std::string notes_file = options.output_file + ".notes";
+  const int status = write_on(options, [&](growing_file& file, const interruption& signals) {
+    run_notes notes(file, notes_file, options.note_every);
+    written = fill(file, options, form, range, signals, &notes);
+  });
+  if (status == 0) std::remove(notes_file.c_str());
+  return status;
+}
+
+std::string rows_there_text(const row_range& range, const row_statistics& rows) {
+  if (rows.made == range.count()) return "";
+  return fmt::format("\n{} of {} rows were there from a run before; what follows is of the others",
+                     range.count() - rows.made, range.count());
 }
 
 int write_file(const make_options& options, const matrix_form& form) {
   const auto start = std::chrono::steady_clock::now();
-  row_statistics rows;
-  r8 bytes = 0;
-  const int status =
-      write_whole_file(options.output_file, [&](output_file& file, const interruption& signals) {
-        progress_line progress(survey.ndata, options.quiet);
-        const auto row_is_written = [&](i4 done) {
-          signals.look();
-          progress.show(done);
-        };
-        rows = write_sensitivity(file, mesh, survey, form, {1, survey.ndata}, row_is_written,
-                                 options.rows_to_verify);
-        bytes = static_cast<r8>(file.bytes_written());
-      });
+  const row_range range = rows_of(options);
+  written_file written;
+  const int status = write_file_of(options, form, range, written);
   if (status != 0 || options.quiet) return status;
+  const row_statistics& rows = written.rows;
   const r8 seconds = std::chrono::duration<r8>(std::chrono::steady_clock::now() - start).count();
-  const std::string dense = options.dense ? "" : ", where a dense G has " + size_text(dense_bytes());
+  const std::string dense = options.dense ? "" : ", where a dense G has " + size_text(dense_bytes(range));
+  const std::string about_rows =
+      rows.made == 0 ? ""
+                     : rows_text(options, form, rows, rows.made) + losses_text(options, rows) +
+                           advice_text(options, rows, rows.made) + verification_text(rows.verified);
   print_summary_of(options.output_file,
-                   sizes_text(options.output_file, size_text(bytes)) + dense +
-                       rows_text(options, form, rows, survey.ndata) + losses_text(options, rows) +
-                       advice_text(options, rows, survey.ndata) + verification_text(rows.verified) +
+                   sizes_text(options.output_file, range, size_text(written.bytes)) + dense +
+                       rows_there_text(range, rows) + about_rows +
                        fmt::format("\n{}, {:.1f} rows a second on {}", time_text(seconds),
-                                   survey.ndata / seconds, threads_text()));
+                                   rows.made / seconds, threads_text()));
   return 0;
 }
 
@@ -294,8 +394,35 @@ void add_weights(CLI::App& app, make_options& into) {
       ->option_text("NUMBER");
 }
 
+/// "1:5000"
+row_range rows_named(const std::string& text) {
+  const std::size_t colon = text.find(':');
+  row_range rows;
+  const bool good = colon != text.npos && is_number(std::string_view(text).substr(0, colon), rows.first) &&
+                    is_number(std::string_view(text).substr(colon + 1), rows.last) && rows.first >= 1 &&
+                    rows.last >= rows.first;
+  if (!good) throw CLI::ValidationError("--rows", "'" + text + "' is not FIRST:LAST, as in 1:5000");
+  return rows;
+}
+
 void add_run(CLI::App& app, make_options& into) {
   const auto is_count = [](int n) { return n >= 1 && n <= 1024; };
+  app.add_option_function<std::string>(
+         "--rows", [&into](const std::string& text) { into.rows = rows_named(text); },
+         "make a part: the rows of these data alone, counted from 1;\nvelkmtx join makes one file of parts")
+      ->option_text("FIRST:LAST");
+  CLI::Option* resume = app.add_flag("--resume", into.resume,
+                                     "keep the rows in OUTPUT.unfinished as they come, and in\nOUTPUT.notes "
+                                     "how far they are; if such a run "
+                                     "was killed,\ngo on with what it left")
+                            ->option_text(" ");
+  app.add_option("--note-every", into.note_every, "seconds between two notes at the least; default 10")
+      ->check(allowed<r8>([](r8 s) { return 0.0 <= s && s < 1e6; }, "a number of at least 0"))
+      ->needs(resume)
+      ->option_text("NUMBER");
+  app.add_flag("--allow-buried", into.allow_buried,
+               "take stations in or on a cell below the surface;\nthey are an error otherwise")
+      ->option_text(" ");
   app.add_option("--threads", into.threads,
                  "threads to work on, 1 to 1024;\ndefault OMP_NUM_THREADS, or else all processors")
       ->check(allowed<int>(is_count, "a whole number from 1 to 1024"))

@@ -20,6 +20,7 @@
 #include "topography/topography_file.h"
 #include "velkmtx/commands.h"
 #include "velkmtx/options.h"
+#include "velkmtx/text_diagnosis.h"
 #include "velkmtx/whole_file.h"
 
 namespace velko {
@@ -59,7 +60,8 @@ struct survey_space {
 };
 
 survey_space space_of_stations(const mesh_options& options) {
-  read_data_file(options.location_file, false);
+  read_or_explain([&] { read_data_file(options.location_file, false); },
+                  [&] { return explain_location_file(options.location_file); });
   const interval z = range_of(survey.zobs, "z");
   return {range_of(survey.xobs, "x"),
           range_of(survey.yobs, "y"),
@@ -67,7 +69,9 @@ survey_space space_of_stations(const mesh_options& options) {
 }
 
 survey_space space_of_points(const std::string& topography_file) {
-  const bounding_box box = read_extent_of_topography(topography_file);
+  bounding_box box;
+  read_or_explain([&] { box = read_extent_of_topography(topography_file); },
+                  [&] { return explain_topography_file(topography_file); });
   if (box.min_x > box.max_x) stop_program("velkmtx: " + topography_file + " has no points");
   return {{box.min_x, box.max_x}, {box.min_y, box.max_y}, {}};
 }
@@ -92,9 +96,11 @@ survey_space space_of(const mesh_options& options) {
 /// The surface over all columns of the mesh, where its index will be taken from.
 interval ground_of(const std::string& topography_file, const mesh_axes& axes) {
   fill_mesh(mesh, axes);
+  triangulated_surface surface;
+  read_or_explain([&] { surface = read_surface(topography_file); },
+                  [&] { return explain_topography_file(topography_file); });
   const owned_array2<r8> gz =
-      sample_surface(read_surface(topography_file), sample_positions(mesh.ynode, mesh.ny),
-                     sample_positions(mesh.xnode, mesh.nx));
+      sample_surface(surface, sample_positions(mesh.ynode, mesh.ny), sample_positions(mesh.xnode, mesh.nx));
   const auto [low, high] = std::minmax_element(gz.begin(), gz.end());
   return {*low, *high};
 }

@@ -17,6 +17,7 @@
 #include "store/state.h"
 #include "velkmtx/commands.h"
 #include "velkmtx/options.h"
+#include "velkmtx/text_diagnosis.h"
 #include "velkmtx/whole_file.h"
 
 namespace velko {
@@ -75,7 +76,8 @@ void print_summary(const std::string& name, const std::vector<body>& bodies, con
 
 int make_model_file(const model_options& options) {
   check_output_is_no_input(options.output_file, {options.mesh_file, options.body_file});
-  read_mesh_file(options.mesh_file);
+  read_or_explain([&] { read_mesh_file(options.mesh_file); },
+                  [&] { return explain_mesh_file(options.mesh_file); });
   check_mesh(mesh);
   const body_list list = bodies_of(options);
   const sampled_model model =

@@ -8,6 +8,7 @@
 #include "builder/diagonal.h"
 #include "builder/file_bytes.h"
 #include "builder/sensitivity_scan.h"
+#include "files/output_file.h"
 #include "store/record_reader.h"
 #include "tests/support/sensitivity_file.h"
 #include "tests/support/temporary_folder.h"

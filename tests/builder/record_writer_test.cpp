@@ -6,6 +6,7 @@
 #include <cstring>
 #include <vector>
 
+#include "files/output_file.h"
 #include "tests/support/temporary_folder.h"
 
 namespace velko {
