@@ -177,6 +177,7 @@ std::vector<std::string> likely_mistakes(const mesh_state& m, const survey_state
 
 std::string cause_of_burial(const mesh_state& m, const survey_state& s) {
   if (x_counts_lines(s)) return identifier_hint;
+  if (2 * i8{count_data_in_cells(s, m)} <= s.ndata) return {};
   survey_state upside_down = stations_of(s, {1, s.ndata});
   for (r8& z : upside_down.zobs.elements()) z = -z;
   return count_data_in_cells(upside_down, m) == 0 ? "; are depths given for elevations?" : "";

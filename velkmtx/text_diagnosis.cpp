@@ -232,7 +232,8 @@ class location_walk {
       if (!walk.take(v.type)) {
         const std::size_t place = line_begin_ + walk.place();
         return walk.at_end() ? says_.line_ends(place, v.what, cause_of_short_line())
-                             : says_.bad_word(place, walk.word(), v.what, cause_of_word(walk.word()));
+                             : says_.bad_word(place, walk.word(), v.what,
+                                              cause_of_word(walk.word(), &v == &values.front()));
       }
       value_ = walk.value();
       value_place_ = walk.place() - std::min(walk.place(), value_.size());
@@ -281,9 +282,10 @@ class location_walk {
            "of them "
            "missing?";
   }
-  std::string cause_of_word(std::string_view word) const {
+  std::string cause_of_word(std::string_view word, bool is_first) const {
     if (records_ >= 3)
-      return begins_with_letter(word) ? "a data line begins with x y z: no names, no identifiers" : "";
+      return is_first && begins_with_letter(word) ? "a data line begins with x y z: no names, no identifiers"
+                                                  : "";
     if (begins_with_letter(word)) return "there is no line of headings in this file";
     return records_ == 0 ? "" : lost_line();
   }
@@ -359,7 +361,8 @@ class topography_walk {
       for (const char* name : {"x", "y", "the elevation"}) {
         const auto wanted = [&] { return fmt::format("{} of point {}", name, point); };
         if (!walk.take(kind::real))
-          return complaint(walk, wanted(), fmt::format("the first line promises {} points", count));
+          return complaint(walk, wanted(),
+                           walk.at_end() ? fmt::format("the first line promises {} points", count) : "");
         r8 value = 0;
         if (is_number(walk.value(), value) && !std::isfinite(value))
           return says_.bad_word(walk.place() - walk.value().size(), walk.value(), wanted(),

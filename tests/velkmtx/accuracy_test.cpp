@@ -164,7 +164,7 @@ TEST_F(Accuracy, WeightsAreByVolumeWhereAMeshIsPaddedAndNoneWhereItIsNotOrGIsDen
   EXPECT_EQ(kind_of("mesh topo loc"), 2);
   EXPECT_EQ(kind_of("mesh topo loc --weights none"), 0);
   EXPECT_EQ(kind_of("mesh topo loc --weights depth-volume"), 3);
-  folder.write("even", "9 8 7\n0 0 10\n9*20\n8*20\n7*10\n");
+  folder.write("even", "10 8 7\n0 0 10\n10*20\n8*20\n7*10\n");
   EXPECT_EQ(kind_of("even null loc"), 0);
   output_of("make mesh topo loc g.mtx --dense");
   load("g.mtx");

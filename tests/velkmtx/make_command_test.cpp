@@ -93,7 +93,9 @@ TEST_F(MakeCommand, SurfaceBelowTheWholeMeshIsRefused) {
 TEST_F(MakeCommand, TopographyThatCannotBeReadIsOneLine) {
   expect_error("make mesh none loc g.mtx", 1, "velkmtx: ERROR: topography file not found: none\n");
   folder.write("topo", "4\n-10 -10 85\n-10 x\n");
-  expect_error("make mesh topo loc g.mtx", 1, "velkmtx: ERROR reading topography file topo\n");
+  expect_error(
+      "make mesh topo loc g.mtx", 1,
+      "velkmtx: ERROR reading topography file topo: line 3, column 5: 'x' where y of point 2 is wanted\n");
   expect_error("make mesh loc loc g.mtx", 1, "velkmtx: ");
   expect_error("make mesh topo loc topo", 1,
                "velkmtx: topo is an input; the output should be another file\n");
@@ -115,7 +117,7 @@ TEST_F(MakeCommand, WithoutWeightsAllAreOne) {
   EXPECT_THAT(store.wtz.elements(), testing::Each(1.0));
 }
 
-TEST_F(MakeCommand, DataInOrOnCellsBelowTheSurfaceAreCountedInAWarning) {
+TEST_F(MakeCommand, DataInOrOnCellsBelowTheSurfaceAreCountedInAWarningWhereTheyAreAskedFor) {
   folder.write("loc",
                "62 -4 52000\n62 -4 1\n5\n"
                "10 40 110\n"    // above the mesh
@@ -123,16 +125,16 @@ TEST_F(MakeCommand, DataInOrOnCellsBelowTheSurfaceAreCountedInAWarning) {
                "20 25 20\n"     // on a corner of eight of them
                "0 40 20\n"      // on the side of the mesh
                "115 90 70\n");  // in the air
-  const test::program_run run = velkmtx("make mesh topo loc g.mtx");
+  const test::program_run run = velkmtx("make mesh topo loc g.mtx --allow-buried");
   EXPECT_EQ(run.status, 0);
-  EXPECT_EQ(run.err, "velkmtx: 3 of 5 data lie in or on a cell below the surface\n");
+  EXPECT_EQ(run.err, "velkmtx: 3 of 5 data lie in or on a cell below the surface, the first is datum 2\n");
   load("g.mtx");
   EXPECT_EQ(store.ndata_mtx, 5);
 }
 
 TEST_F(MakeCommand, ValuesAreFiniteForDataOnEdgesAndCorners) {
   folder.write("loc", "62 -4 52000\n58 -10 1\n4\n20 25 20\n20 30 20\n20 25 25\n27 25 20\n");
-  EXPECT_EQ(velkmtx("make mesh topo loc g.mtx --dense").status, 0);
+  EXPECT_EQ(velkmtx("make mesh topo loc g.mtx --dense --allow-buried").status, 0);
   load("g.mtx");
   for (const r4 value : store.Gfull.elements()) EXPECT_LT(std::abs(value), 1e6f);
 }
@@ -168,7 +170,9 @@ class LongRun : public MakeCommand {
   LongRun() {
     folder.write("mesh", "64 64 32\n0 0 80\n64*2\n64*2\n32*4\n");
     std::string text = "62 -4 52000\n62 -4 1\n20000\n";
-    for (int n = 0; n < 20000; ++n) text += std::to_string(n % 128) + " " + std::to_string(n % 97) + " 120\n";
+    for (int n = 0; n < 20000; ++n)
+      text += std::to_string(n % 128) + " " + std::to_string(n % 97) + " " + std::to_string(120 + n / 12000) +
+              "\n";
     folder.write("loc", text);
     folder.write("g.mtx", "earlier");
   }

@@ -123,7 +123,7 @@ TEST_F(MeshCommand, BadTopographyIsToldInALine) {
                "0.00000000E+00  9.00000000E+00: ...: Error: 6 duplicate points found in topography file.\n");
   folder.write("loc", "62 -4 5\n62 -4 1\n0\n");
   expect_error("mesh m --cell 1 --locations loc", 1,
-               "velkmtx: ERROR: Number of data should be positive: loc\n");
+               "velkmtx: ERROR: Number of data should be positive: loc: line 3: the number of data is 0\n");
 }
 
 TEST_F(MeshCommand, AreaWithoutWidthGetsOneCell) {
@@ -185,7 +185,9 @@ TEST_F(MeshCommand, WrongOptionsAreToldInALine) {
 TEST_F(MeshCommand, InputThatCannotBeReadIsToldInALine) {
   expect_error("mesh m --cell 10 --locations none", 1, "velkmtx: ERROR: data file not found: none\n");
   folder.write("loc", "62 -4 52000\n62 -4 1\n1\n0 0 x\n");
-  expect_error("mesh m --cell 10 --locations loc", 1, "velkmtx: ERROR reading data file loc: 0 0 x\n");
+  expect_error(
+      "mesh m --cell 10 --locations loc", 1,
+      "velkmtx: ERROR reading data file loc: 0 0 x: line 4, column 5: 'x' where z of datum 1 is wanted\n");
   folder.write("loc", "62 -4 52000\n62 -4 1\n1\n0 inf 0\n");
   expect_error("mesh m --cell 10 --locations loc", 1,
                "velkmtx: datum 1 lies at y = inf, which is not finite\n");

@@ -38,6 +38,15 @@ constexpr auto small_survey =
     "160 10 60\n"
     "300 -20 -30\n"
     "100 -50 50\n";
+constexpr auto survey_above_the_mesh =
+    "62.0 -4.0 52000.0\n"
+    "62.0 -4.0 1\n"
+    "5\n"
+    "110 -40 40\n"
+    "150.5 0 35\n"
+    "160 10 60\n"
+    "220 -20 30\n"
+    "100 -50 50\n";
 constexpr auto survey_of_own_directions =
     "62.0 -4.0 52000.0\n"
     "0 0 0\n"
@@ -196,6 +205,7 @@ TEST_F(Velkmtx, OptionsTakeTheEndsOfTheirRanges) {
 }
 
 TEST_F(Velkmtx, SummaryTellsSizesAndWhatWasKept) {
+  folder.write("loc", survey_above_the_mesh);
   const outcome dense = run("make mesh null loc g.mtx --dense --threads 1");
   EXPECT_EQ(dense.status, 0);
   EXPECT_THAT(dense.out, testing::MatchesRegex("g.mtx: 5 data x 135 cells, 5.7 kB\n"
@@ -227,6 +237,7 @@ TEST_F(Velkmtx, SummaryTellsLargeSizesInMegabytes) {
 }
 
 TEST_F(Velkmtx, QuietRunSaysNothing) {
+  folder.write("loc", survey_above_the_mesh);
   const outcome end = run("make mesh null loc g.mtx --quiet");
   EXPECT_EQ(end.status, 0);
   EXPECT_THAT(end.out, IsEmpty());
@@ -238,7 +249,9 @@ TEST_F(Velkmtx, ReadersReportOnTheErrorStream) {
   expect_failure("make none null loc g.mtx", "velkmtx: ERROR: mesh file not found: none\n");
   expect_failure("make mesh null none g.mtx", "velkmtx: ERROR: data file not found: none\n");
   folder.write("mesh", "5 3 9\n0 0 0\n1 2 x\n");
-  expect_failure("make mesh null loc g.mtx", "velkmtx: ERROR reading mesh file: mesh\n");
+  expect_failure(
+      "make mesh null loc g.mtx",
+      "velkmtx: ERROR reading mesh file: mesh: line 3, column 5: 'x' where width 3 along x is wanted\n");
 }
 
 TEST_F(Velkmtx, OutputThatCannotBeWrittenFails) {
