@@ -12,6 +12,7 @@
 
 #include "benchmarks/wanted_bytes.h"
 #include "builder/record_writer.h"
+#include "files/output_file.h"
 #include "reports/channel.h"
 #include "store/getpar.h"
 #include "store/state.h"
