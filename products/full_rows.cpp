@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "products/row_kernels.h"
+#include "reports/interruption.h"
 #include "store/state.h"
 #include "threads/team.h"
 
@@ -53,6 +54,7 @@ vectors<number> vectors_of(array2<number> a) {
 
 /// y(r) of model l = row r of the group times model l.
 void dots(const row_group& rows, const vectors<const r8>& v, const vectors<r8>& y) {
+  if (interruption_is_asked_for()) return;
   const row_kernels& kernels = best_row_kernels();
   i8 l = 0;
   for (; l + dense_models_at_once <= v.count; l += dense_models_at_once)
@@ -97,7 +99,7 @@ struct column_tiles {
 /// Adds a block of rows to one tile of y; s is that of the block's first row.
 void add_to_tile(const column_tiles& tiles, i8 tile, const row_block& block, const vectors<const r8>& s,
                  const vectors<r8>& y) {
-  for (i8 g = 0; g < block.groups(); ++g) {
+  for (i8 g = 0; g < block.groups() && !interruption_is_asked_for(); ++g) {
     const row_group rows = block.group(g);
     add(rows, {s.first + (rows.first - block.first), s.n, s.count, s.stride}, tiles.first(tile),
         tiles.length(tile), y);
@@ -139,6 +141,7 @@ void CALC_FULL_GV_BLOCK(array2<const r8> models, array2<r8> data) {
     const row_group group = rows.group(g);
     dots(group, v, {y.first + group.first, group.size, y.count, y.stride});
   }
+  end_if_interrupted();
 }
 
 void CALC_FULL_GTV_BLOCK(array2<const r8> data, array2<r8> models) {
@@ -151,6 +154,7 @@ void CALC_FULL_GTV_BLOCK(array2<const r8> data, array2<r8> models) {
     clear_tile(tiles, tile, y);
     add_to_tile(tiles, tile, all_rows(), v, y);
   }
+  end_if_interrupted();
 }
 
 void CALC_FULL_GTGV_BLOCK(array2<const r8> from, array2<r8> to) {
@@ -178,6 +182,7 @@ void CALC_FULL_GTGV_BLOCK(array2<const r8> from, array2<r8> to) {
       for (i8 tile = 0; tile < tiles.count; ++tile) add_to_tile(tiles, tile, block, as_const(s), y);
     }
   }
+  end_if_interrupted();
 }
 
 void CALC_FULL_GV(std::span<const r8> v, std::span<r8> y) {

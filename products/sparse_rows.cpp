@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "products/row_kernels.h"
-#include "reports/program_stop.h"
+#include "reports/interruption.h"
 #include "store/getpar.h"
 #include "store/state.h"
 #include "threads/team.h"
@@ -87,7 +87,7 @@ class slab_sum {
   void add_to_part(i8 number, row_range rows, const r8* s) {
     part& mine = parts_[static_cast<std::size_t>(number)];
     if (mine.to.size == 0) return;
-    for (i8 i = rows.first; i <= rows.last; ++i, s += models_)
+    for (i8 i = rows.first; i <= rows.last && !interruption_is_asked_for(); ++i, s += models_)
       order_ == row_order::ascending ? add_entries_of_slab(mine, i, s) : add_entries_in_slab(mine.to, i, s);
   }
 
@@ -190,7 +190,8 @@ void add_normal_rows(slab_sum& sum, row_range rows, std::span<const r8> v, i8 mo
     block = block_from(block.last + 1, rows.last, sum.parts(), limits);
 #pragma omp for schedule(static)
     for (i8 i = block.first; i <= block.last; ++i)
-      kernels.row_dots(entries_of(store.Gs(i)), v.data(), ncube, s + (i - block.first) * models, outside);
+      if (!interruption_is_asked_for())
+        kernels.row_dots(entries_of(store.Gs(i)), v.data(), ncube, s + (i - block.first) * models, outside);
 #pragma omp for schedule(static) nowait
     for (i8 part = 0; part < sum.parts(); ++part) sum.add_to_part(part, block, s);
   }
@@ -227,7 +228,8 @@ void dots_of_rows(row_range rows, std::span<const r8> v, std::span<r8> y, i8 mod
     outside = false;
 #pragma omp parallel for schedule(static) num_threads(team_size())
     for (i8 i = rows.first; i <= rows.last; ++i)
-      kernels.row_dots(entries_of(store.Gs(i)), v.data(), ncube, y.data() + (i - 1) * models, outside);
+      if (!interruption_is_asked_for())
+        kernels.row_dots(entries_of(store.Gs(i)), v.data(), ncube, y.data() + (i - 1) * models, outside);
   } while (rows_renewed());
   if (outside) stop_program("idx outside the cube");
 }

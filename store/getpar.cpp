@@ -4,6 +4,7 @@
 #include <limits>
 #include <string>
 
+#include "reports/interruption.h"
 #include "reports/reports.h"
 #include "store/cell_geometry.h"
 #include "store/mesh_block.h"
@@ -80,6 +81,7 @@ bool place_row(record_reader& in, sparse_row& row, i8 nnz) {
 }
 
 bool read_sparse_row(record_reader& in, sparse_row& row) {
+  end_if_interrupted();
   i4 count = 0;
   if (!in.begin_record() || !in.read(count)) return false;
   const i8 nnz = std::max(count, 0);
@@ -111,6 +113,7 @@ void warn_of_dense_form(int attempt) {
 }
 
 bool read_dense_row(record_reader& in, std::span<r4> row) {
+  end_if_interrupted();
   return in.begin_record() && in.read_all(row) && in.end_record();
 }
 
@@ -211,14 +214,18 @@ bool renewed_before_use() {
   return take_rows_again();
 }
 
+void open_sensitivity_file(record_reader& in, std::string_view file_name) {
+  if (!in.open(file_name)) report_file_not_found("sensitivity", file_name);
+  store.file_name = without_trailing_blanks(file_name);
+}
+
 }  // namespace
 
 void getpar(std::string_view file_name) {
   constexpr int attempts = 3;
   for (int attempt = 1;; ++attempt) {
     record_reader in;
-    if (!in.open(file_name)) report_file_not_found("sensitivity", file_name);
-    store.file_name = without_trailing_blanks(file_name);
+    open_sensitivity_file(in, file_name);
     const bool complete = read_store(in, attempt), unchanged = in.unchanged();
     if (complete && unchanged) return;
     if (unchanged || attempt == attempts) report_read_error();
@@ -236,7 +243,14 @@ bool rows_renewed() {
   return false;
 }
 
+void read_mesh_of_sensitivity_file(std::string_view file_name) {
+  record_reader in;
+  open_sensitivity_file(in, file_name);
+  if (!read_header(in)) report_read_error();
+}
+
 void check_rows_in_place() {
+  end_if_interrupted();
   if (!store.Gs_file.intact()) report_read_error();
   if (store.Gs_used) store.Gs_file.note_contents();
   store.Gs_used = true;

@@ -22,6 +22,9 @@ namespace velko {
 
 void getpar(std::string_view file_name);
 
+/// Fills `mesh` alone, with its surface; no more of the file is read.
+void read_mesh_of_sensitivity_file(std::string_view file_name);
+
 // Rows that stand in the sensitivity file change when somebody writes there (docs/rows_in_place.md). Every product asks before
 // its pass over the rows, and after it before its result is used.
 
