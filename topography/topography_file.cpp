@@ -235,6 +235,13 @@ void read_topography(std::string_view file_name) {
   classify_columns(gz, mesh.znode, mesh.ny, mesh.nx, mesh.nz, mesh.ztop, mesh.itop);
 }
 
+owned_array2<r8> read_topography_points(std::string_view file_name) {
+  topography_lines in(file_name);
+  owned_array2<r8> points(uninitialised, 3, in.read_number_of_points());
+  for (i8 i = 1; i <= points.extent(2); ++i) in.read_point(points(1, i), points(2, i), points(3, i));
+  return points;
+}
+
 bounding_box read_extent_of_topography(std::string_view file_name) {
   topography_lines in(file_name);
   bounding_box box;

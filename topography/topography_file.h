@@ -46,6 +46,9 @@ struct bounding_box {
   static constexpr r8 far_away = 1e15;  // where the searches for the least and the greatest start
 };
 
+/// The points of the file as they stand: (3, n), x, y and elevation of each.
+owned_array2<r8> read_topography_points(std::string_view file_name);
+
 /// The box around the points of the file, for somebody who has no mesh yet.
 bounding_box read_extent_of_topography(std::string_view file_name);
 

@@ -5,6 +5,7 @@ namespace velko {
 namespace {
 
 using test::outcome;
+using test::outcome_of;
 using test::Silent;
 using test::StopsAfter;
 using testing::ElementsAre;
@@ -127,6 +128,48 @@ TEST_F(DataFile, IdirAndNumberOfDataAreCheckedBeforeTheMatrix) {
               StopsAfter("\nERROR: idir in data file should be 0 or 1.\n90 0 2\n"));
   EXPECT_THAT(read_observations("65 0 5e4\n90 0 1\n0\n"),
               StopsAfter("\nERROR: Number of data should be positive.\n" + name_ + "\n"));
+}
+
+/// The columns that read_survey_file finds behind the positions.
+class SurveyFile : public test::data_file_reader {
+ protected:
+  outcome read(const std::string& lines, i4 columns = as_in_the_first_line) {
+    return outcome_of(
+        [&, name = file("65 0 5e4\n90 0 1\n" + lines)] { found_ = read_survey_file(name, columns); });
+  }
+  data_values found_;
+};
+
+TEST_F(SurveyFile, HoldsValuesAsTheyStand) {
+  EXPECT_THAT(read("2\n1 2 3 8 2\n4 5 6 9 3\n"), Silent());
+  EXPECT_THAT(survey.zobs.elements(), ElementsAre(3, 6));
+  EXPECT_THAT(found_.value.elements(), ElementsAre(8, 9));
+  EXPECT_THAT(found_.deviation.elements(), ElementsAre(2, 3));
+}
+
+TEST_F(SurveyFile, FirstLineTellsTheColumns) {
+  EXPECT_THAT(read("2\n1 2 3 8 words\n4 5 6 9 10\n"), Silent());
+  EXPECT_THAT(found_.value.elements(), ElementsAre(8, 9));
+  EXPECT_EQ(found_.deviation.size(), 0);
+  EXPECT_THAT(read("1\n1 2 3 !\n"), Silent());
+  EXPECT_EQ(found_.value.size(), 0);
+}
+
+TEST_F(SurveyFile, SlashEndsTheFirstLine) {
+  EXPECT_THAT(read("1\n1 2 3 / 8 2\n"), Silent());
+  EXPECT_EQ(found_.value.size(), 0);
+}
+
+TEST_F(SurveyFile, ColumnsThatAreAskedForHaveToBeThere) {
+  EXPECT_THAT(read("1\n1 2 3 8\n", 0), Silent());
+  EXPECT_EQ(found_.value.size(), 0);
+  EXPECT_THAT(read("1\n1 2 3 8\n", 2), StopsAfter(reading_error("1 2 3 8")));
+  EXPECT_THAT(read("2\n1 2 3 8\n1 2 3\n"), StopsAfter(reading_error("1 2 3")));
+}
+
+TEST_F(SurveyFile, DeviationsAreAboveZero) {
+  EXPECT_THAT(read("1\n1 2 3 8 0\n"),
+              StopsAfter("\nERROR: standard deviation should be greater than 0.\n1 2 3 8 0\n"));
 }
 
 }  // namespace
