@@ -18,7 +18,8 @@ import numpy as np
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "scripts"))
 
-import velko_files as vf  # noqa: E402: after its folder is on the path
+import built_package  # noqa: E402, F401: after its folder is on the path; finds velko
+import velko  # noqa: E402
 
 
 def unit_vector(inclination, declination):
@@ -27,18 +28,9 @@ def unit_vector(inclination, declination):
     return np.array([math.cos(i) * math.sin(d), math.cos(i) * math.cos(d), -math.sin(i)])
 
 
-def header(name):
-    """Inducing direction and strength, direction of the measured component."""
-    with open(name) as lines:
-        (incl, decl, geomag), (aincl, adecl, idir) = ([float(word) for word in next(lines).split()[:3]] for _ in range(2))
-    if idir != 1:
-        sys.exit(f"{name} has a direction for each datum")
-    return unit_vector(incl, decl), geomag, unit_vector(aincl, adecl)
-
-
 def cells_below(mesh, model):
     """Values, and the two edges along x, y and z of every cell below the surface whose value is not 0."""
-    i, j, k = np.nonzero((np.arange(mesh.shape[2]) >= mesh.itop.T[:, :, None]) & (model != 0))
+    i, j, k = np.nonzero(mesh.below & (model != 0))
     edges = [np.stack((e[n], e[n + 1])) for e, n in ((mesh.x, j), (mesh.y, i), (mesh.z, k))]
     edges[2] = edges[2][::-1]  # from the bottom up
     return model[i, j, k], edges
@@ -74,15 +66,17 @@ def main():
     if len(sys.argv) != 6:
         sys.exit(__doc__)
     try:
-        mesh = vf.read_sensitivity_mesh(sys.argv[1])
-        values, edges = cells_below(mesh, vf.read_model(sys.argv[2], mesh))
-        data = vf.read_predicted(sys.argv[3])
-    except vf.BadFile as failure:
+        mesh = velko.read_mesh(sys.argv[1])
+        values, edges = cells_below(mesh, np.ma.getdata(velko.read_model(sys.argv[2], mesh)))
+        data = velko.read_predicted(sys.argv[3])
+    except velko.Error as failure:
         sys.exit(str(failure))
+    if np.ndim(data.aincl) == 1:
+        sys.exit(f"{sys.argv[3]} has a direction for each datum")
     count, limit = int(sys.argv[4]), float(sys.argv[5])
-    inducing, geomag, measured = header(sys.argv[3])
+    inducing, measured = unit_vector(data.incl, data.decl), unit_vector(data.aincl, data.adecl)
     chosen = np.linspace(0, len(data.values) - 1, min(count, len(data.values))).astype(int)
-    direct = np.array([geomag / (4 * math.pi) * field_at((data.x[n], data.y[n], data.z[n]), values, edges, inducing, measured)
+    direct = np.array([data.geomag / (4 * math.pi) * field_at((data.x[n], data.y[n], data.z[n]), values, edges, inducing, measured)
                        for n in chosen])
     apart = np.abs(data.values[chosen] - direct).max() / np.abs(direct).max()
     print(f"{len(chosen)} stations, directly computed from {direct.min():.2f} to {direct.max():.2f} nT; "

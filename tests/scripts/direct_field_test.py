@@ -68,7 +68,7 @@ class DirectField(InAFolder):
 
     def test_bad_files_are_told_in_a_line(self):
         arguments = self.files()
-        for n, words in ((0, "cannot read none"), (1, "cannot read none"), (2, "cannot read none")):
+        for n, words in ((0, "mesh file not found: none"), (1, "model file not found: none"), (2, "data file not found: none")):
             wrong = [*arguments[:n], "none", *arguments[n + 1 :]]
             status, out, err = self.run_main(direct_field, *wrong)
             self.assertEqual((status, out), (1, ""))

@@ -61,9 +61,9 @@ class Export(InAFolder):
     def test_whatever_is_wrong_is_one_line(self):
         self.assert_fails(export_vtr, [], "usage: export_vtr MESH MODEL OUTPUT.vtr", 2)
         self.assert_fails(export_vtr, ["mesh", "model", "o.vtk"], "usage: export_vtr MESH MODEL OUTPUT.vtr", 2)
-        self.assert_fails(export_vtr, ["none", "model", "o.vtr"], "cannot read none: No such file or directory")
-        self.assert_fails(export_vtr, ["mesh", "mesh", "o.vtr"], "mesh has 5 values, and the mesh 24 cells")
-        self.assert_fails(export_vtr, ["mesh", "VALUE x", "o.vtr"], "'x' is not a number")
+        self.assert_fails(export_vtr, ["none", "model", "o.vtr"], "export_vtr: ERROR: mesh file not found: none")
+        self.assert_fails(export_vtr, ["mesh", "mesh", "o.vtr"], "ERROR: end reached reading model file mesh")
+        self.assert_fails(export_vtr, ["mesh", "VALUE x", "o.vtr"], "VALUE x: ERROR reading constant value for model")
         self.assert_fails(export_vtr, ["mesh", "model", "no/o.vtr"], "cannot write no/o.vtr: No such file or directory")
 
 

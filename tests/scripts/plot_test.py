@@ -4,6 +4,7 @@ import sys
 import unittest
 
 import matplotlib.image
+import matplotlib.pyplot as plt
 import numpy as np
 from survey_files import InAFolder, load_script, sensitivity_head
 
@@ -37,7 +38,7 @@ class Pictures(InAFolder):
         self.assertGreater(min(image.shape[:2]), 300)
         few_pixels = image[::5, ::5].reshape(-1, image.shape[2])
         self.assertGreater(len(np.unique(few_pixels, axis=0)), 20)
-        plot.plt.close("all")
+        plt.close("all")
 
     def figure_of(self, *arguments):
         before, sys.argv = sys.argv, ["plot", *arguments, "p.png"]
@@ -46,7 +47,7 @@ class Pictures(InAFolder):
             figure = options.draw(options)
         finally:
             sys.argv = before
-        self.addCleanup(plot.plt.close, figure)
+        self.addCleanup(plt.close, figure)
         return figure
 
     def test_data(self):
@@ -113,8 +114,8 @@ class Pictures(InAFolder):
     def test_sections_show_terrain_and_stations(self):
         self.write("t", "4\n0 0 18\n120 0 12\n0 30 19\n120 30 11\n")
         figure = self.figure_of("model", "mesh", "model", "--topography", "t", "--locations", "a.vlk")
-        self.assertEqual(len(figure.axes[1].lines), 3)  # terrain, stations, the level of the plan
-        x, z = figure.axes[1].lines[0].get_data()
+        self.assertEqual(len(figure.axes[1].lines), 4)  # surface, terrain, stations, the level of the plan
+        x, z = figure.axes[1].lines[1].get_data()
         self.assertTrue(np.all(np.diff(z) < 0) and 11 < z.min() and z.max() < 19)
 
     def test_wrong_command_lines(self):
@@ -125,17 +126,17 @@ class Pictures(InAFolder):
         self.assert_fails(plot, ["model", "mesh", "model", "p.png", "--x", "q"], "invalid float value: 'q'", 2)
 
     def test_bad_inputs(self):
-        self.assert_fails(plot, ["data", "none", "p.png"], "plot: cannot read none: No such file or directory")
-        self.assert_fails(plot, ["data", "mesh", "p.png"], "plot: mesh ")
-        self.assert_fails(plot, ["model", "mesh", "small", "p.png"], "small has 24 values, and the mesh 36 cells")
-        self.assert_fails(plot, ["model", "mesh", "model", "p.png", "--y", "31"], "--y lies outside of the mesh")
+        self.assert_fails(plot, ["data", "none", "p.png"], "plot: ERROR: data file not found: none")
+        self.assert_fails(plot, ["data", "mesh", "p.png"], "plot: mesh: ERROR: idir in data file should be 0 or 1: '0 0 20'")
+        self.assert_fails(plot, ["model", "mesh", "small", "p.png"], "plot: ERROR: end reached reading model file small")
+        self.assert_fails(plot, ["model", "mesh", "model", "p.png", "--y", "31"], "y lies outside of the mesh")
         self.assert_fails(plot, ["data", "a.vlk", "none/p.png"], "cannot write none/p.png: No such file or directory")
         self.write("c.vlk", data_file(np.arange(35.0)))
         self.assert_fails(plot, ["difference", "a.vlk", "c.vlk", "p.png"], "a.vlk has 36 data, c.vlk has 35")
         self.write("c.vlk", data_file(np.arange(36.0), x=np.arange(36.0)))
         self.assert_fails(plot, ["difference", "a.vlk", "c.vlk", "p.png"], "have different stations")
-        self.write("line", "3\n0 0 1\n1 1 1\n2 2 1\n")
-        self.assert_fails(plot, ["model", "mesh", "model", "p.png", "--topography", "line"], "line has points on one line")
+        self.write("twice", "3\n0 0 1\n9 9 1\n9 9 2\n")
+        self.assert_fails(plot, ["model", "mesh", "model", "p.png", "--topography", "twice"], "Error: 1 duplicate points found")
 
 
 if __name__ == "__main__":

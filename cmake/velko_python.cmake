@@ -1,0 +1,13 @@
+# Whether the Python package can be built: with the package's own rooms, for a Python that has its headers, and not with
+# sanitizers, whose run-time a Python that lacks them can't load.
+
+if(VELKO_BUILD_PYTHON)
+  set(Python_EXECUTABLE /usr/bin/python3 CACHE FILEPATH "The Python that the package is for")
+  set(PYBIND11_FINDPYTHON ON)
+  find_package(Python 3.9 COMPONENTS Interpreter Development.Module QUIET)
+  find_package(pybind11 2.10 CONFIG QUIET)
+  if(NOT VELKO_BUILD_COMPANIONS OR VELKO_SANITIZE OR NOT Python_Development.Module_FOUND OR NOT pybind11_FOUND)
+    message(STATUS "The Python package is left out (it needs pybind11-dev, python3-dev, the companions, and no sanitizer)")
+    set(VELKO_BUILD_PYTHON OFF)
+  endif()
+endif()

@@ -1,0 +1,284 @@
+/// A sensitivity file as an object: its G in products, its arrays where they lie. velko/operators.py makes the linear
+/// operator of it.
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "files/active_cells.h"
+#include "products/model_block.h"
+#include "products/model_mapping.h"
+#include "products/products.h"
+#include "python/bindings.h"
+#include "python/conversions.h"
+#include "python/library_call.h"
+#include "reports/program_stop.h"
+#include "store/getpar.h"
+#include "wavelet/wtn_mod.h"
+
+namespace velko::python {
+
+namespace {
+
+/// Opened once, then only read. Its arrays stay where they are, inside of a call and outside, as long as the object lives;
+/// NumPy's arrays over them keep it alive.
+class sensitivity {
+ public:
+  explicit sensitivity(std::string file_name) : file_(std::move(file_name)) {
+    in_library(
+        problem_, file_,
+        [this] {
+          getpar(file_);
+          get_active_cells("null", mesh.itop);
+          if (cells.ncell != store.ncol) stop_program("ncol is not the number of cells below the surface");
+          survey.ndata = store.ndata_mtx;
+          run.amodel = owned_array1<r8>(uninitialised, store.ncol);
+          store.Gs_used = true;  // from here on views of the rows may be held: they are never taken from the file again
+          look();
+        },
+        console_lines::dropped);
+  }
+
+  i4 ndata() const { return ndata_; }
+  i4 ncol() const { return ncol_; }
+  bool compressed() const { return compressed_; }
+  py::tuple cube() const { return py::make_tuple(ncube_[2], ncube_[1], ncube_[0]); }
+  i4 ncube() const { return ncube_[0] * ncube_[1] * ncube_[2]; }
+  i8 stored_bytes() const { return stored_bytes_; }
+
+  array1<const r8> weights() const { return wtz_; }
+  array1<const r8> diagonal() const { return gdiag_; }
+  array1<const r8> filter() const { return wfilter_; }
+  const sparse_row& row(i4 i) const { return Gs_(checked(i)); }
+  array1<const r4> dense_row(i4 i) const {
+    return array1<const r4>(Gfull_.data() + i8{ncol_} * (checked(i) - 1), ncol_);
+  }
+
+  /// `count` models, one behind the other, each times the weights where these count, to as many vectors of data.
+  void forward(const r8* models, r8* data, i4 count, bool weighted) {
+    in_library(problem_, file_, [&] {
+      const array2<r8> d(data, ndata_, count);
+      if (count == 1) return GPROD(weighted_model(models, weighted), d.elements());
+      if (!weighted) return GPROD_BLOCK(array2<const r8>(models, ncol_, count), d);
+      owned_array2<r8> m(uninitialised, ncol_, count);
+      for (i4 n = 1; n <= count; ++n)
+        multiply_by_weights({models + i8{ncol_} * (n - 1), extent(ncol_)}, vector(m, n));
+      GPROD_BLOCK(std::as_const(m), d);
+    });
+  }
+
+  void adjoint(const r8* data, r8* models, i4 count, bool weighted) {
+    in_library(problem_, file_, [&] {
+      const array2<r8> m(models, ncol_, count);
+      GTPROD_BLOCK(m, array2<const r8>(data, ndata_, count));
+      for (i4 n = 1; weighted && n <= count; ++n) multiply_by_weights(vector(m, n), vector(m, n));
+    });
+  }
+
+  void normal(const r8* x, r8* y, bool weighted) {
+    in_library(problem_, file_, [&] {
+      const std::span<r8> result(y, extent(ncol_));
+      GTGPROD(weighted_model(x, weighted), result);
+      if (weighted) multiply_by_weights(result, result);
+    });
+  }
+
+  /// W P m: what the stored rows of a compressed G act on.
+  void coefficients(const r8* m, r8* cube, bool weighted) {
+    in_library(problem_, file_, [&] {
+      const std::span<r8> c(cube, extent(ncube()));
+      MODEL_TO_CUBE(weighted_model(m, weighted), c, mesh.ny, mesh.nx, mesh.nz, store.ncube_y, store.ncube_x,
+                    store.ncube_z, 0);
+      WTN(c, ncube_, 1);
+    });
+  }
+
+  /// One row over the cells below the surface.
+  void cells_of_row(i4 i, r8* values, bool weighted) {
+    in_library(problem_, file_, [&] {
+      const std::span<r8> result(values, extent(ncol_));
+      if (compressed_)
+        restore(row(i), result);
+      else
+        std::copy(dense_row(i).begin(), dense_row(i).end(), result.begin());
+      check_rows_in_place();
+      if (weighted) multiply_by_weights(result, result);
+    });
+  }
+
+  py::dict mesh_of_rows() {
+    mesh_state copy;
+    in_library(problem_, file_, [&] {
+      copy.ny = mesh.ny;
+      copy.nx = mesh.nx;
+      copy.nz = mesh.nz;
+      copy.ztop = mesh.ztop;
+      for (const auto& [to, from] : {std::pair{&copy.xnode, &mesh.xnode},
+                                     {&copy.ynode, &mesh.ynode},
+                                     {&copy.znode, &mesh.znode},
+                                     {&copy.dx, &mesh.dx},
+                                     {&copy.dy, &mesh.dy},
+                                     {&copy.dz, &mesh.dz}})
+        *to = owned_array1<r8>(std::as_const(*from).elements());
+      copy.itop = owned_array2<i4>(uninitialised, mesh.ny, mesh.nx);
+      std::copy(mesh.itop.begin(), mesh.itop.end(), copy.itop.begin());
+    });
+    return to_python(std::move(copy));
+  }
+
+ private:
+  static std::span<r8> vector(array2<r8> block, i4 n) { return {&block(1, n), extent(block.extent(1))}; }
+  static std::size_t extent(i8 n) { return static_cast<std::size_t>(n); }
+
+  i4 checked(i4 i) const {
+    if (i < 1 || i > ndata_) throw py::index_error("G has no such row");
+    return i;
+  }
+
+  /// Views of the arrays, which stay where they are when the problem leaves the place of the shared state.
+  void look() {
+    ndata_ = store.ndata_mtx;
+    ncol_ = store.ncol;
+    compressed_ = store.compressed;
+    ncube_ = {store.ncube_z, store.ncube_x, store.ncube_y};
+    wtz_ = std::as_const(store.wtz);
+    gdiag_ = std::as_const(store.gdiag);
+    wfilter_ = std::as_const(store.wfilter);
+    Gs_ = std::as_const(store.Gs);
+    Gfull_ = std::as_const(store.Gfull);
+    stored_bytes_ = Gfull_.size() * i8{sizeof(r4)};
+    for (const sparse_row& r : Gs_) stored_bytes_ += r.idx.size() * i8{sizeof(i4) + sizeof(r4)};
+  }
+
+  void multiply_by_weights(std::span<const r8> m, std::span<r8> product) const {
+    const r8* w = wtz_.data();
+#pragma omp parallel for schedule(static)
+    for (std::size_t n = 0; n < m.size(); ++n) product[n] = m[n] * w[n];
+  }
+
+  std::span<const r8> weighted_model(const r8* m, bool weighted) const {
+    const std::span<const r8> plain(m, extent(ncol_));
+    if (!weighted) return plain;
+    multiply_by_weights(plain, run.amodel.elements());
+    return std::as_const(run.amodel).elements();
+  }
+
+  void restore(const sparse_row& r, std::span<r8> values) const {
+    owned_array1<r8> cube(ncube());
+    for (i8 k = 1; k <= r.idx.size(); ++k) {
+      if (r.idx(k) < 1 || r.idx(k) > ncube()) stop_program("idx outside the cube");
+      cube(r.idx(k)) += r8{r.val(k)};
+    }
+    WTN(cube.elements(), ncube_, -1);
+    CUBE_TO_MODEL(values, std::as_const(cube).elements(), mesh.ny, mesh.nx, mesh.nz, store.ncube_y,
+                  store.ncube_x, store.ncube_z);
+  }
+
+  std::string file_;
+  problem problem_;
+  i4 ndata_ = 0, ncol_ = 0;
+  bool compressed_ = false;
+  std::array<i4, 3> ncube_{};  // z, x, y
+  i8 stored_bytes_ = 0;
+  array1<const r8> wtz_, gdiag_, wfilter_;
+  array1<const sparse_row> Gs_;
+  array2<const r4> Gfull_;
+};
+
+/// An array over elements that `owner` keeps; nobody can write to it.
+template <class T>
+py::array_t<T> view(array1<const T> elements, const py::object& owner) {
+  py::array_t<T> seen({elements.size()}, {static_cast<py::ssize_t>(sizeof(T))}, elements.data(), owner);
+  seen.attr("setflags")(false);
+  return seen;
+}
+
+using rows_of_vectors = input<r8>;
+
+/// The vectors of an array (count, length), or one of an array (length).
+i4 number_of_vectors(const rows_of_vectors& vectors, i8 length) {
+  const auto last = vectors.ndim() > 0 ? vectors.shape(vectors.ndim() - 1) : 0;
+  if (vectors.ndim() < 1 || vectors.ndim() > 2 || last != length) throw py::value_error("dimension mismatch");
+  return static_cast<i4>(vectors.ndim() == 2 ? vectors.shape(0) : 1);
+}
+
+py::array_t<r8> room_for(const rows_of_vectors& vectors, i8 length) {
+  return vectors.ndim() == 2 ? py::array_t<r8>({i8{vectors.shape(0)}, length}) : py::array_t<r8>(length);
+}
+
+py::array_t<r8> forward(sensitivity& g, const rows_of_vectors& models, bool weighted) {
+  const i4 count = number_of_vectors(models, g.ncol());
+  py::array_t<r8> data = room_for(models, g.ndata());
+  g.forward(models.data(), data.mutable_data(), count, weighted);
+  return data;
+}
+
+py::array_t<r8> adjoint(sensitivity& g, const rows_of_vectors& data, bool weighted) {
+  const i4 count = number_of_vectors(data, g.ndata());
+  py::array_t<r8> models = room_for(data, g.ncol());
+  g.adjoint(data.data(), models.mutable_data(), count, weighted);
+  return models;
+}
+
+py::array_t<r8> normal(sensitivity& g, const input<r8>& x, bool weighted) {
+  if (x.ndim() != 1 || x.size() != g.ncol()) throw py::value_error("dimension mismatch");
+  py::array_t<r8> y(i8{g.ncol()});
+  g.normal(x.data(), y.mutable_data(), weighted);
+  return y;
+}
+
+py::array_t<r8> coefficients(sensitivity& g, const input<r8>& m, bool weighted) {
+  if (m.ndim() != 1 || m.size() != g.ncol()) throw py::value_error("dimension mismatch");
+  py::array_t<r8> cube(i8{g.ncube()});
+  g.coefficients(m.data(), cube.mutable_data(), weighted);
+  return cube;
+}
+
+py::array_t<r8> cells_of_row(sensitivity& g, i4 i, bool weighted) {
+  py::array_t<r8> values(i8{g.ncol()});
+  g.cells_of_row(i + 1, values.mutable_data(), weighted);
+  return values;
+}
+
+/// A compressed row as positions, from 1, and values; a dense one as values.
+py::object stored_row(const py::object& self, i4 i) {
+  const auto& g = self.cast<const sensitivity&>();
+  if (!g.compressed()) return view(g.dense_row(i + 1), self);
+  const sparse_row& row = g.row(i + 1);
+  return py::make_tuple(view<i4>(row.idx, self), view<r4>(row.val, self));
+}
+
+py::array_t<i8> entries_of_rows(const sensitivity& g) {
+  py::array_t<i8> nnz(i8{g.ndata()});
+  for (i4 i = 1; i <= g.ndata(); ++i) nnz.mutable_data()[i - 1] = g.row(i).idx.size();
+  return nnz;
+}
+
+}  // namespace
+
+void add_matrix(py::module_& m) {
+  const auto view_of = [](array1<const r8> (sensitivity::*member)() const) {
+    return
+        [member](const py::object& self) { return view((self.cast<const sensitivity&>().*member)(), self); };
+  };
+  py::class_<sensitivity>(m, "Sensitivity")
+      .def(py::init<std::string>())
+      .def_property_readonly("ndata", &sensitivity::ndata)
+      .def_property_readonly("ncol", &sensitivity::ncol)
+      .def_property_readonly("compressed", &sensitivity::compressed)
+      .def_property_readonly("cube", &sensitivity::cube)
+      .def_property_readonly("stored_bytes", &sensitivity::stored_bytes)
+      .def_property_readonly("weights", view_of(&sensitivity::weights))
+      .def_property_readonly("diagonal", view_of(&sensitivity::diagonal))
+      .def_property_readonly("filter", view_of(&sensitivity::filter))
+      .def("mesh", &sensitivity::mesh_of_rows)
+      .def("forward", forward)
+      .def("adjoint", adjoint)
+      .def("normal", normal)
+      .def("coefficients", coefficients)
+      .def("cells_of_row", cells_of_row)
+      .def("stored_row", stored_row)
+      .def("entries_of_rows", entries_of_rows);
+}
+
+}  // namespace velko::python

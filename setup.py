@@ -1,0 +1,46 @@
+"""The Python package velko, for pip: CMake builds the module, setuptools packs it. Needs no index: with no pyproject.toml pip
+works with the setuptools that is installed."""
+
+import pathlib
+import shutil
+import subprocess
+import sys
+
+from setuptools import Distribution, setup
+from setuptools.command.build_py import build_py
+
+ROOT = pathlib.Path(__file__).resolve().parent
+BUILD = ROOT / "build" / "pip"
+
+
+class build_with_cmake(build_py):
+    """The Python sources, and the module beside them."""
+
+    def run(self):
+        super().run()
+        subprocess.run(["cmake", "-S", ROOT, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
+                        "-DCMAKE_CXX_COMPILER=clang++", f"-DPython_EXECUTABLE={sys.executable}", "-DVELKO_BUILD_TESTS=OFF",
+                        "-DVELKO_BUILD_BENCHMARKS=OFF"], check=True)
+        subprocess.run(["cmake", "--build", BUILD, "--target", "velko_python"], check=True)
+        for module in (BUILD / "python" / "velko").glob("_velko.*.so"):
+            shutil.copy(module, pathlib.Path(self.build_lib) / "velko")
+
+
+class WithModule(Distribution):
+    def has_ext_modules(self):
+        return True
+
+
+setup(
+    name="velko",
+    version="5.0.0",
+    description="Forward modelling of magnetic surveys: sensitivity files as linear operators",
+    packages=["velko"],
+    package_dir={"velko": "python/velko"},
+    package_data={"velko": ["py.typed", "*.pyi"]},
+    python_requires=">=3.9",
+    install_requires=["numpy", "scipy"],
+    extras_require={"plot": ["matplotlib"], "tables": ["pandas", "xarray"]},
+    cmdclass={"build_py": build_with_cmake},
+    distclass=WithModule,
+)
