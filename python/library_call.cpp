@@ -90,6 +90,13 @@ std::vector<std::string> lines_of(const std::string& text) {
   return lines;
 }
 
+/// Some words begin with the program that they were made for.
+std::string without_program(const std::string& text) {
+  for (const std::string_view program : {"velkmtx: ", "velko: "})
+    if (text.starts_with(program)) return text.substr(program.size());
+  return text;
+}
+
 std::string joined(const std::vector<std::string>& lines) {
   std::string text;
   for (const std::string& line : lines) text += (text.empty() ? "" : "\n") + line;
@@ -104,7 +111,7 @@ std::string joined(const std::vector<std::string>& lines) {
 /// Readers put the line that they can't read, or the file's name, below their message.
 [[noreturn]] void raise_stop(const outcome& result, const std::string& file) {
   std::vector<std::string> words = lines_of(result.told.console);
-  if (!result.told.end.text.empty()) words.push_back(result.told.end.text);
+  if (!result.told.end.text.empty()) words.push_back(without_program(result.told.end.text));
   const py::module_ errors = py::module_::import("velko.errors");
   if (file.empty()) raise(errors.attr("Error")(joined(words)));
   if (words.size() == 2 && words[1] == file) words.pop_back();
@@ -120,9 +127,7 @@ std::string joined(const std::vector<std::string>& lines) {
     PyErr_SetString(PyExc_MemoryError, text.c_str());
     throw py::error_already_set();
   }
-  outcome as_stop = result;
-  if (text.starts_with("velko: ")) as_stop.told.end.text = text.substr(7);
-  raise_stop(as_stop, file);
+  raise_stop(result, file);
 }
 
 /// Python's own handler decides what Ctrl-C means; where it means nothing, the work is lost all the same.

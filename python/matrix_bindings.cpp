@@ -33,7 +33,8 @@ class sensitivity {
           if (cells.ncell != store.ncol) stop_program("ncol is not the number of cells below the surface");
           survey.ndata = store.ndata_mtx;
           run.amodel = owned_array1<r8>(uninitialised, store.ncol);
-          store.Gs_used = true;  // from here on views of the rows may be held: they are never taken from the file again
+          store.Gs_used =
+              true;  // from here on views of the rows may be held: they are never taken from the file again
           look();
         },
         console_lines::dropped);

@@ -86,7 +86,7 @@ def sample_bodies(mesh: Mesh, bodies: str | Iterable[str] = (), *, file: Name | 
     True
     >>> velko.sample_bodies(mesh, "cube 1 2 3")
     Traceback (most recent call last):
-    velko.errors.Error: velkmtx: bodies: 'cube 1 2 3' should begin with block, sphere, dyke or background
+    velko.errors.Error: bodies: 'cube 1 2 3' should begin with block, sphere, dyke or background
     """
     if not 1 <= samples <= 64:
         raise ValueError("samples lie from 1 to 64")
