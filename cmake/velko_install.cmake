@@ -10,7 +10,7 @@ if(VELKO_BUILD_VELKRUND)
   install(TARGETS velkrund)
 endif()
 if(VELKO_BUILD_COMPANIONS)
-  install(TARGETS velkmtx)
+  install(TARGETS velkmtx velkmtx-exchange)
 endif()
 
 foreach(room ${velko_rooms})

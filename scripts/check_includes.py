@@ -19,6 +19,7 @@ GROUND = {
     "responses": ["store"],
     "design": ["files"],
     "builder": ["topography", "responses", "design"],
+    "exchange": ["topography"],
 }
 TABLE = GROUND | {"programs": []} | {program: [*GROUND, "programs"] for program in ("velkrund", "velkmtx", "python", "mpi")}
 INCLUDE = re.compile(r'^\s*#include "([^"]+)"')

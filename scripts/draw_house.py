@@ -17,7 +17,7 @@ HOLDS = {
     "velkrund": "the forward run", "velkmtx": "the companion",
     "python": "the library for Python", "mpi": "over the nodes of a cluster",
     "builder": "makes sensitivity files", "responses": "physics of one datum", "design": "meshes, bodies, models",
-    "topography": "terrain to surface index", "files": "readers and writers of text",
+    "exchange": "tables, rasters of others", "topography": "terrain to surface index", "files": "readers and writers of text",
     "library": "for callers from outside", "products": "the products with G", "store": "the state, its loader",
     "wavelet": "the transform", "reports": "console, log, the stop", "text": "numbers and text",
     "arrays": "array types, memory", "threads": "teams of parallel loops", "programs": "what comes first in a main",

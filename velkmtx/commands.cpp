@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,9 +23,12 @@ constexpr auto where_to_look = "\nvelkmtx SUBCOMMAND --help tells the options of
 
 constexpr int failed = 1, wrong_command_line = 2;
 
+/// As the user calls it: velkmtx import terrain.
 std::string subcommand_of(const CLI::App& app) {
-  const auto parsed = app.get_subcommands();
-  return parsed.empty() ? "velkmtx" : "velkmtx " + parsed.front()->get_name();
+  std::string name = "velkmtx";
+  for (auto parsed = app.get_subcommands(); !parsed.empty(); parsed = parsed.front()->get_subcommands())
+    name += " " + parsed.front()->get_name();
+  return name;
 }
 
 /// One line, whatever the error. The words of the parser may hold line ends.
@@ -90,19 +94,14 @@ int run(const task& chosen) {
   return end.kind == stop_or_done::done ? status : failed;
 }
 
-int parse_and_run(int argc, const char* const* argv) {
+int parse_and_run(int argc, const char* const* argv, std::span<const add_subcommand> subcommands) {
   CLI::App app(what_it_does, "velkmtx");
   app.footer(where_to_look);
   app.set_version_flag("--version", program_version);
   app.failure_message(words_of_error);
   app.require_subcommand(0, 1);
   task chosen;
-  add_make(app, chosen);
-  add_join(app, chosen);
-  add_mesh(app, chosen);
-  add_model(app, chosen);
-  add_info(app, chosen);
-  add_check(app, chosen);
+  for (const add_subcommand add : subcommands) add(app, chosen);
   try {
     if (argc > 1) check_subcommand(app, argv[1]);
     app.parse(argc, argv);
@@ -116,9 +115,9 @@ int parse_and_run(int argc, const char* const* argv) {
 }  // namespace
 
 /// Memory can be refused to the command line too.
-int velkmtx(int argc, const char* const* argv) {
+int velkmtx(int argc, const char* const* argv, std::span<const add_subcommand> subcommands) {
   int status = failed;
-  const stop_or_done end = run_until_stop([&] { status = parse_and_run(argc, argv); });
+  const stop_or_done end = run_until_stop([&] { status = parse_and_run(argc, argv, subcommands); });
   tell(in_one_line(end.text));
   return status;
 }

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <functional>
+#include <span>
 
 namespace CLI {
 class App;
@@ -15,6 +16,8 @@ namespace velko {
 
 using task = std::function<int()>;
 
+using add_subcommand = void (*)(CLI::App& app, task& chosen);
+
 void add_check(CLI::App& app, task& chosen);
 void add_info(CLI::App& app, task& chosen);
 void add_join(CLI::App& app, task& chosen);
@@ -22,7 +25,14 @@ void add_make(CLI::App& app, task& chosen);
 void add_mesh(CLI::App& app, task& chosen);
 void add_model(CLI::App& app, task& chosen);
 
-/// The whole program; gives its exit status.
-int velkmtx(int argc, const char* const* argv);
+void add_import(CLI::App& app, task& chosen);
+void add_export(CLI::App& app, task& chosen);
+
+/// Has import and export done by velkmtx-exchange, the program beside this one that is linked with GDAL: its hundred
+/// shared libraries take longer to load than a short command takes to run.
+void add_exchange(CLI::App& app, task& chosen);
+
+/// The whole program with these subcommands; gives its exit status.
+int velkmtx(int argc, const char* const* argv, std::span<const add_subcommand> subcommands);
 
 }  // namespace velko

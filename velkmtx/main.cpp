@@ -10,5 +10,8 @@
 int main(int argc, char** argv) {
   velko::prepare_standard_streams();
   velko::prepare_run_time();
-  return velko::velkmtx(argc, argv);
+  constexpr velko::add_subcommand subcommands[] = {velko::add_make,    velko::add_join, velko::add_mesh,
+                                                   velko::add_model,   velko::add_info, velko::add_check,
+                                                   velko::add_exchange};
+  return velko::velkmtx(argc, argv, subcommands);
 }
