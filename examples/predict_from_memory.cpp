@@ -1,12 +1,12 @@
 /// Two problems from memory, used in turn by a program with its own console: the products, a check of the adjoint, and what
 /// a refusal looks like.
+#include <velko/library/call.h>
+#include <velko/library/problem_parts.h>
+#include <velko/library/problem_products.h>
+
 #include <cstdio>
 #include <numeric>
 #include <vector>
-
-#include "library/call.h"
-#include "library/problem_parts.h"
-#include "library/problem_products.h"
 
 using namespace velko;
 

@@ -5,7 +5,7 @@
 ///          and in the workers of its parallel regions, and with console and log silent unless asked to speak. Behind it
 ///          state, mode and channels are what they were
 /// Errors   call_failed, for a stop of the library and for failures of the run-time alike
-/// Threads  as store/problem.h says: one call at a time; those of other problems in other threads wait
+/// Threads  as store/problem.h says: one call at a time; those of other problems in other threads wait; none in a parallel region
 /// See      library/problem_products.h, examples/predict_from_memory.cpp
 ///
 /// Example  call(p, [&] { getpar("velkosta.mtx"); });

@@ -1,5 +1,7 @@
 #include "store/problem.h"
 
+#include <omp.h>
+
 #include <atomic>
 #include <mutex>
 #include <type_traits>
@@ -36,6 +38,7 @@ problem::problem() : held_(std::make_shared<held_state>()) {}
 
 problem_scope::problem_scope(problem& p) : held_(p.held_) {
   if (held_ == nullptr) stop_program("the problem was moved away");
+  if (omp_in_parallel() != 0) stop_program("a problem can't be put in place inside a parallel region");
   if (held_->in_use.exchange(true)) stop_program("the problem is in use");
   shared_state_taken.lock();
   exchange_shared_state(held_->state);

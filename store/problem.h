@@ -7,10 +7,11 @@
 ///          both sides of a scope
 /// Bits     problems used in turn give the bits of each alone
 /// Errors   the stop "the problem is in use" (reports/program_stop.h) where a scope of the same value is open, in this thread
-///          or another; "the problem was moved away" for a value that was moved from
+///          or another; "the problem was moved away" for a value that was moved from; "a problem can't be put in place
+///          inside a parallel region"
 /// Threads  one scope is open at a time, or several inside one another in one thread, last opened first closed; a thread that
-///          opens one while another thread has one open waits for its end. So no scope is opened inside a parallel
-///          region. Who uses the shared state without a scope keeps its threads apart himself
+///          opens one while another thread has one open waits for its end. A thread of a team could wait for a scope that
+///          ends behind the region, for ever. Who uses the shared state without a scope keeps its threads apart himself
 /// See      tests/store/problem_test.cpp; benchmarks/bench_problems.cpp
 ///
 /// Example  problem p, q;

@@ -156,7 +156,7 @@ std::uint64_t lanes_of(const char* first) {
 }
 
 /// The high bit of each lane that is 10 or more, up to the first lane that is neither a digit nor a point, and that one's.
-/// The sum carries out of a lane from 0x8a on, which is neither of them: only lanes behind it can be wrong.
+/// A lane of 0x8a or more, which is neither, carries into the next one: only lanes behind it can be wrong.
 std::uint64_t lanes_of_no_digit(std::uint64_t lanes) {
   constexpr std::uint64_t ones = 0x0101010101010101, high_bits = 0x80 * ones;
   return ((lanes + (0x80 - 10) * ones) | lanes) & high_bits;

@@ -99,7 +99,8 @@ void apply_splices(std::span<const splice> changes, i4 last_node, array1<i4> adj
   between.upwards([&](std::size_t i, stretch s) {
     const splice& c = changes[i];
     if (s.by < 0) shift_range(s.first, s.last, s.by, adj_list);
-    // What enters stands just ahead of the stretch, which has come to its place.
+    // What enters stands just ahead of the stretch, which has come to its place. Nothing is lost there: an entry that stood
+    // there goes up, and has gone, or was removed.
     if (c.entering != 0) adj_list(s.first + s.by - 1) = c.entering;
     const bool topmost = i + 1 == changes.size();
     if (s.by != 0) move_ends(c.node, topmost ? last_node : changes[i + 1].node - 1, s.by, adj_end);
@@ -112,15 +113,15 @@ void swap_diagonal(i4 in1, i4 in2, i4 io1, i4 io2, array1<i4> adj_list, array1<i
   const auto index = [&](i4 node, i4 neighbour) {
     return neighbor_index(node, neighbour, adj_list, adj_end);
   };
-  const auto place = [&](i4 node, i4 before, i4 behind) {
-    return enters_in_front(node, io1, io2) ? index(node, behind) : index(node, before) + 1;
+  const auto place = [&](i4 gaining, i4 losing, i4 before, i4 behind) {
+    return enters_in_front(gaining, losing) ? index(gaining, behind) : index(gaining, before) + 1;
   };
   // Counterclockwise, io1 comes before io2 around in1, and io2 before io1 around in2.
   const auto [before, behind] = in1 < in2 ? std::pair(io1, io2) : std::pair(io2, io1);
   std::array<splice, 4> changes{{{b1, index(b1, b2), 1, 0},
                                  {b2, index(b2, b1), 1, 0},
-                                 {a1, place(a1, before, behind), 0, a2},
-                                 {a2, place(a2, behind, before), 0, a1}}};
+                                 {a1, place(a1, b1, before, behind), 0, a2},
+                                 {a2, place(a2, b2, behind, before), 0, a1}}};
   std::sort(changes.begin(), changes.end(), [](const splice& a, const splice& b) { return a.node < b.node; });
   apply_splices(changes, changes.back().node, adj_list, adj_end);
 }

@@ -58,13 +58,12 @@ void add_boundary_node(i4 k, i4 i1, i4 i2, array1<i4> adj_list, array1<i4> adj_e
 /// Replaces the arc io1-io2 by the arc in1-in2 across it; (in1, io1, io2) is a triangle, counterclockwise.
 void swap_diagonal(i4 in1, i4 in2, i4 io1, i4 io2, array1<i4> adj_list, array1<i4> adj_end);
 
-/// Whether a node that enters the list of `node`, as the arc io1-io2 between the two is swapped, comes ahead of what it
-/// meets there. It matters where the list, a circle, is open between io1 and io2: the one that enters is its first entry
-/// then, and else its last. io1 and io2 lose an entry each, so the table moves between one of their lists and this one, by
-/// one place. Where that one stands in front, the stretch moves down, and the free place is behind its end: at the
-/// beginning of this list. Otherwise the stretch moves up, and the free place is ahead of its beginning: at the end.
-inline bool enters_in_front(i4 node, i4 io1, i4 io2) {
-  return (io1 < io2 ? io1 : io2) < node;
+/// Where the new neighbour of a node comes in by a swap, if the list, a circle, is open at that place: as the first entry, or
+/// else as the last. Of the two nodes that gain an entry and the two that lose one, the smaller go together, and the larger:
+/// the table between their lists moves by one place. If the one that loses stands in front, the table moves down, and the
+/// free place comes to lie ahead of the list that gains; if it stands behind, the table moves up, and the place is at the end.
+inline bool enters_in_front(i4 gaining, i4 losing) {
+  return losing < gaining;
 }
 
 /// A change in the list of a node: `removed` entries from a position on go, and one comes in, or none where

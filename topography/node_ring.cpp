@@ -30,7 +30,9 @@ void node_ring::bring_in(i4 node, index at) {
   ++o1.swapped_away;
   ++o2.swapped_away;
   if (o2.next == none && list_ends_with_ == none) list_ends_with_ = at;
-  const ring_node entering{node, o1.node, enters_in_front(node, o1.node, o2.node), 0, o2.next};
+  // k, the largest of all, is the larger one that gains.
+  const bool in_front = enters_in_front(node, std::min(o1.node, o2.node));
+  const ring_node entering{node, o1.node, in_front, 0, o2.next};
   o2.next = static_cast<index>(ring_.size());
   ring_.push_back(entering);
 }
@@ -52,10 +54,11 @@ void node_ring::add_changes(i4 k, const ring_node& v, const neighbour_lists& lis
     changes_.push_back({v.node, begin, v.swapped_away, k});
     return;
   }
-  // The circle is open in between: what gives way stands at the end of the list and at its beginning, and so may k.
+  // The circle is open in between: what gives way stands at the end of the list and at its beginning. So does the place of
+  // k: right behind the neighbour that it joined, which is still next on the ring or has given way since.
   const i4 at_end = last + 1 - begin, at_beginning = v.swapped_away - at_end;
   const i4 joined = neighbor_index(v.node, v.joins_behind, lists.adj_list, lists.adj_end);
-  const bool first = joined < v.position_of_next || (joined == last && v.joins_first);
+  const bool first = joined < v.position_of_next || (joined == last && v.joins_in_front);
   if (first || at_beginning > 0)
     changes_.push_back({v.node, lists.first(v.node), at_beginning, first ? k : 0});
   if (!first || at_end > 0) changes_.push_back({v.node, begin, at_end, first ? 0 : k});

@@ -8,8 +8,8 @@
 ///          part some twenty times for each node
 /// Order    in the list of a ring node v, the new node k stands between the neighbours of v on the ring, in
 ///          place of all that was between them. This is plain unless the list, a circle, is open just there:
-///          then k is its first entry or its last one, as the swap that brought v in would have had it
-///          (enters_in_front)
+///          then k stands on the side of the opening where the swap that brought v in puts it, for later
+///          swaps only take away what stands beside it. In front of the list or behind it: enters_in_front
 /// Bounds   no node stands on a ring twice unless rounding has led the tests astray. Such a ring is not
 ///          entered, and it stops growing at the latest when it is longer than there are nodes
 #pragma once
@@ -72,9 +72,10 @@ class node_ring {
   //   (4) position_of_next is known of all nodes that grow has passed
   struct ring_node {
     i4 node;
-    i4 joins_behind;  // where the circle is open between the neighbours on the ring, and this neighbour is the last
-    bool joins_first;  // entry of the list, the new node becomes its first one, or else the new last one
-    i4 swapped_away;   // entries that give way to the new node
+    i4 joins_behind;  // the neighbour that k stood behind when this node came in
+    bool
+        joins_in_front;  // and whether k came in front of the list, where that neighbour was the last entry of it
+    i4 swapped_away;  // entries that give way to k
     index next;
     i4 position_of_next = 0;  // in the list of this node
   };

@@ -116,16 +116,16 @@ VELKO_ALWAYS_INLINE void analyse_batch(r8* a, const line_batch& batch, i4 n, lin
   }
 }
 
-/// The way back. The details of a step come from the block just ahead of it, behind the smooth half that the step before
-/// has left.
+/// The way back: ahead of the first step all that it works on comes from the block, ahead of the others their details, behind
+/// the smooth half that the step before has left.
 VELKO_ALWAYS_INLINE void synthesise_batch(r8* a, const line_batch& batch, i4 n, lines_under_way lines) {
-  gather(a, batch, 0, 4, lines.now);
   i4 nt = 4;
-  for (lines.synthesise(nt); nt <= n / 2; lines.synthesise(nt)) {
-    gather(a, batch, nt, 2 * nt, lines.now);
-    nt *= 2;
+  for (; nt <= n; nt *= 2) {
+    const bool is_first = nt == 4;
+    gather(a, batch, is_first ? 0 : nt / 2, nt, lines.now);
+    lines.synthesise(nt);
   }
-  scatter(lines.now, batch, 0, nt, a);
+  scatter(lines.now, batch, 0, nt / 2, a);
 }
 
 VELKO_ALWAYS_INLINE void transform_lines(std::span<r8> block, i4 n, i8 nprev, bool forward, line_work work) {

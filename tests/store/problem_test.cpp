@@ -1,7 +1,9 @@
 #include "store/problem.h"
 
 #include <gtest/gtest.h>
+#include <omp.h>
 
+#include <array>
 #include <atomic>
 #include <optional>
 #include <thread>
@@ -111,6 +113,28 @@ TEST_F(Problem, ScopeOfAProblemInUseStopsInAnotherThreadToo) {
   stop_or_done end;
   std::thread([&] { end = opening(p_); }).join();
   EXPECT_EQ(end, stop("the problem is in use"));
+}
+
+/// It could wait for ever: for the scope of the thread that waits for its team.
+TEST_F(Problem, ScopeInsideAParallelRegionStops) {
+  const problem_scope outer(p_);
+  mark(3);
+  std::array<problem, 2> of_threads;
+  std::array<stop_or_done, 2> ends;
+  int team = 0;
+#pragma omp parallel num_threads(2)
+  {
+    const auto thread = static_cast<std::size_t>(omp_get_thread_num());
+    ends[thread] = opening(of_threads[thread]);
+#pragma omp single
+    team = omp_get_num_threads();
+  }
+  ASSERT_EQ(team, 2);
+  for (const stop_or_done& end : ends)
+    EXPECT_EQ(end, stop("a problem can't be put in place inside a parallel region"));
+  expect_mark(3);
+  const problem_scope behind_it(of_threads[0]);
+  expect_mark(0);
 }
 
 TEST_F(Problem, StopInsideAScopeLeavesTheProblemForTheNext) {

@@ -295,6 +295,39 @@ TEST(SwapDiagonal, ChangesFourListsInWhateverOrderTheyStand) {
   } while (std::next_permutation(name.begin() + 1, name.end()));
 }
 
+/// Two triangles inside a net: the circles of the two nodes that gain are open just where the swap brings an entry in. It
+/// comes in front where the node that loses, the smaller for the smaller or the larger for the larger, stands in front.
+TEST(SwapDiagonal, BringsAnEntryToTheSideOfAnOpenCircleThatTheTableMovesTo) {
+  std::array<i4, 4> name{1, 2, 3, 4};
+  do {
+    const auto [in1, in2, io1, io2] = name;
+    lists before(5), behind(5);
+    const auto list = [](lists & of_nodes, i4 k) -> auto& {
+      return of_nodes[static_cast<std::size_t>(k - 1)];
+    };
+    list(before, in1) = {io2, 5, io1};
+    list(before, in2) = {io1, 5, io2};
+    list(before, io1) = {io2, in1, 5, in2};
+    list(before, io2) = {in1, io1, in2, 5};
+    list(before, 5) = {in1, io1, in2, io2};
+    behind = before;
+    list(behind, io1) = {in1, 5, in2};
+    list(behind, io2) = {in1, in2, 5};
+    const auto gain = [&](i4 node, i4 entering, bool in_front) {
+      auto& entries = list(behind, node);
+      entries.insert(in_front ? entries.begin() : entries.end(), entering);
+    };
+    const auto [a1, a2] = std::minmax({in1, in2});
+    const auto [b1, b2] = std::minmax({io1, io2});
+    gain(a1, a2, b1 < a1);
+    gain(a2, a1, b2 < a2);
+    flat_table table = table_of(before);
+    swap_diagonal(in1, in2, io1, io2, view(table.adj_list), view(table.adj_end));
+    table.adj_list.resize(static_cast<std::size_t>(table.adj_end.back()));
+    EXPECT_EQ(table, table_of(behind)) << testing::PrintToString(name);
+  } while (std::next_permutation(name.begin(), name.end()));
+}
+
 TEST(NeighborIndex, IsThePositionInTheTable) {
   const flat_table table = table_of({{3, 2, 0}, {1, 3, 0}, {2, 1, 0}});
   EXPECT_EQ(neighbor_index(1, 3, view(table.adj_list), view(table.adj_end)), 1);
