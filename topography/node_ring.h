@@ -72,10 +72,9 @@ class node_ring {
   //   (4) position_of_next is known of all nodes that grow has passed
   struct ring_node {
     i4 node;
-    i4 joins_behind;  // the neighbour that k stood behind when this node came in
-    bool
-        joins_in_front;  // and whether k came in front of the list, where that neighbour was the last entry of it
-    i4 swapped_away;  // entries that give way to k
+    i4 joins_behind;      // the neighbour behind which k comes in as this node does
+    bool joins_in_front;  // whether that is in front of the list, should this neighbour end it
+    i4 swapped_away;      // entries that give way to k
     index next;
     i4 position_of_next = 0;  // in the list of this node
   };
