@@ -1,6 +1,7 @@
 #include "programs/run_time.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -25,6 +26,7 @@ constexpr std::array<std::string_view, 3> private_prefixes{"KMP_", "GOMP_", "LIB
 constexpr std::array<std::string_view, 8> kept{"KMP_AFFINITY", "KMP_BLOCKTIME",       "KMP_HW_SUBSET",
                                                "KMP_LIBRARY",  "KMP_SETTINGS",        "KMP_VERSION",
                                                "KMP_WARNINGS", "KMP_DUPLICATE_LIB_OK"};
+constexpr std::array<std::string_view, 2> told_elsewhere{"OMP_DISPLAY_AFFINITY", "OMP_TOOL_VERBOSE_INIT"};
 
 std::string_view without_blanks_around(std::string_view text) {
   constexpr std::string_view blanks = " \t";
@@ -56,20 +58,54 @@ void mend_number_of_threads() {
   unsetenv(number_of_threads);
 }
 
-bool is_private(std::string_view name) {
-  return std::any_of(private_prefixes.begin(), private_prefixes.end(),
-                     [&](std::string_view prefix) { return name.starts_with(prefix); }) &&
-         std::find(kept.begin(), kept.end(), name) == kept.end();
+template <std::size_t n>
+bool is_one_of(const std::array<std::string_view, n>& names, std::string_view name) {
+  return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-void drop_private_settings() {
+bool is_private(std::string_view name) {
+  return std::any_of(private_prefixes.begin(), private_prefixes.end(),
+                     [&](std::string_view prefix) { return name.starts_with(prefix); });
+}
+
+/// The run-time reads numbers with 32 bits, and ends the process where one overflows.
+bool holds_a_long_number(std::string_view text) {
+  constexpr int most_digits = 9;
+  int digits = 0;
+  return std::any_of(text.begin(), text.end(), [&](char c) {
+    digits = '0' <= c && c <= '9' ? digits + 1 : 0;
+    return digits > most_digits;
+  });
+}
+
+bool is_dropped(std::string_view name, std::string_view value) {
+  const bool is_own = is_private(name);
+  return is_one_of(told_elsewhere, name) || (is_own && !is_one_of(kept, name)) ||
+         ((is_own || name.starts_with("OMP_")) && holds_a_long_number(value));
+}
+
+void drop_settings() {
   std::vector<std::string> names;
   for (char** setting = environ; *setting != nullptr; ++setting) {
     const std::string_view text = *setting;
     const std::string_view name = text.substr(0, text.find('='));
-    if (is_private(name)) names.emplace_back(name);
+    if (is_dropped(name, text.substr(name.size()))) names.emplace_back(name);
   }
   for (const std::string& name : names) unsetenv(name.c_str());
+}
+
+/// The run-time dies of its own setting where it tells of places that the standard's settings made.
+void choose_places() {
+  if (std::getenv("OMP_PLACES") != nullptr || std::getenv("OMP_PROC_BIND") != nullptr)
+    unsetenv("KMP_AFFINITY");
+}
+
+/// A page of them in memory where the program has no devices, as in a bare chroot. The limit of file sizes binds the page.
+int open_zeros() {
+  constexpr off_t page = 4096;
+  int file = open("/dev/zero", O_RDWR | O_CLOEXEC);
+  if (file < 0 && (file = memfd_create("zeros", MFD_CLOEXEC)) >= 0) static_cast<void>(ftruncate(file, page));
+  return file;
 }
 
 }  // namespace
@@ -80,7 +116,8 @@ int most_threads() {
 
 void prepare_run_time() {
   mend_number_of_threads();
-  drop_private_settings();
+  drop_settings();
+  choose_places();
   setenv(others_are_allowed, "TRUE", 1);  // see shm_open below
 }
 
@@ -89,11 +126,11 @@ void prepare_run_time() {
 /// Stands in for that of the system in the programs that link this file: the run-time asks for shared memory to enter itself
 /// there. It is told that the memory is there already, and gets one that holds nothing, which it takes for that of another
 /// run-time; so it neither writes nor removes anything, whatever /dev/shm and the limit of file sizes are.
-extern "C" int shm_open(const char* /*name*/, int flags, mode_t /*mode*/) noexcept {
+extern "C" int shm_open(const char* /*name*/, int flags, mode_t /*mode*/) {
   const bool makes_one = (flags & O_CREAT) != 0, only_reads = (flags & O_ACCMODE) == O_RDONLY;
   if (makes_one || only_reads) {
     errno = makes_one ? EEXIST : ENOENT;
     return -1;
   }
-  return open("/dev/zero", O_RDWR | O_CLOEXEC);
+  return velko::open_zeros();
 }

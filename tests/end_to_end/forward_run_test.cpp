@@ -1,6 +1,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <random>
 
 #include "tests/end_to_end/survey.h"
@@ -259,6 +261,59 @@ TEST_F(Environment, PrivateSettingsOfTheRunTimeThatItDiesOfAreNotUsed) {
         "KMP_GTID_MODE=1", "KMP_STACKOFFSET=1000000G", "KMP_ALIGN_ALLOC=1000000G", "GOMP_CPU_AFFINITY=1e3",
         "KMP_HOT_TEAMS_MAX_LEVEL=4294967296", "OMP_STACKSIZE=1000000G", "KMP_STACKSIZE=1000000G"})
     EXPECT_EQ(threads_with("OMP_NUM_THREADS=2 " + setting), "  2");
+}
+
+TEST_F(Environment, SettingsOfPlacesThatTheRunTimeDiesOfAreNotUsed) {
+  for (const std::string setting :
+       {"KMP_AFFINITY=9999999999norespect", "OMP_PROC_BIND=9999999999",
+        "KMP_AFFINITY=verbose OMP_PLACES=threads", "KMP_AFFINITY=verbose OMP_PROC_BIND=close"})
+    EXPECT_EQ(threads_with("OMP_NUM_THREADS=2 OMP_DISPLAY_AFFINITY=true " + setting), "  2");
+}
+
+/// They would go to the standard output, and into any file.
+TEST_F(Environment, RunTimeHasNoWordsOfItsOwnBesideThoseOfTheRun) {
+  for (const std::string setting :
+       {"OMP_DISPLAY_AFFINITY=true", "OMP_DISPLAY_AFFINITY=true KMP_AFFINITY=disabled",
+        "OMP_TOOL_VERBOSE_INIT=words", "OMP_TOOL_VERBOSE_INIT=stdout"})
+    EXPECT_EQ(velkrund({"velkosta.mtx", "loc", "model.sus"}, "OMP_NUM_THREADS=1 " + setting).out, banner);
+  EXPECT_EQ(threads_with("OMP_NUM_THREADS=1 OMP_TOOL_VERBOSE_INIT=" + std::string(5000, 'x')), "  1");
+  EXPECT_FALSE(folder_.holds("words"));
+}
+
+/// A file of the process' number and user, as a dead run or somebody else leaves it.
+TEST_F(Environment, FileOfTheRunTimeThatIsThereAlreadyIsLeftAlone) {
+  const std::string script =
+      "file=/dev/shm/__KMP_REGISTERED_LIB_$$_$UID; printf \"$1\" >$file; echo -n $file >planted; "
+      "exec \"$0\" velkosta.mtx loc model.sus";
+  for (const std::string contents : {"", "planted"}) {
+    std::filesystem::remove(folder_.path("velkrund.vlk"));
+    const program_run run =
+        run_program(folder_, "/bin/bash", {"-c", script, VELKRUND, contents}, "OMP_NUM_THREADS=1");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(folder_.read("velkrund.vlk"), small_result);
+    std::ifstream planted(folder_.read("planted"));
+    EXPECT_TRUE(planted.is_open());
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(planted), {}), contents);
+    std::filesystem::remove(folder_.read("planted"));
+  }
+}
+
+/// Where the machine lets nobody mount, /dev/shm is as it is.
+TEST_F(Environment, SharedMemoryMayBeFullOrReadOnlyOrMissing) {
+  for (const std::string state :
+       {"mount -t tmpfs -o size=4k none /dev/shm; head -c 8192 /dev/zero >/dev/shm/full",
+        "mount -t tmpfs -o ro none /dev/shm", "mount -t tmpfs none /dev"}) {
+    std::filesystem::remove(folder_.path("velkrund.vlk"));
+    const std::string script = "unshare --map-root-user --mount /bin/bash -c '" + state +
+                               "; echo made' 2>&- | grep -q made && in=\"unshare --map-root-user --mount\"\n"
+                               "$in /bin/bash -c '[ -z \"$1\" ] || { " +
+                               state + "; } 2>&-; exec \"$0\" velkosta.mtx loc model.sus' \"$0\" \"$in\"";
+    const program_run run = run_program(folder_, "/bin/bash", {"-c", script, VELKRUND}, "OMP_NUM_THREADS=2");
+    EXPECT_EQ(run.status, 0) << state << run.err;
+    EXPECT_EQ(run.err, "") << state;
+    EXPECT_EQ(folder_.read("velkrund.vlk"), small_result) << state;
+  }
 }
 
 TEST_F(Environment, ThreadsThatAreRefusedAreDoneWithout) {
