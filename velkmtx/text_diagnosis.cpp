@@ -356,6 +356,7 @@ class topography_walk {
     if (!walk.take(kind::integer)) return complaint(walk, "the number of points", first_cause(walk));
     i4 count = 0;
     if (!is_number(walk.value(), count)) return {};
+    if (count < 1) return "the file has no points";
     walk.end_line();
     for (i4 point = 1; point <= count; ++point, walk.end_line())
       for (const char* name : {"x", "y", "the elevation"}) {

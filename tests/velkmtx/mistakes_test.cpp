@@ -141,6 +141,8 @@ TEST_F(Mistakes, TopographyFileIsToldByItsFirstWrongPlace) {
              "of points alone");
   topography("4\n-5 -5 45\n-5 nan 45\n45 -5 45\n45 35 46\n",
              ": line 3, column 4: 'nan' where y of point 2 is wanted; it has to be finite");
+  for (const char* none : {"0\n", "! none\n-3\n"})
+    topography(none, "velkmtx: Error: Topography is outside the mesh: the file has no points");
 }
 
 TEST_F(Mistakes, OtherSubcommandsExplainToo) {

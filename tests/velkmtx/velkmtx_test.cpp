@@ -268,6 +268,43 @@ TEST_F(Velkmtx, OutputThatIsCutShortFailsAndLeavesNothing) {
   expect_only_inputs();
 }
 
+/// The file stands, and a script that looks at the status alone goes on with it.
+TEST_F(Velkmtx, SummaryThatCannotBePrintedIsToldAndNoFailure) {
+  for (const std::string made :
+       {"make mesh null loc g", "mesh g --cell 50 --locations loc", "model mesh g --body 'background 3'"}) {
+    const outcome end = run(made + " >/dev/full");
+    EXPECT_EQ(end.status, 0) << made;
+    EXPECT_EQ(end.err,
+              "velkmtx: g is written, but cannot write to the standard output: No space left on device\n");
+    EXPECT_FALSE(folder.read("g").empty());
+    std::filesystem::remove(folder.path("g"));
+  }
+}
+
+TEST_F(Velkmtx, ResultThatCannotBePrintedIsAFailure) {
+  run("make mesh null loc g.mtx --quiet");
+  for (const std::string asked : {"info g.mtx", "check g.mtx"}) {
+    const outcome end = run(asked + " >/dev/full");
+    EXPECT_EQ(end.status, 1) << asked;
+    EXPECT_EQ(end.err, "velkmtx: cannot write to the standard output: No space left on device\n");
+  }
+}
+
+TEST_F(Velkmtx, NoEnvironmentOfTheRunTimeEndsItByASignal) {
+  run("make mesh null loc g.mtx --quiet");
+  const std::string expected = folder.read("g.mtx");
+  for (const std::string setting :
+       {"OMP_NUM_THREADS=", "OMP_NUM_THREADS=abc", "OMP_NUM_THREADS=-1", "OMP_NUM_THREADS=0x10",
+        "OMP_NUM_THREADS=1e3", "OMP_NUM_THREADS=40000", "OMP_STACKSIZE=1000000G", "KMP_STACKOFFSET=1000000G",
+        "KMP_AFFINITY=9999999999norespect", "OMP_DISPLAY_AFFINITY=true KMP_AFFINITY=disabled"}) {
+    std::filesystem::remove(folder.path("g.mtx"));
+    const outcome end = run("make mesh null loc g.mtx --quiet", "env " + setting);
+    EXPECT_EQ(end.status, 0) << setting << end.err;
+    EXPECT_EQ(end.out, "") << setting;
+    EXPECT_EQ(folder.read("g.mtx"), expected) << setting;
+  }
+}
+
 TEST_F(Velkmtx, InputIsNotOverwritten) {
   expect_failure("make mesh null loc ./mesh",
                  "velkmtx: ./mesh is an input; the output should be another file\n");
