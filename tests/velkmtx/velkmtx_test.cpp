@@ -270,6 +270,7 @@ TEST_F(Velkmtx, OutputThatIsCutShortFailsAndLeavesNothing) {
 
 /// The file stands, and a script that looks at the status alone goes on with it.
 TEST_F(Velkmtx, SummaryThatCannotBePrintedIsToldAndNoFailure) {
+  folder.write("loc", survey_above_the_mesh);
   for (const std::string made :
        {"make mesh null loc g", "mesh g --cell 50 --locations loc", "model mesh g --body 'background 3'"}) {
     const outcome end = run(made + " >/dev/full");
