@@ -27,7 +27,7 @@ values plain_adjoint(const sparse_problem& p) {
 
 values plain_adjoint(const dense_problem& p) {
   values y(p.m.size());
-  const r4* g = store.Gfull.data();
+  const r4* g = store.Gfull.first();
   for (const r8 d : p.d)
     for (r8& yk : y) yk += static_cast<r8>(*g++) * d;
   return y;

@@ -43,7 +43,7 @@ void BM_dense_one_thread(benchmark::State& state, instruction_set set, bool grou
   const row_kernels& kernels = row_kernels_for(set);
   const i8 n = static_cast<i8>(p.m.size()), rows = static_cast<i8>(p.d.size());
   const auto product = [&] {
-    const r4* G = store.Gfull.data();
+    const r4* G = store.Gfull.first();
     if (grouped)
       for (i8 i = 0; i < rows; i += dense_rows_at_once)
         kernels.row_dots(G + i * n, n, p.m.data(), n, p.d.data() + i);
@@ -60,7 +60,7 @@ void BM_dense_one_thread(benchmark::State& state, instruction_set set, bool grou
 /// The peer of double precision: its matrix takes twice the memory. Bytes are those of the r4 matrix, to compare.
 void BM_dgemv(benchmark::State& state) {
   dense_problem p(state);
-  const values G(store.Gfull.begin(), store.Gfull.end());
+  const values G(store.Gfull.first(), store.Gfull.first() + store.Gfull.size());
   const int n = static_cast<int>(p.m.size()), rows = static_cast<int>(p.d.size()), one = 1;
   const double alpha = 1, beta = 0;
   for (auto _ : state)
@@ -76,7 +76,7 @@ void BM_sgemv(benchmark::State& state) {
   const int n = static_cast<int>(m.size()), rows = static_cast<int>(d.size()), one = 1;
   const float alpha = 1, beta = 0;
   for (auto _ : state)
-    sgemv_("T", &n, &rows, &alpha, store.Gfull.data(), &n, m.data(), &one, &beta, d.data(), &one);
+    sgemv_("T", &n, &rows, &alpha, store.Gfull.first(), &n, m.data(), &one, &beta, d.data(), &one);
   state.SetBytesProcessed(state.iterations() * p.bytes());
 }
 
@@ -91,7 +91,7 @@ std::uint64_t sum_of_words(const void* bytes, i8 size) {
 /// The limit: the same bytes, summed as integers.
 void BM_read_the_dense_matrix(benchmark::State& state) {
   const dense_problem p(state);
-  for (auto _ : state) benchmark::DoNotOptimize(sum_of_words(store.Gfull.data(), p.bytes()));
+  for (auto _ : state) benchmark::DoNotOptimize(sum_of_words(store.Gfull.first(), p.bytes()));
   state.SetBytesProcessed(state.iterations() * p.bytes());
 }
 

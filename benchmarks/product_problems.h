@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdint>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "store/state.h"
@@ -34,15 +35,16 @@ struct dense_problem {
       : m(random_values(static_cast<std::size_t>(state.range(0)))),
         d(static_cast<std::size_t>(state.range(1))) {
     reset_state();
-    store.Gfull = owned_array2<r4>(uninitialised, state.range(0), state.range(1));
+    owned_array2<r4> G(uninitialised, state.range(0), state.range(1));
     std::uint32_t x = 1;
-    for (r4& g : store.Gfull)
+    for (r4& g : G)
       g = static_cast<r4>(static_cast<std::int32_t>(x = x * 1664525 + 1013904223)) / 2147483648.0f;
+    store.Gfull = std::move(G);
   }
   values plain() const {
     values y(d.size());
     const i8 n = static_cast<i8>(m.size());
-    const r4* G = store.Gfull.data();
+    const r4* G = store.Gfull.first();
 #pragma omp parallel for schedule(static)
     for (i8 i = 0; i < static_cast<i8>(y.size()); ++i) {
       r8 s = 0;

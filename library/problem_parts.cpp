@@ -114,9 +114,10 @@ void fill_sparse_rows(const sparse_parts& Gs) {
 }
 
 void fill_dense_rows(std::span<const r4> Gfull) {
-  store.Gfull = owned_array2<r4>(uninitialised, store.ncol, store.ndata_mtx);
-  refuse_unless(std::ssize(Gfull) == store.Gfull.size(), "size(Gfull) /= ncol x ndata");
-  std::copy(Gfull.begin(), Gfull.end(), store.Gfull.begin());
+  owned_array2<r4> elements(uninitialised, store.ncol, store.ndata_mtx);
+  refuse_unless(std::ssize(Gfull) == elements.size(), "size(Gfull) /= ncol x ndata");
+  std::copy(Gfull.begin(), Gfull.end(), elements.begin());
+  store.Gfull = std::move(elements);
 }
 
 void fill_store(const problem_parts& parts) {

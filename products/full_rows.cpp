@@ -8,6 +8,7 @@
 
 #include "products/row_kernels.h"
 #include "reports/interruption.h"
+#include "store/getpar.h"
 #include "store/state.h"
 #include "threads/team.h"
 
@@ -18,8 +19,8 @@ namespace {
 struct row_group {
   i8 first, size;  // the first row, counted from 0
 
-  const r4* row(i8 r) const { return store.Gfull.data() + (first + r) * stride(); }
-  static i8 stride() { return store.Gfull.extent(1); }
+  const r4* row(i8 r) const { return store.Gfull.first() + (first + r) * stride(); }
+  static i8 stride() { return store.Gfull.leading_dimension(); }
   bool is_full() const { return size == dense_rows_at_once; }
 };
 
@@ -135,19 +136,23 @@ void CALC_FULL_GV_BLOCK(array2<const r8> models, array2<r8> data) {
   const vectors<const r8> v = vectors_of(models);
   const vectors<r8> y = vectors_of(data);
   assert(is_model(v) && is_data(as_const(y)) && v.count == y.count);
-  const row_block rows = all_rows();
+  prepare_rows();
+  do {
+    const row_block rows = all_rows();
 #pragma omp parallel for schedule(static) num_threads(team_size())
-  for (i8 g = 0; g < rows.groups(); ++g) {
-    const row_group group = rows.group(g);
-    dots(group, v, {y.first + group.first, group.size, y.count, y.stride});
-  }
-  end_if_interrupted();
+    for (i8 g = 0; g < rows.groups(); ++g) {
+      const row_group group = rows.group(g);
+      dots(group, v, {y.first + group.first, group.size, y.count, y.stride});
+    }
+    end_if_interrupted();
+  } while (rows_renewed());
 }
 
 void CALC_FULL_GTV_BLOCK(array2<const r8> data, array2<r8> models) {
   const vectors<const r8> v = vectors_of(data);
   const vectors<r8> y = vectors_of(models);
   assert(is_data(v) && is_model(as_const(y)) && v.count == y.count);
+  prepare_rows();
   const column_tiles tiles(y.n);
 #pragma omp parallel for schedule(static) num_threads(team_size())
   for (i8 tile = 0; tile < tiles.count; ++tile) {
@@ -155,12 +160,14 @@ void CALC_FULL_GTV_BLOCK(array2<const r8> data, array2<r8> models) {
     add_to_tile(tiles, tile, all_rows(), v, y);
   }
   end_if_interrupted();
+  check_rows_in_place();
 }
 
 void CALC_FULL_GTGV_BLOCK(array2<const r8> from, array2<r8> to) {
   const vectors<const r8> v = vectors_of(from);
   const vectors<r8> y = vectors_of(to);
   assert(is_model(v) && is_model(as_const(y)) && v.count == y.count);
+  prepare_rows();
   const i8 rows = all_rows().end, at_once = rows_of_a_block(y.n);
   const column_tiles tiles(y.n);
   // Two blocks of dots in turn: who is done with a block may go on to the next.
@@ -183,6 +190,7 @@ void CALC_FULL_GTGV_BLOCK(array2<const r8> from, array2<r8> to) {
     }
   }
   end_if_interrupted();
+  check_rows_in_place();
 }
 
 void CALC_FULL_GV(std::span<const r8> v, std::span<r8> y) {

@@ -4,7 +4,8 @@
 ///          CALC_FULL_GTV   y = Gfull' v        data to a model    columns are shared out
 ///          CALC_FULL_GTGV  y = Gfull' Gfull v  model to model     both in turn, for a block of rows
 /// Shapes   of several models at once: one behind another, and so their data. G is then read once for four of them
-/// Reads    store.Gfull; the rows are read in place and never written
+/// Reads    store.Gfull; the rows are read in place and never written. Where they stand in the sensitivity file, a file that
+///          was changed under them ends the program (docs/rows_in_place.md)
 /// Asks     model vectors of ncol elements, data vectors of an element for each row of Gfull. A model that is shorter
 ///          stands for the first columns; a longer one is the caller's mistake
 /// Bits     every scalar product has the shape of products/row_kernels.h, and every element of a model is summed in the

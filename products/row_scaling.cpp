@@ -8,14 +8,8 @@
 namespace velko {
 namespace {
 
-void divide(r4* row, i8 size, r8 by) {
-  for (i8 k = 0; k < size; ++k) row[k] = static_cast<r4>(r8{row[k]} / by);
-}
-
 void divide_row(i8 i, r8 by) {
-  if (store.compressed) return divide(store.Gs(i).val.data(), store.Gs(i).val.size(), by);
-  const i8 ncol = store.Gfull.extent(1);
-  divide(store.Gfull.data() + (i - 1) * ncol, ncol, by);
+  for (r4& g : store.compressed ? store.Gs(i).val : store.Gfull.row(i)) g = static_cast<r4>(r8{g} / by);
 }
 
 }  // namespace

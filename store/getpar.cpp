@@ -117,14 +117,28 @@ bool read_dense_row(record_reader& in, std::span<r4> row) {
   return in.begin_record() && in.read_all(row) && in.end_record();
 }
 
-bool read_dense_rows(record_reader& in, int attempt) {
-  warn_of_dense_form(attempt);
+/// The rows where they lie in the file: one matrix with the length words between its rows. False where they can't be had so.
+bool place_dense_rows(record_reader& in) {
+  const i8 ncol = std::max(store.ncol, 0), between = 2 * i8{sizeof(i4)} / i8{sizeof(r4)};
+  in.read_in_place(store.Gs_file);
+  std::byte* const first = in.take_records_in_place(store.ndata_mtx, ncol * i8{sizeof(r4)});
+  if (first == nullptr) return false;
+  store.Gfull = dense_matrix(reinterpret_cast<r4*>(first), ncol, store.ndata_mtx, ncol + between);
+  return true;
+}
+
+bool copy_dense_rows(record_reader& in) {
+  in.read_without(store.Gs_file);
   allocate_or_report("getpar Gfull",
                      [] { store.Gfull = owned_array2<r4>(uninitialised, store.ncol, store.ndata_mtx); });
-  const auto ncol = static_cast<std::size_t>(store.Gfull.extent(1));
-  for (i8 datum = 0; datum < store.Gfull.extent(2); ++datum)
-    if (!read_dense_row(in, {store.Gfull.data() + datum * store.Gfull.extent(1), ncol})) return false;
+  for (i8 datum = 1; datum <= store.Gfull.extent(2); ++datum)
+    if (!read_dense_row(in, store.Gfull.row(datum).elements())) return false;
   return true;
+}
+
+bool read_dense_rows(record_reader& in, int attempt) {
+  warn_of_dense_form(attempt);
+  return place_dense_rows(in) || copy_dense_rows(in);
 }
 
 bool read_diagonal(record_reader& in) {
@@ -202,6 +216,7 @@ bool take_rows_again() {
   if (!same_mesh(mesh, again.mesh) || !same_but_rows(store, again.store)) return false;
   std::swap(store.Gs, again.store.Gs);
   std::swap(store.Gs_memory, again.store.Gs_memory);
+  std::swap(store.Gfull, again.store.Gfull);
   std::swap(store.Gs_file, again.store.Gs_file);
   return true;
 }

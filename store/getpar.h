@@ -4,9 +4,9 @@
 ///          filter to SET_WTN_FILTER and sets the stack size of the worker threads. Returns with the whole store
 ///          filled, or the program ends inside it
 /// Forms    compressed (nfilter >= 1): one sparse row for each datum in Gs; dense: Gfull, with a warning
-/// Memory   the bytes of G and a small constant. Sparse rows stand where the file lies in memory, so that they cost
-///          no copy (docs/rows_in_place.md); where it can't be mapped, or a row is in segments or not aligned, they
-///          are read to where they stay, like dense rows
+/// Memory   the bytes of G and a small constant. Rows stand where the file lies in memory, so that they cost no copy
+///          (docs/rows_in_place.md); where it can't be mapped, or a row is in segments or not aligned, they are read to
+///          where they stay: sparse ones each, dense ones all or none
 /// Changes  a file that is touched or written to while it is read is read again, three times in all; then it counts as one
 ///          that can't be read
 /// Errors   file-not-found report "sensitivity"; "ERROR reading sensitivity file NAME"; allocation reports "getpar",

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <iterator>
 #include <utility>
 
@@ -28,6 +29,12 @@ i8 read_once(int file, std::span<std::byte> target, std::span<std::byte> behind)
     const i8 got = readv(file, parts.data(), whole ? 2 : 1);
     if (got >= 0 || errno != EINTR) return got;
   }
+}
+
+i4 length_word(const std::byte* at) {
+  i4 word = 0;
+  std::memcpy(&word, at, sizeof word);
+  return word;
 }
 
 }  // namespace
@@ -59,6 +66,26 @@ std::byte* record_reader::take_in_place(i8 count) {
   if (!in_one_piece || reinterpret_cast<std::uintptr_t>(ahead_.data()) % alignof(i4) != 0) return nullptr;
   left_ -= count;
   return take_ahead(count).data();
+}
+
+std::byte* record_reader::take_records_in_place(i8 count, i8 bytes) {
+  constexpr i8 word_bytes = sizeof(i4);
+  const i8 distance = bytes + 2 * word_bytes;
+  if (!ok_ || !ahead_is_mapped_ || count < 1 || count > std::ssize(ahead_) / distance) return nullptr;
+  if (reinterpret_cast<std::uintptr_t>(ahead_.data()) % alignof(i4) != 0 || distance % word_bytes != 0) return nullptr;
+  for (i8 i = 0; i < count; ++i) {
+    const std::byte* const record = ahead_.data() + i * distance;
+    if (length_word(record) != bytes || length_word(record + word_bytes + bytes) != bytes) return nullptr;
+  }
+  return take_ahead(count * distance).data() + word_bytes;
+}
+
+void record_reader::read_without(mapped_file& file) {
+  if (!ahead_is_mapped_) return;
+  lseek(file_, std::ssize(file.bytes()) - std::ssize(ahead_), SEEK_SET);
+  ahead_ = {};
+  ahead_is_mapped_ = false;
+  file = {};
 }
 
 bool record_reader::begin_record() {

@@ -57,6 +57,14 @@ class record_reader {
   /// is taken, where they can't be had so: the file is not mapped, a segment ends before, they are not aligned.
   std::byte* take_in_place(i8 count);
 
+  /// The next `count` records, each in one piece with a payload of exactly so many bytes: that of the first one where it lies in
+  /// the mapped file, aligned for 4-byte elements; those of the others stand at equal distances of bytes + 8 behind it.
+  /// Null, and nothing is taken, where they can't be had so. To be asked between records.
+  std::byte* take_records_in_place(i8 count, i8 bytes);
+
+  /// Gives the mapped file back: from here on the file is read.
+  void read_without(mapped_file& file);
+
   /// Whether no byte is left in the file; to be asked between records, and last.
   bool at_end();
 

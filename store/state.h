@@ -12,6 +12,7 @@
 
 #include "arrays/array.h"
 #include "arrays/numbers.h"
+#include "store/dense_matrix.h"
 #include "store/mapped_file.h"
 #include "store/row_memory.h"
 
@@ -53,13 +54,14 @@ struct store_state {
   owned_array1<r8> wtz;                      // (ncol) weight of each cell below the surface, surface order
   owned_array1<r8> gdiag;                    // (ncol) last vector of the file; kept, not used
   std::string file_name;                     // of the sensitivity file, for reports
-  mapped_file Gs_file;                       // the file, where rows of Gs stand in it
+  mapped_file Gs_file;                       // the file, where rows of G stand in it
   bool Gs_used = false;                      // something was made of them
   i4 Gs_renewals = 0;                        // how often they were taken again before that
   row_memory Gs_memory;                      // holds the rows of Gs that were copied
   owned_array1<sparse_row> Gs;               // (ndata_mtx) compressed G; empty when dense
-  // (ncol, ndata_mtx) dense G: the row of one datum is a column, in surface order; empty when compressed.
-  owned_array2<r4> Gfull;
+  // (ncol, ndata_mtx) dense G: the row of one datum is a column, in surface order; empty when compressed. It lies in
+  // Gs_file, where the file allows it.
+  dense_matrix Gfull;
 };
 inline store_state store;
 

@@ -9,6 +9,7 @@
 #include <functional>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "reports/channel.h"
@@ -102,9 +103,10 @@ class products_test : public testing::Test {
     store.compressed = false;
     store.ncol = ncol;
     store.ndata_mtx = survey.ndata = static_cast<i4>(rows.size());
-    store.Gfull = owned_array2<r4>(ncol, rows.size());
-    r4* g = store.Gfull.data();
+    owned_array2<r4> elements(ncol, rows.size());
+    r4* g = elements.data();
     for (const auto& row : rows) g = std::copy(row.begin(), row.end(), g);
+    store.Gfull = std::move(elements);
   }
 
   static void set_random_sparse_rows(std::size_t rows) {

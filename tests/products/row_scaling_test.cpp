@@ -5,6 +5,7 @@
 
 #include "products/products.h"
 #include "tests/products/problem.h"
+#include "tests/support/dense_values.h"
 
 namespace velko::test {
 namespace {
@@ -15,7 +16,6 @@ class RowScaling : public products_test {
     const array1<r4>& val = store.Gs(row).val;
     return {val.begin(), val.end()};
   }
-  static std::vector<r4> dense_values() { return {store.Gfull.begin(), store.Gfull.end()}; }
 };
 
 TEST_F(RowScaling, EachSparseRowIsDividedByItsOwnDeviation) {

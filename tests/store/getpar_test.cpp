@@ -12,6 +12,7 @@
 #include "arrays/memory_limit.h"
 #include "reports/reports.h"
 #include "store/state.h"
+#include "tests/support/dense_values.h"
 #include "tests/support/fresh_problem.h"
 #include "tests/support/little_memory.h"
 #include "tests/support/sensitivity_file.h"
@@ -24,6 +25,7 @@ namespace velko {
 namespace {
 
 using test::bytes_of;
+using test::dense_values;
 using test::framed;
 using test::sensitivity_file;
 using testing::Each;
@@ -133,7 +135,7 @@ TEST_F(Getpar, FillsGfullFromADenseFileAndWarns) {
   EXPECT_FALSE(store.compressed);
   EXPECT_EQ(store.Gfull.extent(1), 4);
   EXPECT_EQ(store.Gfull.extent(2), 2);
-  EXPECT_THAT(store.Gfull.elements(), ElementsAre(1, 2, 3, 4, 5, 6, 7, 8));
+  EXPECT_THAT(dense_values(), ElementsAre(1, 2, 3, 4, 5, 6, 7, 8));
   EXPECT_EQ(store.Gs.size(), 0);
   EXPECT_EQ(wavelet.filter_len, 0);
   EXPECT_EQ(said_, dense_warning);
@@ -193,7 +195,7 @@ TEST_F(Getpar, ReadsSegmentedRecords) {
     EXPECT_THAT(store.Gs(1).idx.elements(), ElementsAre(1, 8));
     EXPECT_THAT(store.Gs(1).val.elements(), ElementsAre(0.5F, -2.0F));
     ASSERT_EQ(load(dense_file().segments_of(segment)), stop_or_done{}) << segment;
-    EXPECT_THAT(store.Gfull.elements(), ElementsAre(1, 2, 3, 4, 5, 6, 7, 8));
+    EXPECT_THAT(dense_values(), ElementsAre(1, 2, 3, 4, 5, 6, 7, 8));
   }
 }
 
@@ -284,7 +286,7 @@ TEST_F(FileChangesDuringTheLoad, DenseFileThatIsOverwrittenIsReadAgain) {
   ASSERT_EQ(load_and_meanwhile(dense_file(), [&] { overwrite(other_dense_file()); }), stop_or_done{});
   EXPECT_EQ(mesh.ztop, 7);
   EXPECT_THAT(store.wtz.elements(), Each(9));
-  EXPECT_THAT(store.Gfull.elements(), ElementsAre(0, 0, 0, 1, 2, 2, 2, 2));
+  EXPECT_THAT(dense_values(), ElementsAre(0, 0, 0, 1, 2, 2, 2, 2));
 }
 
 TEST_F(FileChangesDuringTheLoad, CompressedFileThatAnotherIsCopiedOverIsReadAgain) {
@@ -306,7 +308,7 @@ TEST_F(FileChangesDuringTheLoad, CompressedFileThatADenseOneIsCopiedOverBecomesT
 
 TEST_F(FileChangesDuringTheLoad, TouchedFileIsNoLoss) {
   ASSERT_EQ(load_and_meanwhile(dense_file(), [&] { touch(); }), stop_or_done{});
-  EXPECT_THAT(store.Gfull.elements(), ElementsAre(1, 2, 3, 4, 5, 6, 7, 8));
+  EXPECT_THAT(dense_values(), ElementsAre(1, 2, 3, 4, 5, 6, 7, 8));
 }
 
 TEST_F(FileChangesDuringTheLoad, WarningOfTheDenseFormIsSaidOnce) {
