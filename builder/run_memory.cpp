@@ -41,8 +41,7 @@ r8 bytes_of_compressed_product(const sensitivity_contents& c) {
 }  // namespace
 
 r8 bytes_of_a_run(const sensitivity_contents& c) {
-  const r8 of_G = c.compressed() ? bytes_of_compressed_product(c) : bytes<r4>(product(c.ncol, c.ndata_mtx));
-  return bytes_of_cells(c) + bytes_of_data(c) + of_G;
+  return bytes_of_cells(c) + bytes_of_data(c) + (c.compressed() ? bytes_of_compressed_product(c) : 0);
 }
 
 }  // namespace velko

@@ -19,7 +19,10 @@ class dense_matrix {
   dense_matrix() = default;
   /// Of the same extents, without a gap between its rows.
   dense_matrix(owned_array2<r4>&& elements)
-      : own_(std::move(elements)), first_(own_.data()), leading_(own_.extent(1)), shape_(own_.extent(1), own_.extent(2)) {}
+      : own_(std::move(elements)),
+        first_(own_.data()),
+        leading_(own_.extent(1)),
+        shape_(own_.extent(1), own_.extent(2)) {}
   /// Of elements that somebody else holds.
   dense_matrix(r4* first, i8 columns, i8 rows, i8 leading_dimension)
       : first_(first), leading_(leading_dimension), shape_(columns, rows) {

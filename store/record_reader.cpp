@@ -72,7 +72,8 @@ std::byte* record_reader::take_records_in_place(i8 count, i8 bytes) {
   constexpr i8 word_bytes = sizeof(i4);
   const i8 distance = bytes + 2 * word_bytes;
   if (!ok_ || !ahead_is_mapped_ || count < 1 || count > std::ssize(ahead_) / distance) return nullptr;
-  if (reinterpret_cast<std::uintptr_t>(ahead_.data()) % alignof(i4) != 0 || distance % word_bytes != 0) return nullptr;
+  if (reinterpret_cast<std::uintptr_t>(ahead_.data()) % alignof(i4) != 0 || distance % word_bytes != 0)
+    return nullptr;
   for (i8 i = 0; i < count; ++i) {
     const std::byte* const record = ahead_.data() + i * distance;
     if (length_word(record) != bytes || length_word(record + word_bytes + bytes) != bytes) return nullptr;

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include "arrays/floating_point_mode.h"
 #include "tests/products/random_problem.h"
 #include "tests/support/little_memory.h"
 
@@ -194,6 +195,47 @@ TEST_F(BlockLengths, BlockThatHasNoRoomForOneModelEndsInTheReportOfTheProduct) {
   EXPECT_EQ(end, (stop_or_done{stop_or_done::stopped, ""}));
 }
 #endif
+
+/// Products of blocks whose results are denormal numbers: data, a model, and a model of the normal product.
+class DenormalResults : public products_test, public testing::WithParamInterface<form> {
+ public:
+  static constexpr std::size_t rows = 40, models = 5;
+  static void set_small_rows() {
+    set_uneven_problem();
+    if (GetParam() == form::compressed)
+      set_sparse_rows(std::vector<std::vector<entry>>(rows, {{1, 1e-10f}}));
+    else
+      set_dense_rows(cells.nbelow, std::vector<std::vector<r4>>(rows, std::vector<r4>(below(), 1e-10f)));
+  }
+  static std::size_t below() { return static_cast<std::size_t>(cells.nbelow); }
+  static std::size_t length() {
+    return GetParam() == form::compressed ? static_cast<std::size_t>(cells.ncell) : below();
+  }
+  static std::vector<values> results() {
+    const block m = block_of(std::vector<values>(models, values(length(), 1e-300)), length());
+    const block d = block_of(std::vector<values>(models, values(rows, 1e-300)), rows);
+    block Gm(rows, models), Gtd(length(), models), GtGm(length(), models);
+    GPROD_BLOCK(m, Gm);
+    GTPROD_BLOCK(Gtd, d);
+    GTGPROD_BLOCK(m, GtGm);
+    std::vector<values> all;
+    for (const block* result : {&Gm, &Gtd, &GtGm}) all.emplace_back(result->begin(), result->end());
+    return all;
+  }
+};
+
+TEST_P(DenormalResults, CountAsZeroInAllThreadsWhereTheCallerFlushesThem) {
+  set_small_rows();
+  for (const int threads : {1, 3}) {
+    omp_set_num_threads(threads);
+    for (const values& result : results()) EXPECT_THAT(result, testing::Contains(testing::Ne(0.0)));
+    const flush_to_zero_scope mode;
+    for (const values& result : results()) EXPECT_THAT(result, testing::Each(0.0));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Forms, DenormalResults, testing::Values(form::compressed, form::dense_compact),
+                         [](const auto& of) { return std::string(name_of(of.param)); });
 
 TEST_F(BlockLengths, MemoryOfABlockIsTold) {
   set_uneven_problem();

@@ -7,6 +7,7 @@
 #include <functional>
 #include <thread>
 
+#include "products/full_rows.h"
 #include "products/row_scaling.h"
 #include "products/sparse_rows.h"
 #include "store/getpar.h"
@@ -20,7 +21,7 @@ namespace {
 using test::sensitivity_file;
 using test::values;
 
-constexpr i4 edge = 16, ncube = edge * edge * edge, nrows = 40;
+constexpr i4 edge = 16, ncells = edge * edge * edge, ncube = ncells, nrows = 40;
 
 /// Rows of more than a page each, every 25th with few entries.
 sensitivity_file many_rows() {
@@ -35,39 +36,87 @@ sensitivity_file many_rows() {
   return file;
 }
 
-class RowsInPlace : public test::products_test {
+/// Rows of four pages each.
+sensitivity_file many_dense_rows() {
+  sensitivity_file file(edge, edge, edge);
+  for (i4 i = 0; i < nrows; ++i) {
+    std::vector<r4> row;
+    for (i4 at = 1; at <= ncells; ++at) row.push_back(static_cast<r4>(at % 7) - static_cast<r4>(i));
+    file.dense_row(row);
+  }
+  return file;
+}
+
+values data_of(void (*product)(std::span<const r8>, std::span<r8>)) {
+  values d(nrows, test::untouched);
+  product(test::random_values(ncells), d);
+  return d;
+}
+values model_of(void (*product)(std::span<const r8>, std::span<r8>), std::size_t from) {
+  values m(ncells, test::untouched);
+  product(test::random_values(from), m);
+  return m;
+}
+
+/// The loops on the rows of a form, and what they are tried on.
+struct row_form {
+  std::string name;
+  sensitivity_file (*file)();
+  std::vector<std::function<values()>> products;  // data, or a model or cube
+};
+
+const row_form sparse_form{"Sparse",
+                           many_rows,
+                           {[] { return data_of([](auto v, auto y) { CALC_GV(v, y); }); },
+                            [] { return model_of([](auto v, auto y) { CALC_GTV(v, y); }, nrows); },
+                            [] { return model_of([](auto v, auto y) { CALC_GTGV_1LOOP(v, y); }, ncells); }}};
+const row_form dense_form{
+    "Dense",
+    many_dense_rows,
+    {[] { return data_of(CALC_FULL_GV); }, [] { return model_of(CALC_FULL_GTV, nrows); },
+     [] { return model_of(CALC_FULL_GTGV, ncells); }}};
+
+class RowsInPlace : public test::products_test, public testing::WithParamInterface<row_form> {
  protected:
+  static sensitivity_file file() { return GetParam().file(); }
+  static const std::vector<std::function<values()>>& products() { return GetParam().products; }
+  static values product() { return products().front()(); }
+  static std::vector<values> results() {
+    std::vector<values> all;
+    for (const auto& of_rows : products()) all.push_back(of_rows());
+    return all;
+  }
+
   void load(const std::string& bytes) {
     reset_state();
     name_ = folder_.write("velkosta.mtx", bytes);
+    const capture warning(console());
     getpar(name_);
     survey.ndata = store.ndata_mtx;
   }
 
-  static bool in_the_file(const sparse_row& row) {
-    const auto* at = reinterpret_cast<const std::byte*>(row.idx.data());
+  static bool in_the_file(const void* elements) {
+    const auto* at = static_cast<const std::byte*>(elements);
     const auto file = store.Gs_file.bytes();
     return !file.empty() && file.data() <= at && at < file.data() + file.size();
   }
   static i4 rows_in_the_file() {
-    return static_cast<i4>(std::count_if(store.Gs.begin(), store.Gs.end(), in_the_file));
+    i4 count = 0;
+    for (i4 i = 1; i <= nrows; ++i)
+      count += in_the_file((store.compressed ? store.Gs(i).val : store.Gfull.row(i)).data());
+    return count;
   }
 
-  static values product() {
-    values d(nrows, test::untouched);
-    CALC_GV(test::random_values(ncube), d);
-    return d;
+  static std::size_t first_value_in_the_file() {
+    const r4* value = store.compressed ? &store.Gs(1).val(1) : &store.Gfull(1, 1);
+    return static_cast<std::size_t>(reinterpret_cast<const std::byte*>(value) - store.Gs_file.bytes().data());
   }
 
   /// Each product of the rows ends with the read message of the loader.
   void expect_read_error() {
-    const values v = test::random_values(ncube), d(nrows, 1.0);
-    values cube(ncube), data(nrows);
-    for (const std::function<void()>& of :
-         {std::function<void()>([&] { CALC_GV(v, data); }), std::function<void()>([&] { CALC_GTV(d, cube); }),
-          std::function<void()>([&] { CALC_GTGV_1LOOP(v, cube); })}) {
+    for (const auto& of_rows : products()) {
       const capture said(console()), logged(log_file());
-      EXPECT_EQ(run_until_stop(of), (stop_or_done{stop_or_done::stopped, ""}));
+      EXPECT_EQ(run_until_stop([&] { of_rows(); }), (stop_or_done{stop_or_done::stopped, ""}));
       EXPECT_EQ(said.text, "\nERROR reading sensitivity file " + name_ + "\n");
       EXPECT_EQ(logged.text, said.text);
     }
@@ -95,31 +144,32 @@ class RowsInPlace : public test::products_test {
   std::string name_;
 };
 
-TEST_F(RowsInPlace, RowsStandInTheFile) {
-  load(many_rows().bytes());
+TEST_P(RowsInPlace, RowsStandInTheFile) {
+  load(file().bytes());
   EXPECT_EQ(rows_in_the_file(), nrows);
 }
 
-TEST_F(RowsInPlace, RowsThatAreNotAlignedAreCopied) {
-  const std::string one_byte_more = test::bytes_of(i4{2}) + test::bytes_of(values{0.5, 0.5}) + "x";
-  load(many_rows().bytes());
-  const values expected = product();
-  load(many_rows().payload(4, one_byte_more).bytes());
+TEST_P(RowsInPlace, RowsThatAreNotAlignedAreCopied) {
+  const std::string one_byte_more = file().payloads()[3] + "x";
+  load(file().bytes());
+  const std::vector<values> expected = results();
+  load(file().payload(4, one_byte_more).bytes());
   EXPECT_EQ(rows_in_the_file(), 0);
-  EXPECT_EQ(product(), expected);
+  EXPECT_EQ(results(), expected);
 }
 
-TEST_F(RowsInPlace, RowsInSegmentsAreCopied) {
-  load(many_rows().bytes());
-  const values expected = product();
-  load(many_rows().segments_of(1 << 12).bytes());
-  EXPECT_GT(rows_in_the_file(), 0);  // the short rows are in one piece
+TEST_P(RowsInPlace, RowsInSegmentsAreCopied) {
+  load(file().bytes());
+  const std::vector<values> expected = results();
+  load(file().segments_of(1 << 12).bytes());
   EXPECT_LT(rows_in_the_file(), nrows);
-  EXPECT_EQ(product(), expected);
+  EXPECT_EQ(rows_in_the_file() > 0,
+            store.compressed);  // short rows are in one piece; dense ones are all alike
+  EXPECT_EQ(results(), expected);
 }
 
-TEST_F(RowsInPlace, RowsFromAPipeAreCopied) {
-  const std::string bytes = many_rows().bytes();
+TEST_P(RowsInPlace, RowsFromAPipeAreCopied) {
+  const std::string bytes = file().bytes();
   load(bytes);
   const values expected = product();
   reset_state();
@@ -133,8 +183,8 @@ TEST_F(RowsInPlace, RowsFromAPipeAreCopied) {
   EXPECT_EQ(product(), expected);
 }
 
-TEST_F(RowsInPlace, ProductAfterTheFileWasCutShortIsRefused) {
-  const std::string bytes = many_rows().bytes();
+TEST_P(RowsInPlace, ProductAfterTheFileWasCutShortIsRefused) {
+  const std::string bytes = file().bytes();
   for (const std::size_t left : {std::size_t{0}, bytes.size() / 2, bytes.size() - 1}) {
     load(bytes);
     std::filesystem::resize_file(name_, left);
@@ -142,44 +192,27 @@ TEST_F(RowsInPlace, ProductAfterTheFileWasCutShortIsRefused) {
   }
 }
 
-TEST_F(RowsInPlace, ProductAfterTheFileWasWrittenToIsRefused) {
-  const std::string bytes = many_rows().bytes();
+TEST_P(RowsInPlace, ProductAfterTheFileWasWrittenToIsRefused) {
+  const std::string bytes = file().bytes();
   load(bytes);
   overwrite(static_cast<std::streamoff>(bytes.size() - 100), "x");
   expect_read_error();
 }
 
-// Every product, as the first of a load: its result, data or a cube.
-const std::vector<std::function<values()>> all_products{[] {
-                                                          values d(nrows);
-                                                          CALC_GV(test::random_values(ncube), d);
-                                                          return d;
-                                                        },
-                                                        [] {
-                                                          values cube(ncube);
-                                                          CALC_GTV(test::random_values(nrows), cube);
-                                                          return cube;
-                                                        },
-                                                        [] {
-                                                          values cube(ncube);
-                                                          CALC_GTGV_1LOOP(test::random_values(ncube), cube);
-                                                          return cube;
-                                                        }};
-
-TEST_F(RowsInPlace, FileThatWasTouchedBeforeTheFirstProductIsNoLoss) {
-  const std::string bytes = many_rows().bytes();
-  for (const auto& product_of_rows : all_products) {
+TEST_P(RowsInPlace, FileThatWasTouchedBeforeTheFirstProductIsNoLoss) {
+  const std::string bytes = file().bytes();
+  for (const auto& of_rows : products()) {
     load(bytes);
-    const values expected = product_of_rows();
+    const values expected = of_rows();
     load(bytes);
     touch(1);
-    EXPECT_EQ(product_of_rows(), expected);
-    EXPECT_EQ(product_of_rows(), expected);
+    EXPECT_EQ(of_rows(), expected);
+    EXPECT_EQ(of_rows(), expected);
   }
 }
 
-TEST_F(RowsInPlace, FileThatWasTouchedOrRenamedOrReplacedBetweenLaterProductsIsNoLoss) {
-  load(many_rows().bytes());
+TEST_P(RowsInPlace, FileThatWasTouchedOrRenamedOrReplacedBetweenLaterProductsIsNoLoss) {
+  load(file().bytes());
   const values expected = product();
   EXPECT_EQ(product(), expected);
   touch(1);
@@ -190,38 +223,38 @@ TEST_F(RowsInPlace, FileThatWasTouchedOrRenamedOrReplacedBetweenLaterProductsIsN
   EXPECT_EQ(product(), expected);
 }
 
-TEST_F(RowsInPlace, FileThatWasTouchedDuringTheFirstProductIsPassedOverAgain) {
-  load(many_rows().bytes());
+TEST_P(RowsInPlace, FileThatWasTouchedDuringTheFirstProductIsPassedOverAgain) {
+  load(file().bytes());
   touch(1);
   EXPECT_TRUE(rows_renewed());
   EXPECT_FALSE(rows_renewed());
   EXPECT_EQ(rows_in_the_file(), nrows);
 }
 
-TEST_F(RowsInPlace, RowsWrittenBeforeTheFirstProductAreThoseOfTheNewFile) {
-  const std::string before = many_rows().bytes();
+TEST_P(RowsInPlace, RowsWrittenBeforeTheFirstProductAreThoseOfTheNewFile) {
+  const std::string before = file().bytes();
   std::string after = before;
-  const std::size_t val_of_first_row = after.find(test::bytes_of(i4{1}) + test::bytes_of(i4{1001})) + 5 * 4;
-  after[val_of_first_row + 3] ^= 1;
-  for (const auto& product_of_rows : all_products) {
+  load(before);
+  after[first_value_in_the_file() + 3] ^= 1;
+  for (const auto& of_rows : products()) {
     load(after);
-    const values expected = product_of_rows();
+    const values expected = of_rows();
     load(before);
-    EXPECT_NE(product_of_rows(), expected);
+    EXPECT_NE(of_rows(), expected);
     load(before);
     overwrite(0, after);
-    EXPECT_EQ(product_of_rows(), expected);
+    EXPECT_EQ(of_rows(), expected);
   }
 }
 
-TEST_F(RowsInPlace, AnotherFileCopiedOverBeforeTheFirstProductIsRefused) {
-  load(many_rows().bytes());
-  overwrite(0, many_rows().ztop(12).bytes());
+TEST_P(RowsInPlace, AnotherFileCopiedOverBeforeTheFirstProductIsRefused) {
+  load(file().bytes());
+  overwrite(0, file().ztop(12).bytes());
   expect_read_error();
 }
 
-TEST_F(RowsInPlace, RowsWrittenBetweenProductsAreRefusedAlsoIfTheTimeIsPutBack) {
-  const std::string bytes = many_rows().bytes();
+TEST_P(RowsInPlace, RowsWrittenBetweenProductsAreRefusedAlsoIfTheTimeIsPutBack) {
+  const std::string bytes = file().bytes();
   load(bytes);
   touch(0);
   product();
@@ -231,15 +264,15 @@ TEST_F(RowsInPlace, RowsWrittenBetweenProductsAreRefusedAlsoIfTheTimeIsPutBack) 
   expect_read_error();
 }
 
-TEST_F(RowsInPlace, ScaledRowsAreNotTakenAgain) {
-  load(many_rows().bytes());
+TEST_P(RowsInPlace, ScaledRowsAreNotTakenAgain) {
+  load(file().bytes());
   scale_rows(values(nrows, 4.0));
   touch(1);
   expect_read_error();
 }
 
-TEST_F(RowsInPlace, PositionsThatComeToLieOutsideTheCubeTouchNothing) {
-  const std::string bytes = many_rows().bytes();
+TEST_P(RowsInPlace, WhatComesToLieInTheRowsTouchesNothingElse) {
+  const std::string bytes = file().bytes();
   for (const char garbage : {'\xff', '\x7f', '\x80'}) {
     load(bytes);
     overwrite(static_cast<std::streamoff>(bytes.size() / 3), std::string(bytes.size() / 3, garbage));
@@ -247,15 +280,15 @@ TEST_F(RowsInPlace, PositionsThatComeToLieOutsideTheCubeTouchNothing) {
   }
 }
 
-TEST_F(RowsInPlace, FileReplacedByAnotherOfItsNameIsUsedToTheEnd) {
-  load(many_rows().bytes());
+TEST_P(RowsInPlace, FileReplacedByAnotherOfItsNameIsUsedToTheEnd) {
+  load(file().bytes());
   const values expected = product();
   std::filesystem::rename(folder_.write("new", "another one"), name_);
   EXPECT_EQ(product(), expected);
 }
 
-TEST_F(RowsInPlace, ScaledRowsDoNotReachTheFile) {
-  const std::string bytes = many_rows().bytes();
+TEST_P(RowsInPlace, ScaledRowsDoNotReachTheFile) {
+  const std::string bytes = file().bytes();
   load(bytes);
   values expected = product();
   for (r8& d : expected) d /= 4;
@@ -265,11 +298,48 @@ TEST_F(RowsInPlace, ScaledRowsDoNotReachTheFile) {
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), bytes);
 }
 
-TEST_F(RowsInPlace, SecondLoadTakesTheFileOfTheFirstOutOfMemory) {
-  load(many_rows().bytes());
-  load(many_rows().bytes());
+TEST_P(RowsInPlace, SecondLoadTakesTheFileOfTheFirstOutOfMemory) {
+  load(file().bytes());
+  load(file().bytes());
   EXPECT_EQ(rows_in_the_file(), nrows);
 }
+
+TEST_P(RowsInPlace, EveryNumberOfThreadsGivesTheBitsOfOne) {
+  load(file().bytes());
+  omp_set_num_threads(1);
+  const std::vector<values> expected = results();
+  for (const int threads : {2, 3, 16}) {
+    omp_set_num_threads(threads);
+    EXPECT_EQ(results(), expected) << threads;
+  }
+}
+
+#if !defined(VELKO_SANITIZED)
+/// KiB of the process that belong to no file.
+i8 kibibytes_of_its_own() {
+  std::ifstream status("/proc/self/status");
+  std::string line;
+  while (std::getline(status, line))
+    if (line.starts_with("RssAnon:")) return std::stoll(line.substr(8));
+  return -1;
+}
+
+TEST_P(RowsInPlace, RowsTakeNoMemoryThatRunsSideBySideCannotShare) {
+  load(file().bytes());
+  results();
+  reset_state();
+  const i8 before = kibibytes_of_its_own();
+  ASSERT_GT(before, 0);
+  getpar(name_);
+  survey.ndata = store.ndata_mtx;
+  results();
+  const i8 rows = static_cast<i8>(store.Gs_file.bytes().size()) / 1024;
+  EXPECT_LT(kibibytes_of_its_own() - before, rows / 2);
+}
+#endif
+
+INSTANTIATE_TEST_SUITE_P(Forms, RowsInPlace, testing::Values(sparse_form, dense_form),
+                         [](const auto& of) { return of.param.name; });
 
 }  // namespace
 }  // namespace velko

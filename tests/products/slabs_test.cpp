@@ -16,7 +16,8 @@ namespace {
 using row = std::vector<entry>;
 using matrix = std::vector<row>;
 
-const std::vector<int> some_numbers_of_threads{1, 2, 3, 4, 5, 7, 8, 16, 33, 64};
+// Beyond the processors a team costs a barrier of that many turns; EveryNumberOfThreadsGivesTheSameBits goes up to 64.
+const std::vector<int> some_numbers_of_threads{1, 2, 3, 5, 8, 17};
 
 /// Element l of the vector of so many interleaved ones.
 values lane(const values& interleaved, i8 models, i8 l) {
@@ -144,7 +145,7 @@ TEST_F(Slabs, ManyBlocksOfRowsHaveTheBitsOfOne) {
   set_sparse_rows(rows);
   const values v = random_values(ncube);
   const values right = sum_in_the_order_of_the_rows(rows, dots(v, rows.size()), values(ncube, 0.0));
-  for (const int threads : {1, 2, 3, 8, 64}) {
+  for (const int threads : {1, 2, 3, 8, 16}) {
     omp_set_num_threads(threads);
     values y(ncube, untouched);
     CALC_GTGV_1LOOP(v, y);
@@ -246,7 +247,7 @@ TEST_F(Pieces, RowsInPartsAndSlabsInAnyOrderGiveTheBitsOfTheWhole) {
     const values d = random_values(rows.size()),
                  right = sum_in_the_order_of_the_rows(rows, d, values(ncube, 0.0));
     const row_order order = order_of_rows({1, n}, ncube);
-    for (const int threads : {1, 2, 3, 64}) {
+    for (const int threads : {1, 2, 3}) {
       omp_set_num_threads(threads);
       values y(ncube, 0.0);
       for (const auto& [first, size] : {std::pair{601, 400}, {1, 1}, {2, 599}})
@@ -339,7 +340,7 @@ TEST_F(Slabs, DenseLoopsHaveTheBitsOfASumInTheOrderOfTheRows) {
           adjoint[k] += static_cast<r8>(G[i][k]) * d[i];
           normal[k] += static_cast<r8>(G[i][k]) * Gv[i];
         }
-      for (const int threads : {1, 2, 3, 8, 64}) {
+      for (const int threads : {1, 2, 3, 8, ncol == 5000 && rows == 70 ? 64 : 5}) {
         omp_set_num_threads(threads);
         values y(ncol, untouched);
         CALC_FULL_GTV(d, y);

@@ -142,6 +142,32 @@ TEST_F(Getpar, FillsGfullFromADenseFileAndWarns) {
   EXPECT_EQ(logged_, dense_warning);
 }
 
+TEST_F(Getpar, DenseRowsStandInTheFileWithTheLengthWordsBetweenThem) {
+  ASSERT_EQ(load(dense_file()), stop_or_done{});
+  EXPECT_EQ(store.Gfull.leading_dimension(), 6);
+  EXPECT_EQ(store.Gfull(2, 2), 6);
+  EXPECT_THAT(store.Gfull.row(2).elements(), ElementsAre(5, 6, 7, 8));
+  const auto* first = reinterpret_cast<const std::byte*>(store.Gfull.first());
+  EXPECT_TRUE(store.Gs_file.bytes().data() < first && first < &store.Gs_file.bytes().back());
+}
+
+TEST_F(Getpar, DenseRowsOfRecordsThatAreNotAllAlikeAreCopied) {
+  for (const std::size_t longer : {7U, 8U}) {
+    sensitivity_file file = dense_file();
+    ASSERT_EQ(load(file.payload(longer, file.payloads()[longer - 1] + "more")), stop_or_done{});
+    EXPECT_EQ(store.Gfull.leading_dimension(), 4);
+    EXPECT_TRUE(store.Gs_file.bytes().empty());
+    EXPECT_THAT(dense_values(), ElementsAre(1, 2, 3, 4, 5, 6, 7, 8));
+  }
+}
+
+TEST_F(Getpar, DenseRowsWithoutColumnsAreEmpty) {
+  ASSERT_EQ(load(sensitivity_file(1, 1, 1).ncol(0).wtz({}).gdiag({}).dense_row({}).dense_row({})),
+            stop_or_done{});
+  EXPECT_EQ(store.Gfull.extent(1), 0);
+  EXPECT_EQ(store.Gfull.extent(2), 2);
+}
+
 TEST_F(Getpar, NegativeFilterLengthMeansDense) {
   ASSERT_EQ(load(dense_file().nfilter(-3)), stop_or_done{});
   EXPECT_EQ(store.nfilter, -3);

@@ -2,9 +2,12 @@
 
 #include <gmock/gmock.h>
 
+#include <cstring>
+#include <limits>
 #include <string>
 #include <vector>
 
+#include "store/mapped_file.h"
 #include "tests/support/sensitivity_file.h"
 #include "tests/support/temporary_folder.h"
 
@@ -161,6 +164,75 @@ TEST_F(RecordReader, DoesNotOpenWhatIsNoReadableFile) {
 TEST_F(RecordReader, NameIsUsedUpToItsLastNonBlank) {
   folder_.write("file", framed(""));
   EXPECT_TRUE(in_.open(folder_.path("file") + "     "));
+}
+
+class RecordsInPlace : public RecordReader {
+ protected:
+  /// Records of three i4 each, then one of a single i4.
+  static std::string three_alike() {
+    return framed(bytes_of(counted(3))) + framed(bytes_of(std::vector<i4>{4, 5, 6})) +
+           framed(bytes_of(counted(3))) + framed(bytes_of(i4{77}));
+  }
+  std::byte* taken(const std::string& bytes, i8 count, i8 payload) {
+    over(bytes).read_in_place(file_);
+    return in_.take_records_in_place(count, payload);
+  }
+  i4 next_item() {
+    i4 item = 0;
+    EXPECT_TRUE(in_.begin_record() && in_.read(item) && in_.end_record());
+    return item;
+  }
+  mapped_file file_;
+};
+
+TEST_F(RecordsInPlace, RecordsThatAreAlikeStandAtEqualDistances) {
+  const std::byte* const first = taken(three_alike(), 3, 12);
+  ASSERT_NE(first, nullptr);
+  EXPECT_EQ(first, file_.bytes().data() + 4);
+  EXPECT_EQ(std::memcmp(first + 20, bytes_of(std::vector<i4>{4, 5, 6}).data(), 12), 0);
+  EXPECT_EQ(next_item(), 77);
+}
+
+TEST_F(RecordsInPlace, NothingIsTakenWhereRecordsDiffer) {
+  std::string other_trailing_word = three_alike();
+  other_trailing_word[36] = 8;  // of the second record
+  const auto expect_none = [&](const std::string& bytes, i8 count, i8 payload) {
+    record_reader in;
+    mapped_file file;
+    ASSERT_TRUE(in.open(folder_.write("records", bytes)));
+    in.read_in_place(file);
+    EXPECT_EQ(in.take_records_in_place(count, payload), nullptr) << count << " of " << payload;
+  };
+  expect_none(three_alike(), 4, 12);
+  expect_none(three_alike(), 3, 8);
+  expect_none(three_alike(), 3, 13);
+  expect_none(three_alike(), 0, 12);
+  expect_none(three_alike(), -1, 12);
+  expect_none(three_alike(), std::numeric_limits<i4>::max(), i8{4} * std::numeric_limits<i4>::max());
+  expect_none(other_trailing_word, 3, 12);
+  expect_none(framed(bytes_of(counted(3)), 4), 1, 12);
+  expect_none(three_alike().substr(0, 59), 3, 12);
+}
+
+TEST_F(RecordsInPlace, NothingIsTakenWithoutAMap) {
+  EXPECT_EQ(over(three_alike()).take_records_in_place(3, 12), nullptr);
+  EXPECT_EQ(next_item(), 1);
+}
+
+TEST_F(RecordsInPlace, NothingIsTakenWhereItemsAreNotAligned) {
+  ASSERT_TRUE(over(framed("x") + three_alike()).begin_record() && in_.end_record());
+  in_.read_in_place(file_);
+  EXPECT_EQ(in_.take_records_in_place(3, 12), nullptr);
+  EXPECT_EQ(next_item(), 1);
+}
+
+TEST_F(RecordsInPlace, ReadingGoesOnWhereTheMapIsGivenBack) {
+  ASSERT_NE(taken(three_alike(), 2, 12), nullptr);
+  in_.read_without(file_);
+  EXPECT_TRUE(file_.bytes().empty());
+  EXPECT_EQ(next_item(), 1);
+  EXPECT_EQ(next_item(), 77);
+  EXPECT_TRUE(in_.at_end());
 }
 
 }  // namespace
