@@ -90,8 +90,11 @@ class RowsInPlace : public test::products_test, public testing::WithParamInterfa
   void load(const std::string& bytes) {
     reset_state();
     name_ = folder_.write("velkosta.mtx", bytes);
+    load_name(name_);
+  }
+  static void load_name(const std::string& name) {
     const capture warning(console());
-    getpar(name_);
+    getpar(name);
     survey.ndata = store.ndata_mtx;
   }
 
@@ -176,9 +179,8 @@ TEST_P(RowsInPlace, RowsFromAPipeAreCopied) {
   const std::string pipe = folder_.path("pipe");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   std::thread writer([&] { std::ofstream(pipe, std::ios::binary) << bytes; });
-  getpar(pipe);
+  load_name(pipe);
   writer.join();
-  survey.ndata = store.ndata_mtx;
   EXPECT_EQ(rows_in_the_file(), 0);
   EXPECT_EQ(product(), expected);
 }
@@ -330,8 +332,7 @@ TEST_P(RowsInPlace, RowsTakeNoMemoryThatRunsSideBySideCannotShare) {
   reset_state();
   const i8 before = kibibytes_of_its_own();
   ASSERT_GT(before, 0);
-  getpar(name_);
-  survey.ndata = store.ndata_mtx;
+  load_name(name_);
   results();
   const i8 rows = static_cast<i8>(store.Gs_file.bytes().size()) / 1024;
   EXPECT_LT(kibibytes_of_its_own() - before, rows / 2);
