@@ -144,7 +144,6 @@ void CALC_FULL_GV_BLOCK(array2<const r8> models, array2<r8> data) {
       const row_group group = rows.group(g);
       dots(group, v, {y.first + group.first, group.size, y.count, y.stride});
     }
-    end_if_interrupted();
   } while (rows_renewed());
 }
 
@@ -159,7 +158,6 @@ void CALC_FULL_GTV_BLOCK(array2<const r8> data, array2<r8> models) {
     clear_tile(tiles, tile, y);
     add_to_tile(tiles, tile, all_rows(), v, y);
   }
-  end_if_interrupted();
   check_rows_in_place();
 }
 
@@ -189,7 +187,6 @@ void CALC_FULL_GTGV_BLOCK(array2<const r8> from, array2<r8> to) {
       for (i8 tile = 0; tile < tiles.count; ++tile) add_to_tile(tiles, tile, block, as_const(s), y);
     }
   }
-  end_if_interrupted();
   check_rows_in_place();
 }
 

@@ -51,9 +51,7 @@ class sensitivity {
   array1<const r8> diagonal() const { return gdiag_; }
   array1<const r8> filter() const { return wfilter_; }
   const sparse_row& row(i4 i) const { return Gs_(checked(i)); }
-  array1<const r4> dense_row(i4 i) const {
-    return array1<const r4>(Gfull_.data() + i8{ncol_} * (checked(i) - 1), ncol_);
-  }
+  array1<const r4> dense_row(i4 i) const { return Gfull_.row(checked(i)); }
 
   /// `count` models, one behind the other, each times the weights where these count, to as many vectors of data.
   void forward(const r8* models, r8* data, i4 count, bool weighted) {
@@ -146,7 +144,8 @@ class sensitivity {
     gdiag_ = std::as_const(store.gdiag);
     wfilter_ = std::as_const(store.wfilter);
     Gs_ = std::as_const(store.Gs);
-    Gfull_ = std::as_const(store.Gfull);
+    Gfull_ = {store.Gfull.first(), store.Gfull.extent(1), store.Gfull.extent(2),
+              store.Gfull.leading_dimension()};
     stored_bytes_ = Gfull_.size() * i8{sizeof(r4)};
     for (const sparse_row& r : Gs_) stored_bytes_ += r.idx.size() * i8{sizeof(i4) + sizeof(r4)};
   }
@@ -183,7 +182,7 @@ class sensitivity {
   i8 stored_bytes_ = 0;
   array1<const r8> wtz_, gdiag_, wfilter_;
   array1<const sparse_row> Gs_;
-  array2<const r4> Gfull_;
+  dense_matrix Gfull_;
 };
 
 /// An array over elements that `owner` keeps; nobody can write to it.

@@ -119,6 +119,7 @@ bool read_dense_row(record_reader& in, std::span<r4> row) {
 
 /// The rows where they lie in the file: one matrix with the length words between its rows. False where they can't be had so.
 bool place_dense_rows(record_reader& in) {
+  end_if_interrupted();
   const i8 ncol = std::max(store.ncol, 0), between = 2 * i8{sizeof(i4)} / i8{sizeof(r4)};
   in.read_in_place(store.Gs_file);
   std::byte* const first = in.take_records_in_place(store.ndata_mtx, ncol * i8{sizeof(r4)});
