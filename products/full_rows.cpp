@@ -18,8 +18,9 @@ namespace {
 /// Rows go in groups that share one pass over the model; the last group may be smaller.
 struct row_group {
   i8 first, size;  // the first row, counted from 0
+  i8 column;       // the first column
 
-  const r4* row(i8 r) const { return store.Gfull.first() + (first + r) * stride(); }
+  const r4* row(i8 r) const { return store.Gfull.first() + (first + r) * stride() + column; }
   static i8 stride() { return store.Gfull.leading_dimension(); }
   bool is_full() const { return size == dense_rows_at_once; }
 };
@@ -27,11 +28,12 @@ struct row_group {
 /// Rows from first to end - 1, counted from 0.
 struct row_block {
   i8 first, end;
+  i8 column = 0;  // the first, counted from 0
 
   i8 groups() const { return (end - first + dense_rows_at_once - 1) / dense_rows_at_once; }
   row_group group(i8 number) const {
     const i8 start = first + number * dense_rows_at_once;
-    return {start, std::min(dense_rows_at_once, end - start)};
+    return {start, std::min(dense_rows_at_once, end - start), column};
   }
 };
 
@@ -159,6 +161,15 @@ void CALC_FULL_GTV_BLOCK(array2<const r8> data, array2<r8> models) {
     add_to_tile(tiles, tile, all_rows(), v, y);
   }
   check_rows_in_place();
+}
+
+void ADD_FULL_ROWS(std::span<const r8> v, i8 column, std::span<r8> y) {
+  assert(std::ssize(v) >= all_rows().end && column + std::ssize(y) <= store.Gfull.extent(1));
+  const column_tiles tiles(std::ssize(y));
+#pragma omp parallel for schedule(static) num_threads(team_size())
+  for (i8 tile = 0; tile < tiles.count; ++tile)
+    add_to_tile(tiles, tile, {0, all_rows().end, column}, {v.data(), std::ssize(v), 1, std::ssize(v)},
+                {y.data(), std::ssize(y), 1, std::ssize(y)});
 }
 
 void CALC_FULL_GTGV_BLOCK(array2<const r8> from, array2<r8> to) {

@@ -12,13 +12,17 @@ namespace velko {
 namespace {
 
 struct program_stop {
-  std::string text;
+  stop_or_done end;
 };
 
 }  // namespace
 
 void stop_program(std::string_view text) {
-  throw program_stop{std::string(text)};
+  end_as({stop_or_done::stopped, std::string(text)});
+}
+
+void end_as(const stop_or_done& end) {
+  throw program_stop{end};
 }
 
 stop_or_done run_until_stop(const std::function<void()>& body) {
@@ -26,7 +30,7 @@ stop_or_done run_until_stop(const std::function<void()>& body) {
     body();
     return {};
   } catch (const program_stop& stop) {
-    return {stop_or_done::stopped, stop.text};
+    return stop.end;
   } catch (const memory_refused& failure) {
     return {stop_or_done::failed, std::string("velko: ") + failure.what()};
   } catch (const std::bad_alloc&) {

@@ -23,6 +23,9 @@ struct stop_or_done {
 
 [[noreturn]] void stop_program(std::string_view text = {});
 
+/// Ends the body as another one ended, in this process or in one that told it.
+[[noreturn]] void end_as(const stop_or_done& end);
+
 stop_or_done run_until_stop(const std::function<void()>& body);
 
 /// Flushes the console, then writes the text, where there is one, as one line to the standard error stream; a line more where

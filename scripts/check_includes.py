@@ -21,7 +21,8 @@ GROUND = {
     "builder": ["topography", "responses", "design"],
     "exchange": ["topography"],
 }
-TABLE = GROUND | {"programs": []} | {program: [*GROUND, "programs"] for program in ("velkrund", "velkmtx", "python", "mpi")}
+TABLE = GROUND | {"programs": []} | {program: [*GROUND, "programs"] for program in ("velkrund", "velkmtx", "python")}
+TABLE["mpi"] = [*GROUND, "velkrund", "velkmtx"]
 INCLUDE = re.compile(r'^\s*#include "([^"]+)"')
 
 

@@ -80,28 +80,46 @@ bool place_row(record_reader& in, sparse_row& row, i8 nnz) {
   return in.read_all(row.idx.elements()) && in.read_all(row.val.elements());
 }
 
-bool read_sparse_row(record_reader& in, sparse_row& row) {
+bool begin_sparse_row(record_reader& in, i8& nnz) {
   end_if_interrupted();
   i4 count = 0;
   if (!in.begin_record() || !in.read(count)) return false;
-  const i8 nnz = std::max(count, 0);
+  nnz = std::max(count, 0);
   if (!in.may_hold(nnz * entry_bytes)) return false;
   if (nnz > std::max(store.ncube, 0)) {
     // Only what is there can be too long; what a record of several segments holds is known at its end alone.
     if (in.skip(nnz * entry_bytes)) stop_program("nnz > ncube");
     return false;
   }
-  return place_row(in, row, nnz) && in.end_record();
+  return true;
+}
+
+bool read_sparse_row(record_reader& in, sparse_row& row) {
+  i8 nnz = 0;
+  return begin_sparse_row(in, nnz) && place_row(in, row, nnz) && in.end_record();
+}
+
+bool pass_sparse_row(record_reader& in) {
+  i8 nnz = 0;
+  return begin_sparse_row(in, nnz) && in.skip(nnz * entry_bytes) && in.end_record();
+}
+
+void prepare_sparse_rows() {
+  SET_WTN_FILTER(store.wfilter.elements(), store.nfilter);
+  if (!product_fits(store.ncube_y, store.ncube_x, store.ncube_z)) stop_program("ncube beyond 32 bits");
+  check_room_for_a_full_row();
 }
 
 bool read_sparse_rows(record_reader& in) {
-  SET_WTN_FILTER(store.wfilter.elements(), store.nfilter);
-  store.Gs = owned_array1<sparse_row>(store.ndata_mtx);
-  if (!product_fits(store.ncube_y, store.ncube_x, store.ncube_z)) stop_program("ncube beyond 32 bits");
-  check_room_for_a_full_row();
-  in.read_in_place(store.Gs_file);
   return std::all_of(store.Gs.begin(), store.Gs.end(),
                      [&](sparse_row& row) { return read_sparse_row(in, row); });
+}
+
+bool read_all_sparse_rows(record_reader& in) {
+  store.Gs = owned_array1<sparse_row>(store.ndata_mtx);
+  prepare_sparse_rows();
+  in.read_in_place(store.Gs_file);
+  return read_sparse_rows(in);
 }
 
 void warn_of_dense_form(int attempt) {
@@ -128,18 +146,23 @@ bool place_dense_rows(record_reader& in) {
   return true;
 }
 
-bool copy_dense_rows(record_reader& in) {
-  in.read_without(store.Gs_file);
+bool pass_dense_row(record_reader& in) {
+  return in.begin_record() && in.skip(i8{store.ncol} * i8{sizeof(r4)}) && in.end_record();
+}
+
+/// The next rows, in memory of their own.
+bool copy_dense_rows(record_reader& in, i8 rows) {
   allocate_or_report("getpar Gfull",
-                     [] { store.Gfull = owned_array2<r4>(uninitialised, store.ncol, store.ndata_mtx); });
+                     [&] { store.Gfull = owned_array2<r4>(uninitialised, store.ncol, rows); });
   for (i8 datum = 1; datum <= store.Gfull.extent(2); ++datum)
     if (!read_dense_row(in, store.Gfull.row(datum).elements())) return false;
   return true;
 }
 
-bool read_dense_rows(record_reader& in, int attempt) {
-  warn_of_dense_form(attempt);
-  return place_dense_rows(in) || copy_dense_rows(in);
+bool read_all_dense_rows(record_reader& in) {
+  if (place_dense_rows(in)) return true;
+  in.read_without(store.Gs_file);
+  return copy_dense_rows(in, store.ndata_mtx);
 }
 
 bool read_diagonal(record_reader& in) {
@@ -147,15 +170,24 @@ bool read_diagonal(record_reader& in) {
   return in.begin_record() && in.read_all(store.gdiag.elements()) && in.end_record();
 }
 
-bool read_store(record_reader& in, int attempt) {
+bool read_head(record_reader& in) {
   if (!read_header(in) || !read_filter(in) || !read_cube_size(in)) return false;
   set_worker_stack(
       16 * i8{store.compressed ? store.ncube : store.ncol});  // room for two private vectors of model size
   // What has been said so far is out before the long reads.
   console().flush();
   log_file().flush();
-  return read_weights(in) && (store.compressed ? read_sparse_rows(in) : read_dense_rows(in, attempt)) &&
-         read_diagonal(in);
+  return read_weights(in);
+}
+
+bool read_all_rows(record_reader& in, int attempt) {
+  if (store.compressed) return read_all_sparse_rows(in);
+  warn_of_dense_form(attempt);
+  return read_all_dense_rows(in);
+}
+
+bool read_store(record_reader& in, int attempt) {
+  return read_head(in) && read_all_rows(in, attempt) && read_diagonal(in);
 }
 
 [[noreturn]] void report_read_error() {
@@ -247,6 +279,45 @@ void getpar(std::string_view file_name) {
     if (unchanged || attempt == attempts) report_read_error();
     forget_what_was_read();
   }
+}
+
+i8 load_head(std::string_view file_name) {
+  record_reader in;
+  if (!in.open(file_name)) report_file_not_found("sensitivity", file_name);
+  store.file_name = without_trailing_blanks(file_name);
+  if (!read_head(in)) report_read_error();
+  constexpr int first_attempt = 1;
+  store.compressed ? prepare_sparse_rows() : warn_of_dense_form(first_attempt);
+  return in.position();
+}
+
+std::vector<i8> find_rows(i8 begin) {
+  std::vector<i8> begins{begin};
+  record_reader in;
+  bool complete = in.open(store.file_name, begin) && in.hop();
+  for (i4 row = 0; complete && row < store.ndata_mtx; ++row) {
+    complete = store.compressed ? pass_sparse_row(in) : pass_dense_row(in);
+    begins.push_back(in.position());
+  }
+  if (!complete || !in.unchanged()) report_read_error();
+  return begins;
+}
+
+void load_rows(std::span<const i8> begin, i8 diagonal) {
+  const i8 rows = std::ssize(begin) - 1;
+  record_reader in;
+  bool complete = in.open(store.file_name, begin.front());
+  if (complete && store.compressed) {
+    store.Gs = owned_array1<sparse_row>(rows);
+    in.read_in_place(store.Gs_file, begin.back());
+    complete = read_sparse_rows(in);
+  } else if (complete) {
+    complete = copy_dense_rows(in, rows);
+  }
+  complete = complete && in.position() == begin.back() && in.unchanged();
+  record_reader behind;
+  if (!complete || !behind.open(store.file_name, diagonal) || !read_diagonal(behind)) report_read_error();
+  store.Gs_renewals = most_renewals;
 }
 
 void prepare_rows() {

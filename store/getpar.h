@@ -16,7 +16,11 @@
 /// See      docs/formats/sensitivity_file.md
 #pragma once
 
+#include <span>
 #include <string_view>
+#include <vector>
+
+#include "arrays/numbers.h"
 
 namespace velko {
 
@@ -24,6 +28,20 @@ void getpar(std::string_view file_name);
 
 /// Fills `mesh` alone, with its surface; no more of the file is read.
 void read_mesh_of_sensitivity_file(std::string_view file_name);
+
+// The load in steps, for programs whose processes hold a part of the rows each. Errors and words are those of getpar.
+
+/// All in front of the rows. Gives where in the file their first record begins.
+i8 load_head(std::string_view file_name);
+
+/// Behind load_head: where the record of each row begins, and where that of the last ends, found from length word to length
+/// word. What the rows hold is not read. "nnz > ncube" as getpar.
+std::vector<i8> find_rows(i8 begin);
+
+/// Behind load_head: the rows whose records begin at `begin[0]`, begin[1], ... become the only ones of Gs, or Gfull, and the
+/// diagonal, whose record begins at `diagonal`, is read. The last of `begin` is where the last of these rows ends. No other part of the file is
+/// read or mapped. ndata_mtx stays that of the file. Rows loaded so are not taken again from a file that was touched.
+void load_rows(std::span<const i8> begin, i8 diagonal);
 
 // Rows that stand in the sensitivity file change when somebody writes there (docs/rows_in_place.md). Every product asks before
 // its pass over the rows, and after it before its result is used.

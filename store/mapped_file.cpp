@@ -7,9 +7,11 @@
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
+#include <limits>
 #include <mutex>
 #include <new>
 #include <utility>
@@ -156,6 +158,7 @@ void end_watch(watched_range& range) {
 
 mapped_file& mapped_file::operator=(mapped_file&& other) noexcept {
   std::swap(bytes_, other.bytes_);
+  std::swap(in_front_, other.in_front_);
   std::swap(watched_, other.watched_);
   std::swap(file_, other.file_);
   std::swap(at_first_, other.at_first_);
@@ -165,29 +168,36 @@ mapped_file& mapped_file::operator=(mapped_file&& other) noexcept {
 
 mapped_file::~mapped_file() {
   if (watched_ != nullptr) end_watch(*watched_);
-  if (!bytes_.empty()) munmap(bytes_.data(), bytes_.size());
+  if (!bytes_.empty()) munmap(bytes_.data() - in_front_, bytes_.size() + in_front_);
   if (file_ >= 0) close(file_);
 }
 
 bool mapped_file::map(int file) {
-  mapped_file whole;
-  if (!whole.map_new(file)) return false;
-  *this = std::move(whole);
+  return map(file, 0, std::numeric_limits<i8>::max());
+}
+
+bool mapped_file::map(int file, i8 begin, i8 end) {
+  mapped_file piece;
+  if (!piece.map_new(file, begin, end)) return false;
+  *this = std::move(piece);
   return true;
 }
 
-bool mapped_file::map_new(int file) {
+bool mapped_file::map_new(int file, i8 begin, i8 end) {
   at_first_ = state_of(file);
-  if (!at_first_.known || at_first_.size == 0) return false;
-  const auto size = static_cast<std::size_t>(at_first_.size);
+  end = std::min(end, at_first_.size);
+  if (!at_first_.known || begin < 0 || begin >= end) return false;
+  in_front_ = static_cast<std::size_t>(begin) % page_bytes;
+  const std::size_t size = static_cast<std::size_t>(end - begin) + in_front_;
   file_ = fcntl(file, F_DUPFD_CLOEXEC, 0);
   if (file_ < 0) return false;
-  void* mapped = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_NORESERVE, file_, 0);
+  void* mapped = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_NORESERVE, file_,
+                      begin - static_cast<i8>(in_front_));
   if (mapped == MAP_FAILED) return false;
-  bytes_ = {static_cast<std::byte*>(mapped), size};
+  bytes_ = {static_cast<std::byte*>(mapped) + in_front_, size - in_front_};
   // A file that is not in memory yet comes in huge pages then (docs/rows_in_place.md). A refusal costs only time.
   madvise(mapped, size, MADV_HUGEPAGE);
-  watched_ = watch(bytes_);
+  watched_ = watch({static_cast<std::byte*>(mapped), size});
   return watched_ != nullptr;
 }
 

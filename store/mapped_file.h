@@ -20,6 +20,7 @@
 #include <string>
 #include <utility>
 
+#include "arrays/numbers.h"
 #include "store/file_state.h"
 
 namespace velko {
@@ -37,6 +38,9 @@ class mapped_file {
   /// file, no room in the address space, no file descriptor left); the object is then what it was before.
   bool map(int file);
 
+  /// The same for the bytes from `begin` to `end` - 1 alone, as far as the file has them.
+  bool map(int file, i8 begin, i8 end);
+
   std::span<std::byte> bytes() const { return bytes_; }
 
   /// True as long as the file has the state in which it was mapped or last found intact. True also without a file.
@@ -53,9 +57,10 @@ class mapped_file {
   std::string name_of_open_file() const;
 
  private:
-  bool map_new(int file);
+  bool map_new(int file, i8 begin, i8 end);
 
   std::span<std::byte> bytes_;
+  std::size_t in_front_ = 0;  // bytes of their first page that stand in front of them
   watched_range* watched_ = nullptr;
   int file_ = -1;
   file_state at_first_;

@@ -53,12 +53,30 @@ bool record_reader::open(std::string_view file_name, i8 begin) {
 }
 
 void record_reader::read_in_place(mapped_file& file) {
-  const i8 position = i8{lseek(file_, 0, SEEK_CUR)} - std::ssize(ahead_);
-  if (!ok_ || position < 0 || !file.map(file_)) return;
-  const auto size = static_cast<i8>(file.bytes().size());
-  ahead_ = file.bytes().subspan(static_cast<std::size_t>(std::min(position, size)));
+  if (ok_ && position() >= 0 && file.map(file_)) start_in_place(file.bytes(), 0);
+}
+
+void record_reader::read_in_place(mapped_file& file, i8 end) {
+  const i8 begin = position();
+  if (ok_ && begin >= 0 && file.map(file_, begin, end)) start_in_place(file.bytes(), begin);
+}
+
+/// What is mapped begins so many bytes into the file.
+void record_reader::start_in_place(std::span<std::byte> mapped, i8 begin) {
+  const i8 here = std::min(position() - begin, std::ssize(mapped));
+  lseek(file_, begin + std::ssize(mapped), SEEK_SET);
+  ahead_ = mapped.subspan(static_cast<std::size_t>(here));
   ahead_is_mapped_ = true;
-  lseek(file_, size, SEEK_SET);
+}
+
+bool record_reader::hop() {
+  hops_ = true;
+  read_ahead_ = 3 * sizeof(i4);  // the word behind a record, the one in front of the next, and a count
+  return ok_ = ok_ && position() >= 0;
+}
+
+i8 record_reader::position() const {
+  return i8{lseek(file_, 0, SEEK_CUR)} - std::ssize(ahead_);
 }
 
 std::byte* record_reader::take_in_place(i8 count) {
@@ -121,7 +139,7 @@ bool record_reader::read_bytes(std::byte* target, i8 count) {
     if (!more_segments_) return ok_ = false;
     count -= left_;
     fetch(target, left_);
-    target += left_;
+    if (target != nullptr) target += left_;
     next_segment();
   }
   left_ -= count;
@@ -129,6 +147,7 @@ bool record_reader::read_bytes(std::byte* target, i8 count) {
 }
 
 bool record_reader::skip(i8 count) {
+  if (hops_) return read_bytes(nullptr, count);
   std::array<std::byte, 4096> dropped;
   while (ok_ && count > 0) {
     const i8 here = std::min(count, std::ssize(dropped));
@@ -152,13 +171,21 @@ std::span<std::byte> record_reader::take_ahead(i8 count) {
   return taken;
 }
 
-/// The next bytes of the file, length words and payload alike.
+/// Passes over bytes of the file without a look at them. Whether it has so many is seen by the next read.
+bool record_reader::pass_over(i8 count) {
+  count -= std::ssize(take_ahead(std::min<i8>(count, std::ssize(ahead_))));
+  return ok_ = ok_ && (count == 0 || lseek(file_, count, SEEK_CUR) >= 0);
+}
+
+/// The next bytes of the file, length words and payload alike. Without a target they are passed over.
 bool record_reader::fetch(std::byte* target, i8 count) {
+  if (target == nullptr) return pass_over(count);
   const auto ready = take_ahead(ok_ ? std::min<i8>(count, std::ssize(ahead_)) : 0);
   target = std::copy(ready.begin(), ready.end(), target);
   count -= std::ssize(ready);
   while (ok_ && count > 0) {
-    const i8 got = read_once(file_, {target, static_cast<std::size_t>(count)}, {buffer_.get(), buffer_bytes});
+    const i8 got = read_once(file_, {target, static_cast<std::size_t>(count)},
+                             {buffer_.get(), static_cast<std::size_t>(read_ahead_)});
     ok_ = got > 0;
     const i8 taken = std::clamp<i8>(got, 0, count);
     target += taken;

@@ -49,9 +49,17 @@ class record_reader {
     return read_bytes(reinterpret_cast<std::byte*>(values.data()), static_cast<i8>(values.size_bytes()));
   }
 
-  /// From here on the file is read where it lies in memory, as long as `file` lives. Where it can't be mapped,
-  /// nothing changes.
+  /// From here on the file is read where it lies in memory, as long as `file` lives: all of it, or so far as the piece from
+  /// here to `end` goes, and no other is mapped. Where it can't be mapped, nothing changes.
   void read_in_place(mapped_file& file);
+  void read_in_place(mapped_file& file, i8 end);
+
+  /// From here on no more is read than is asked for, and what is skipped is not read at all: for who looks for where records
+  /// begin. False, as all that follows, where the file is a pipe.
+  bool hop();
+
+  /// How many bytes of the file stand in front of what is read next.
+  i8 position() const;
 
   /// The next bytes of the record where they lie in the mapped file, aligned for 4-byte elements. Null, and nothing
   /// is taken, where they can't be had so: the file is not mapped, a segment ends before, they are not aligned.
@@ -79,6 +87,8 @@ class record_reader {
   bool end_segment();
   bool next_segment() { return end_segment() && begin_segment(); }
   bool read_bytes(std::byte* target, i8 count);
+  bool pass_over(i8 count);
+  void start_in_place(std::span<std::byte> mapped, i8 begin);
   bool fetch(std::byte* target, i8 count);
   std::span<std::byte> take_ahead(i8 count);
   bool fetch_word(i8& length, bool& negative);
@@ -93,6 +103,8 @@ class record_reader {
   // Short reads are served from here; long ones go straight to their target, and what the same system call brings
   // of the bytes behind them lands here.
   static constexpr i8 buffer_bytes = i8{64} << 10;
+  i8 read_ahead_ = buffer_bytes;
+  bool hops_ = false;
   std::unique_ptr<std::byte[]> buffer_;
 
   // The bytes of the file behind those that were taken, as far as they are at hand. From read_in_place on they are all the

@@ -20,10 +20,6 @@ namespace {
 constexpr std::size_t longest_name = 500;
 constexpr std::string_view result = "velkrund.vlk";
 
-struct run_files {
-  std::string_view sensitivity, locations, model;
-};
-
 [[noreturn]] void print_usage_and_stop() {
   console().write_line("   Usage: velkrund  velkosta.mtx locf model.sus");
   stop_program();
@@ -52,23 +48,43 @@ void check_result_is_not_the_matrix() {
 
 }  // namespace
 
-void velkrund(std::span<const std::string_view> arguments) {
+run_files begin_run(std::span<const std::string_view> arguments) {
   print_banner("VELKRUND");
   const run_files files = take_arguments(arguments);
   log_file().open_scratch();
-  getpar(files.sensitivity);
+  return files;
+}
 
+void read_locations(const run_files& files) {
   read_data_file(files.locations, false);
   check_number_of_data();
+}
+
+void prepare_vectors() {
   get_active_cells("null", mesh.itop);
   run.dpred = owned_array1<r8>(uninitialised, survey.ndata);
   run.amodel = owned_array1<r8>(uninitialised, cells.ncell);
+}
+
+void read_weighted_model(const run_files& files) {
   read_model(files.model, "model", run.amodel.elements(), store.wtz.elements(), mesh.itop);
-  GPROD(run.amodel.elements(), run.dpred.elements());
+}
+
+void write_result() {
   check_result_is_not_the_matrix();
   write_predicted_data(result, run.dpred.elements());
   console().flush();
   stop_program(console().failure().empty() ? "" : std::string(result) + " is written");
+}
+
+void velkrund(std::span<const std::string_view> arguments) {
+  const run_files files = begin_run(arguments);
+  getpar(files.sensitivity);
+  read_locations(files);
+  prepare_vectors();
+  read_weighted_model(files);
+  GPROD(run.amodel.elements(), run.dpred.elements());
+  write_result();
 }
 
 }  // namespace velko

@@ -17,4 +17,20 @@ namespace velko {
 /// `arguments` are those of the command line behind the program's name.
 void velkrund(std::span<const std::string_view> arguments);
 
+// Its steps, for the run on many processes (mpi/forward_run_on_ranks.h). Between the first two G is loaded; before the last
+// its product is formed.
+
+struct run_files {
+  std::string_view sensitivity, locations, model;
+};
+
+/// Banner, arguments, log.
+run_files begin_run(std::span<const std::string_view> arguments);
+/// The survey, which must have a datum for each row of G.
+void read_locations(const run_files& files);
+/// The active cells, room for run.amodel and run.dpred.
+void prepare_vectors();
+void read_weighted_model(const run_files& files);
+void write_result();
+
 }  // namespace velko

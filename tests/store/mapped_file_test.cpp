@@ -347,5 +347,35 @@ TEST_F(MappedFileBesideAnotherHandler, FaultElsewhereIsLeftToIt) {
   close(file);
 }
 
+TEST_F(MappedFile, PieceIsMappedAloneAndGivenBackWhole) {
+  std::string bytes(three_pages, 'a');
+  bytes[5000] = 'b';
+  name_ = folder_.write("file", bytes);
+  const int file = open(name_.c_str(), O_RDONLY | O_CLOEXEC);
+  std::span<std::byte> piece;
+  {
+    mapped_file part;
+    ASSERT_TRUE(part.map(file, 5000, 5010));
+    piece = part.bytes();
+    EXPECT_EQ(piece.size(), 10U);
+    EXPECT_EQ(static_cast<char>(piece[0]), 'b');
+    EXPECT_TRUE(part.unchanged());
+    EXPECT_EQ(mappings_over(piece), 1);
+  }
+  EXPECT_EQ(mappings_over(piece), 0);
+  close(file);
+}
+
+TEST_F(MappedFile, PieceBehindTheFileIsRefusedAndOneBeyondItIsCut) {
+  const int file = open(folder_.write("file", "0123456789").c_str(), O_RDONLY | O_CLOEXEC);
+  mapped_file part;
+  EXPECT_FALSE(part.map(file, 10, 20));
+  EXPECT_FALSE(part.map(file, 5, 5));
+  EXPECT_FALSE(part.map(file, -1, 5));
+  ASSERT_TRUE(part.map(file, 8, 20));
+  EXPECT_EQ(part.bytes().size(), 2U);
+  close(file);
+}
+
 }  // namespace
 }  // namespace velko

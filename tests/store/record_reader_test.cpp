@@ -235,5 +235,51 @@ TEST_F(RecordsInPlace, ReadingGoesOnWhereTheMapIsGivenBack) {
   EXPECT_TRUE(in_.at_end());
 }
 
+TEST_F(RecordReader, HopsOverWhatIsSkippedFromOneRecordToTheNext) {
+  const std::string first = framed(bytes_of(counted(5000))), second = framed(bytes_of(counted(300)), 64);
+  record_reader& in = over(first + second + framed(bytes_of(i4{7})));
+  ASSERT_TRUE(in.hop());
+  i4 one = 0, last = 0;
+  ASSERT_TRUE(in.begin_record() && in.read(one) && in.skip(4 * 4000) && in.end_record());
+  EXPECT_EQ(one, 1);
+  EXPECT_EQ(in.position(), static_cast<i8>(first.size()));
+  ASSERT_TRUE(in.begin_record() && in.skip(4 * 299) && in.read(last) && in.end_record());
+  EXPECT_EQ(last, 300);
+  EXPECT_EQ(in.position(), static_cast<i8>(first.size() + second.size()));
+  ASSERT_TRUE(in.begin_record() && in.read(last) && in.end_record());
+  EXPECT_EQ(last, 7);
+}
+
+TEST_F(RecordReader, HopBeyondTheEndOfRecordOrFileFails) {
+  const std::string record = framed(bytes_of(counted(5000)));
+  {
+    record_reader in;
+    ASSERT_TRUE(in.open(folder_.write("whole", record)) && in.hop() && in.begin_record());
+    EXPECT_FALSE(in.skip(4 * 5001));
+  }
+  for (const std::size_t left : {3UL, 4UL, 10000UL, record.size() - 1}) {
+    record_reader in;
+    ASSERT_TRUE(in.open(folder_.write("cut", record.substr(0, left))) && in.hop());
+    EXPECT_FALSE(in.begin_record() && in.end_record()) << left;
+  }
+}
+
+TEST_F(RecordReader, ReadsAPieceInPlaceAndGoesOnBehindIt) {
+  const std::string before = framed(bytes_of(counted(2000))), piece = framed(bytes_of(counted(10)));
+  record_reader in;
+  ASSERT_TRUE(in.open(folder_.write("records", before + piece + framed(bytes_of(i4{7}))),
+                      static_cast<i8>(before.size())));
+  mapped_file file;
+  in.read_in_place(file, static_cast<i8>(before.size() + piece.size()));
+  EXPECT_EQ(file.bytes().size(), piece.size());
+  ASSERT_TRUE(in.begin_record());
+  const std::byte* ten = in.take_in_place(40);
+  ASSERT_NE(ten, nullptr);
+  EXPECT_EQ(reinterpret_cast<const i4*>(ten)[9], 10);
+  i4 behind = 0;
+  ASSERT_TRUE(in.end_record() && in.begin_record() && in.read(behind) && in.end_record());
+  EXPECT_EQ(behind, 7);
+}
+
 }  // namespace
 }  // namespace velko
