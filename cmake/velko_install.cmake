@@ -12,6 +12,9 @@ endif()
 if(VELKO_BUILD_COMPANIONS)
   install(TARGETS velkmtx velkmtx-exchange)
 endif()
+if(VELKO_BUILD_MPI AND VELKO_BUILD_VELKRUND AND VELKO_BUILD_COMPANIONS)
+  install(TARGETS velkrund-mpi velkmtx-mpi)
+endif()
 
 foreach(room ${velko_rooms})
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/${room} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velko

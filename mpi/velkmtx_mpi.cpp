@@ -126,7 +126,8 @@ int make(const ranks& all, const words& arguments) {
   i4 ndata = all.first() ? count_data(arguments[3]) : 0;
   all.broadcast(ndata);
   // Too few data, or none that can be read, are one process's work.
-  if (ndata < all.size()) return told_once(all, all.first() ? velkmtx(arguments) : told_status{});
+  if (all.size() == 1 || ndata < all.size())
+    return told_once(all, all.first() ? velkmtx(arguments) : told_status{});
   const std::vector<i8> first = even_rows(ndata, all.size());
   const auto rank = static_cast<std::size_t>(all.rank());
   int status = told_once(all, make_part(all, arguments, {first[rank] + 1, first[rank + 1]}));

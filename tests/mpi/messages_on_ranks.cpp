@@ -72,7 +72,7 @@ int main(int argc, char** argv) {
   const ranks all;
   if (argc != 2) return 2;
   largest_message() = std::atoll(argv[1]);
-  for (const std::size_t n : {0, 1, 2, 7, 8, 9, 64, 1000}) check_length(all, n);
+  for (const std::size_t n : {0UL, 1UL, 2UL, 7UL, 8UL, 9UL, 64UL, 1000UL}) check_length(all, n);
   check_stops(all);
   return faults == 0 ? 0 : 1;
 }

@@ -12,7 +12,7 @@ namespace velko::test {
 inline const std::string on_one_machine =
     "OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 OMPI_MCA_rmaps_base_oversubscribe=1 "
     "OMPI_MCA_hwloc_base_binding_policy=none OMPI_MCA_btl=self,vader "
-    "OMPI_MCA_btl_vader_single_copy_mechanism=none ";
+    "OMPI_MCA_btl_vader_single_copy_mechanism=none OMPI_MCA_shmem=mmap ";
 
 inline program_run run_on_ranks(const temporary_folder& folder, int ranks, const std::string& program,
                                 std::vector<std::string> arguments,
