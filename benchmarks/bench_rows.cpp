@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdlib>
+#include <initializer_list>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -16,6 +17,8 @@
 
 #include "benchmarks/product_problems.h"
 #include "benchmarks/wanted_bytes.h"
+#include "files/active_cells.h"
+#include "products/model_block.h"
 #include "products/sparse_rows.h"
 #include "reports/channel.h"
 #include "store/getpar.h"
@@ -37,6 +40,7 @@ struct survey_rows {
     reset_state();
     const capture quiet(console());
     getpar(name);
+    get_active_cells("null", mesh.itop);
     copy_rows();
     cube = in_huge_pages(random_values(static_cast<std::size_t>(store.ncube)));
     d.resize(first.size() - 1);
@@ -165,6 +169,22 @@ void BM_models(benchmark::State& state, const std::string& name, int which, i8 m
   set_bytes(state, p);
 }
 
+/// Whole products of a block of models, with the mapping and the transforms: 0 forward, 1 adjoint, 2 normal.
+void BM_whole_products(benchmark::State& state, const std::string& name, int which, i8 models) {
+  const survey_rows& p = rows_of(name);
+  owned_array2<r8> m(cells.ncell, models), y(cells.ncell, models), d(survey.ndata, models);
+  const values from = random_values(static_cast<std::size_t>(m.size()));
+  std::copy(from.begin(), from.end(), m.begin());
+  const auto product = [&] {
+    if (which == 0) GPROD_BLOCK(m, d);
+    if (which == 1) GTPROD_BLOCK(y, d);
+    if (which == 2) GTGPROD_BLOCK(m, y);
+  };
+  product();
+  for (auto _ : state) product();
+  set_bytes(state, p);
+}
+
 /// The peer: compressed-row storage with r4 values, a plain loop.
 void BM_CSR(benchmark::State& state, const std::string& name) {
   survey_rows& p = rows_of(name);
@@ -236,14 +256,19 @@ void register_all(const std::string& file) {
   add("CALC_GTV", BM_CALC_GTV);
   add("CALC_GTGV_1LOOP", BM_CALC_GTGV);
   add("forward_then_adjoint", BM_forward_then_adjoint);
-  const std::array loops{"CALC_GV", "CALC_GTV", "CALC_GTGV_1LOOP"};
-  for (int which = 0; which < 3; ++which)
-    for (const i8 models : {2, 4, 8})
-      benchmark::RegisterBenchmark(
-          (name + "/" + loops[static_cast<std::size_t>(which)] + "/models:" + std::to_string(models)).c_str(),
-          [file, which, models](benchmark::State& state) { BM_models(state, file, which, models); })
-          ->UseRealTime()
-          ->Unit(benchmark::kMillisecond);
+  const auto add_blocks = [&](std::array<const char*, 3> products, std::initializer_list<i8> numbers,
+                              auto* measure) {
+    for (int which = 0; which < 3; ++which)
+      for (const i8 models : numbers)
+        benchmark::RegisterBenchmark(
+            (name + "/" + products[static_cast<std::size_t>(which)] + "/models:" + std::to_string(models))
+                .c_str(),
+            [=](benchmark::State& state) { measure(state, file, which, models); })
+            ->UseRealTime()
+            ->Unit(benchmark::kMillisecond);
+  };
+  add_blocks({"CALC_GV", "CALC_GTV", "CALC_GTGV_1LOOP"}, {2, 4, 8}, BM_models);
+  add_blocks({"GPROD", "GTPROD", "GTGPROD"}, {1, 4, 8}, BM_whole_products);
 }
 
 }  // namespace
