@@ -31,9 +31,8 @@ constexpr auto what_is_checked =
     "checksum of every record. Where it is, one wrong bit anywhere is found.\n\n"
     "With a location file it also tells whether the file was made for these stations. Positions count as\n"
     "the same up to their tenth digit, the field and directions up to 0.01.\n\n"
-    "The last line tells how much memory a run of velkrund takes for the file, beside G, which it reads "
-    "where\n"
-    "the file lies.";
+    "The last line tells how much memory a run of velkrund takes, beside G, which it reads where the file\n"
+    "lies.";
 
 void add_to(std::vector<std::string>& lines, const std::string& name, const std::vector<std::string>& more) {
   for (const std::string& line : more) lines.push_back(name + ": " + line);
