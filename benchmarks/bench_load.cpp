@@ -2,6 +2,7 @@
 /// The file is in the page cache. VELKO_BENCH_MIB sets its size (256).
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>

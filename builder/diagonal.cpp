@@ -16,16 +16,16 @@ void add_to(std::span<r8> sums, std::span<const r8> values) {
 
 }  // namespace
 
-i4 blocks_of(const row_range& rows) {
+i4 blocks_of(const survey_rows& rows) {
   return rows.count() < 1 ? 0 : block_of(rows.last) - block_of(rows.first) + 1;
 }
 
-i4 blocks_begun_in(const row_range& rows) {
+i4 blocks_begun_in(const survey_rows& rows) {
   const i4 all = blocks_of(rows);
   return all > 0 && !begins_block(rows.first) ? all - 1 : all;
 }
 
-diagonal::diagonal(i8 ncol, const row_range& rows, bool keeps_blocks)
+diagonal::diagonal(i8 ncol, const survey_rows& rows, bool keeps_blocks)
     : rows_(rows), keeps_blocks_(keeps_blocks), sum_(ncol) {
   const i4 count = keeps_blocks ? blocks_of(rows) : 1;
   for (i4 n = 0; n < count; ++n) blocks_.emplace_back(ncol);

@@ -21,12 +21,12 @@ inline bool begins_block(i4 row) {
   return (row - 1) % rows_in_block == 0;
 }
 /// Blocks that these rows touch; those of them whose first row is among these.
-i4 blocks_of(const row_range& rows);
-i4 blocks_begun_in(const row_range& rows);
+i4 blocks_of(const survey_rows& rows);
+i4 blocks_begun_in(const survey_rows& rows);
 
 class diagonal {
  public:
-  diagonal(i8 ncol, const row_range& rows, bool keeps_blocks);
+  diagonal(i8 ncol, const survey_rows& rows, bool keeps_blocks);
 
   i4 pieces() const;
   /// Rows come in their order, each to all pieces.
@@ -49,7 +49,7 @@ class diagonal {
   std::span<r8> piece_of(owned_array1<r8>& sums, i4 piece) const;
   void close_block(i4 piece);
 
-  row_range rows_;
+  survey_rows rows_;
   bool keeps_blocks_;
   owned_array1<r8> sum_;
   std::vector<owned_array1<r8>> blocks_;  // all of them, or the one at hand

@@ -68,7 +68,7 @@ std::vector<part> checked_parts(const std::vector<std::string>& names) {
   std::ranges::sort(parts, {}, [](const part& p) { return p.made.rows.first; });
   i4 next = 1;
   for (std::size_t n = 0; n < parts.size(); ++n) {
-    const row_range& rows = parts[n].made.rows;
+    const survey_rows& rows = parts[n].made.rows;
     if (rows.first > next) refuse("{} in none of the parts", rows_text(next, rows.first - 1));
     if (rows.first < next)
       refuse("{} in {} and in {}", rows_text(rows.first, std::min(next - 1, rows.last)), parts[n - 1].name,
@@ -186,7 +186,7 @@ void copy_head(record_writer& out, const part& p, const row_form& form) {
 }
 
 /// Rows at the beginning of a part whose block began in an earlier one.
-i4 rows_without_sums(const row_range& rows) {
+i4 rows_without_sums(const survey_rows& rows) {
   i4 count = 0;
   while (count < rows.count() && !begins_block(rows.first + count)) ++count;
   return count;

@@ -158,7 +158,7 @@ std::uint64_t checksum_of_survey(const survey_state& s) {
                      bytes_of(s.aincl_obs.elements()), bytes_of(s.adecl_obs.elements()));
 }
 
-survey_state stations_of(const survey_state& s, const row_range& rows) {
+survey_state stations_of(const survey_state& s, const survey_rows& rows) {
   survey_state part;
   part.incl = s.incl;
   part.decl = s.decl;

@@ -22,11 +22,11 @@
 
 namespace velko {
 
-struct row_range {
+struct survey_rows {
   i4 first = 1, last = 0;
 
   i4 count() const { return last - first + 1; }
-  friend bool operator==(const row_range&, const row_range&) = default;
+  friend bool operator==(const survey_rows&, const survey_rows&) = default;
 };
 
 /// What all parts of one file have in common.
@@ -40,7 +40,7 @@ struct file_origin {
 
 struct provenance {
   file_origin origin;
-  row_range rows;
+  survey_rows rows;
   survey_state stations;                // of these rows
   std::vector<i8> begin{0};             // of each stretch; the last, of the provenance
   std::vector<std::uint64_t> checksum;  // of each stretch
@@ -67,7 +67,7 @@ file_origin origin_of(std::string settings, const mesh_state& m, const survey_st
 std::uint64_t checksum_of_survey(const survey_state& s);
 
 /// The survey of these rows alone.
-survey_state stations_of(const survey_state& s, const row_range& rows);
+survey_state stations_of(const survey_state& s, const survey_rows& rows);
 
 /// All stretches have been written.
 void write_provenance(record_writer& out, const provenance& p);

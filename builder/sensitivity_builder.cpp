@@ -29,7 +29,7 @@ namespace {
 /// Data spread over some rows of the survey, as evenly as may be.
 class data_sample {
  public:
-  data_sample(i4 count, const row_range& rows) {
+  data_sample(i4 count, const survey_rows& rows) {
     count = std::min(count, rows.count());
     for (i4 n = 0; n < count; ++n)
       data_.push_back(rows.first + static_cast<i4>((2 * i8{n} + 1) * rows.count() / (2 * i8{count})));
@@ -150,7 +150,7 @@ std::string settings_of(const matrix_form& form) {
 }
 
 row_statistics write_sensitivity(record_writer& out, const mesh_state& m, const survey_state& s,
-                                 const matrix_form& form, const row_range& rows,
+                                 const matrix_form& form, const survey_rows& rows,
                                  const std::function<void(i4)>& row_is_written, i4 rows_to_verify,
                                  run_notes* notes) {
   set_filter(form);
@@ -169,7 +169,7 @@ row_statistics write_sensitivity(record_writer& out, const mesh_state& m, const 
     made.end_stretch(out);
   }
 
-  const row_range left{rows.first + there, rows.last};
+  const survey_rows left{rows.first + there, rows.last};
   const data_sample tried(rows_to_try, left), verified(rows_to_verify, left);
   const auto makers = makers_for(left.count(), m, s, form, wtz.elements());
   const auto maker_of = [&](int thread) -> row_maker& { return *makers[static_cast<std::size_t>(thread)]; };

@@ -86,7 +86,7 @@ std::string settings_of(const matrix_form& form);
 /// the rows of an earlier run that was killed stay, and the statistics are those of the others. After each row `row_is_written` is called with the number of rows in the
 /// file, by one thread at a time.
 row_statistics write_sensitivity(record_writer& out, const mesh_state& m, const survey_state& s,
-                                 const matrix_form& form, const row_range& rows,
+                                 const matrix_form& form, const survey_rows& rows,
                                  const std::function<void(i4)>& row_is_written, i4 rows_to_verify = 0,
                                  run_notes* notes = nullptr);
 

@@ -72,7 +72,7 @@ struct make_options {
   r8 beta = 3.0, z0 = -1.0;                  // z0 < 0: not given
   int threads = 0;                           // 0: what OpenMP gives
   i4 rows_to_verify = 0;
-  row_range rows;  // none: all
+  survey_rows rows;  // none: all
   bool resume = false, allow_buried = false;
   r8 note_every = 10.0;  // seconds
 };
@@ -144,11 +144,11 @@ std::string threads_text() {
   return fmt::format("{} thread{}", threads, threads == 1 ? "" : "s");
 }
 
-r8 dense_bytes(const row_range& range) {
+r8 dense_bytes(const survey_rows& range) {
   return 4.0 * range.count() * columns_of(mesh);
 }
 
-std::string sizes_text(const std::string& file, const row_range& range, const std::string& bytes) {
+std::string sizes_text(const std::string& file, const survey_rows& range, const std::string& bytes) {
   return fmt::format("{}: {} data x {} cells, {}", file, range.count(), columns_of(mesh), bytes);
 }
 
@@ -204,7 +204,7 @@ std::string verification_text(const verification& verified) {
 }
 
 /// Those asked for, once the survey is there.
-row_range rows_of(const make_options& options) {
+survey_rows rows_of(const make_options& options) {
   if (options.rows.count() < 1) return {1, survey.ndata};
   if (options.rows.last > survey.ndata)
     stop_program(fmt::format("velkmtx: --rows {}:{}: the survey has {} data", options.rows.first,
@@ -216,7 +216,7 @@ int tell_what_would_come(const make_options& options, const matrix_form& form) {
   constexpr i4 rows_to_try = 8;
   const row_sample sample = sample_rows(mesh, survey, form, rows_to_try);
   const int threads = team_size();
-  const row_range range = rows_of(options);
+  const survey_rows range = rows_of(options);
   const r8 bytes_of_value = options.dense ? 4.0 : 8.0;
   const r8 rows = static_cast<r8>(sample.rows.stored) / sample.count * bytes_of_value * range.count();
   const r8 weights_and_diagonal = 16.0 * columns_of(mesh);
@@ -238,7 +238,7 @@ struct written_file {
 /// Has `file` filled, through `out`, and given its name.
 template <class file_type>
 written_file fill(file_type& file, const make_options& options, const matrix_form& form,
-                  const row_range& range, const interruption& signals, run_notes* notes) {
+                  const survey_rows& range, const interruption& signals, run_notes* notes) {
   progress_line progress(range.count(), options.quiet);
   record_writer out(file);
   const auto row_is_written = [&](i4 done) {
@@ -268,7 +268,7 @@ int write_on(const make_options& options,
 }
 
 /// Gives the exit status.
-int write_file_of(const make_options& options, const matrix_form& form, const row_range& range,
+int write_file_of(const make_options& options, const matrix_form& form, const survey_rows& range,
                   written_file& written) {
   if (!options.resume)
     return write_whole_file(options.output_file, [&](output_file& file, const interruption& signals) {
@@ -283,7 +283,7 @@ int write_file_of(const make_options& options, const matrix_form& form, const ro
   return status;
 }
 
-std::string rows_there_text(const row_range& range, const row_statistics& rows) {
+std::string rows_there_text(const survey_rows& range, const row_statistics& rows) {
   if (rows.made == range.count()) return "";
   return fmt::format("\n{} of {} rows were there from a run before; what follows is of the others",
                      range.count() - rows.made, range.count());
@@ -291,7 +291,7 @@ std::string rows_there_text(const row_range& range, const row_statistics& rows) 
 
 int write_file(const make_options& options, const matrix_form& form) {
   const auto start = std::chrono::steady_clock::now();
-  const row_range range = rows_of(options);
+  const survey_rows range = rows_of(options);
   written_file written;
   const int status = write_file_of(options, form, range, written);
   if (status != 0 || options.quiet) return status;
@@ -395,9 +395,9 @@ void add_weights(CLI::App& app, make_options& into) {
 }
 
 /// "1:5000"
-row_range rows_named(const std::string& text) {
+survey_rows rows_named(const std::string& text) {
   const std::size_t colon = text.find(':');
-  row_range rows;
+  survey_rows rows;
   const bool good = colon != text.npos && is_number(std::string_view(text).substr(0, colon), rows.first) &&
                     is_number(std::string_view(text).substr(colon + 1), rows.last) && rows.first >= 1 &&
                     rows.last >= rows.first;

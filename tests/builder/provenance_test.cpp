@@ -58,7 +58,7 @@ class ProvenanceFile : public testing::Test {
  protected:
   ProvenanceFile() { write(survey_with({100, 200}, false), {1, 2}); }
 
-  void write(const survey_state& s, const row_range& rows) const {
+  void write(const survey_state& s, const survey_rows& rows) const {
     output_file file(folder.path("g"));
     record_writer out(file);
     provenance p;
@@ -95,7 +95,7 @@ TEST_F(ProvenanceFile, IsReadAsItWasWritten) {
   ASSERT_TRUE(reading.found);
   const provenance& p = *reading.found;
   EXPECT_EQ(p.origin.settings, "wavelet haar\n");
-  EXPECT_EQ(p.rows, (row_range{1, 2}));
+  EXPECT_EQ(p.rows, (survey_rows{1, 2}));
   EXPECT_EQ(p.stations.geomag, 52000);
   EXPECT_THAT(p.stations.xobs.elements(), ElementsAre(100, 200));
   EXPECT_THAT(p.loss, ElementsAre(0.25, 0.125));
@@ -198,7 +198,7 @@ std::vector<r8> rows_of_cell(i4 row) {
   return {1.0 / row, 1e3 * row, 0.3};
 }
 
-std::vector<r8> diagonal_of(const row_range& rows) {
+std::vector<r8> diagonal_of(const survey_rows& rows) {
   diagonal d(3, rows, false);
   for (i4 row = rows.first; row <= rows.last; ++row) d.add(row, rows_of_cell(row), 0);
   const auto sum = d.finish();
