@@ -104,7 +104,7 @@ int told_once(const ranks& all, told_status mine) {
   return mine.status;
 }
 
-told_status make_part(const ranks& all, words arguments, const survey_rows& rows) {
+told_status make_part(const ranks& all, words arguments, const row_range& rows) {
   if (rows.last < rows.first) return {};
   arguments[4] = part_name(arguments[4], all.rank());
   for (const std::string& word :
