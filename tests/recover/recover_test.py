@@ -150,6 +150,15 @@ class the_model(recover_test):
         self.run_program(PROGRAMS / "velkrund", matrix, "locations", model)
         self.run_program(sys.executable, EXAMPLE.parent / "add_noise.py", "velkrund.vlk", "observed")
 
+    def test_is_that_of_the_same_inversion_in_python(self):
+        self.survey.write(self.folder)
+        beta = self.rows_of_table(self.recover(*EXACT).stdout)[-1][1]
+        end = subprocess.run(["/usr/bin/python3", EXAMPLE / "recover.py", "small.mtx", "small.obs", "python.sus", str(beta)],
+                             cwd=self.folder, text=True, capture_output=True, timeout=120,
+                             env={**os.environ, "PYTHONPATH": str(PROGRAMS.parent / "python")})
+        self.assertEqual(end.returncode, 0, end.stderr)
+        self.assert_close(self.model("python.sus"), self.model(), SOLVED)
+
     def test_is_the_same_from_both_forms_of_G(self):
         self.make_survey("4 4 8\n0 0 0\n4*10\n4*10\n8*10\n", "dense.mtx", "--dense")
         self.make_survey("4 4 8\n0 0 0\n4*10\n4*10\n8*10\n", "compressed.mtx", "--tolerance", "0", "--weights", "none")
