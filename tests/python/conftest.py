@@ -3,6 +3,7 @@
 import os
 import pathlib
 import shutil
+import signal
 import subprocess
 
 import matplotlib
@@ -13,6 +14,8 @@ import velko
 
 matplotlib.use("Agg")
 BIN = pathlib.Path(os.environ["VELKO_BIN"])
+# A shell starts what runs in the background with SIGINT ignored, and Python then leaves it so.
+signal.signal(signal.SIGINT, signal.default_int_handler)
 
 
 def hill(x, y):
