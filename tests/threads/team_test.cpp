@@ -121,6 +121,7 @@ TEST(WorkerStack, OfTheWholeTeamStaysBelowAQuarterOfTheMachine) {
         << threads;
 }
 
+#if !defined(VELKO_SANITIZED)
 TEST(WorkerStack, StaysBelowAQuarterOfTheAddressSpace) {
   EXPECT_EQ(status_of([] {
               const rlimit limit{rlim_t{4} << 30, RLIM_INFINITY};
@@ -131,6 +132,7 @@ TEST(WorkerStack, StaysBelowAQuarterOfTheAddressSpace) {
             }),
             0);
 }
+#endif
 
 TEST(WorkerStack, BelowOneByteIsLeftAsItIs) {
   const std::size_t before = kmp_get_stacksize_s();
