@@ -85,7 +85,7 @@ TEST(OwnedArray, CopiesASpanOrAVectorInItsOrder) {
   const owned_array1<r8> a(from);
   EXPECT_EQ(a.size(), 6);
   EXPECT_EQ(a(6), 6);
-  const owned_array2<r8> b(std::span(from), 2, 3);
+  const owned_array2<r8> b(std::span<const r8>(from), 2, 3);
   EXPECT_EQ(b(2, 1), 2);
   EXPECT_EQ(b(1, 3), 5);
 }
