@@ -5,7 +5,7 @@
 /// Errors   the stop "size(derr) /= # of rows" where derr has not one element for each row of G; the read message of getpar
 ///          where the file under the rows has been changed
 /// Threads  the rows are shared out; the result is the same for every number of threads
-/// See      examples/recover
+/// See      tests/products/row_scaling_test.cpp
 #pragma once
 
 #include <span>
