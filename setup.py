@@ -2,6 +2,7 @@
 works with the setuptools that is installed."""
 
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -11,6 +12,7 @@ from setuptools.command.build_py import build_py
 
 ROOT = pathlib.Path(__file__).resolve().parent
 BUILD = ROOT / "build" / "pip"
+VERSION = re.search(r"project\(velko VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text()).group(1)
 
 
 class build_with_cmake(build_py):
@@ -33,11 +35,12 @@ class WithModule(Distribution):
 
 setup(
     name="velko",
-    version="5.0.0",
+    version=VERSION,
     description="Forward modelling of magnetic surveys: sensitivity files as linear operators",
     packages=["velko"],
     package_dir={"velko": "python/velko"},
     package_data={"velko": ["py.typed", "*.pyi"]},
+    entry_points={"console_scripts": ["velko-plot = velko.plot_command:main"]},
     python_requires=">=3.9",
     install_requires=["numpy", "scipy"],
     extras_require={"plot": ["matplotlib"], "tables": ["pandas", "xarray"]},

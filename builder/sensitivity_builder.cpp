@@ -137,7 +137,7 @@ i8 memory_for(const mesh_state& m, const matrix_form& form, i4 stored, int threa
 }
 
 std::string settings_of(const matrix_form& form) {
-  std::string lines = fmt::format("program {}\n", program_version);
+  std::string lines = fmt::format("program {}\n", program_version());
   if (form.compressed())
     lines += fmt::format("wavelet {}\ntolerance {}\n", wavelet_name(form.wfilter), form.tolerance);
   else

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "reports/version.h"
 #include "text/number_layout.h"
 
 namespace velko {
@@ -53,7 +54,9 @@ void print_banner(std::string_view title, channel& target) {
   write_lines(target, {"", threads});
   if (omp_get_max_threads() > omp_get_num_procs())
     write_lines(target, {"", "WARNING: more threads started than processors available.", ""});
-  std::string version = "VELKO - Version 5.0 :  ";
+  std::string version = "VELKO - Version ";
+  version += suite_version();
+  version += " :  ";
   version += without_trailing_blanks(title);
   write_lines(target, {"", version, "", "Magnetic forward modelling in three dimensions",
                        "The VELKO developers", ""});

@@ -97,7 +97,7 @@ int run(const task& chosen) {
 int parse_and_run(int argc, const char* const* argv, std::span<const add_subcommand> subcommands) {
   CLI::App app(what_it_does, "velkmtx");
   app.footer(where_to_look);
-  app.set_version_flag("--version", program_version);
+  app.set_version_flag("--version", program_version());
   app.failure_message(words_of_error);
   app.require_subcommand(0, 1);
   task chosen;
