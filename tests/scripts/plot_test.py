@@ -9,6 +9,7 @@ import numpy as np
 from survey_files import InAFolder, load_script, sensitivity_head
 
 plot = load_script("plot")
+import velko.plot_command  # noqa: E402: the script has found it
 
 
 def data_file(values, x=None, y=None):
@@ -43,7 +44,7 @@ class Pictures(InAFolder):
     def figure_of(self, *arguments):
         before, sys.argv = sys.argv, ["plot", *arguments, "p.png"]
         try:
-            options = plot.parse_command_line()
+            options = velko.plot_command.parse_command_line()
             figure = options.draw(options)
         finally:
             sys.argv = before
