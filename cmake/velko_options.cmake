@@ -1,6 +1,8 @@
 # What every target of this project is compiled and linked with.
 
 include(GNUInstallDirs)
+# Programs that users don't call themselves.
+set(VELKO_LIBEXEC_DIR ${CMAKE_INSTALL_LIBEXECDIR}/velko)
 
 if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release)
@@ -18,11 +20,11 @@ target_include_directories(velko_options INTERFACE $<BUILD_INTERFACE:${PROJECT_S
 target_compile_options(velko_options INTERFACE -ffp-contract=off)
 
 # Both compilers share LLVM's OpenMP run-time; g++ gets it by name, in place of its own. So does a program that another
-# compiler links with the installed library.
+# compiler links with the installed library. It lies where the system looks, and no program names the folder of a compiler.
 find_library(VELKO_LIBOMP NAMES omp libomp.so.5 PATHS /usr/lib/llvm-14/lib REQUIRED)
 add_library(velko_openmp INTERFACE)
 target_compile_options(velko_openmp INTERFACE -fopenmp)
-target_link_options(velko_openmp INTERFACE $<$<CXX_COMPILER_ID:Clang>:-fopenmp>)
+target_link_options(velko_openmp INTERFACE "$<$<CXX_COMPILER_ID:Clang>:-fopenmp;-fno-openmp-implicit-rpath>")
 target_link_libraries(velko_openmp INTERFACE $<$<NOT:$<CXX_COMPILER_ID:Clang>>:${VELKO_LIBOMP}>)
 
 # Warnings concern who works here; they are no interface of the library. g++ 12 sees overlapping copies inside its own

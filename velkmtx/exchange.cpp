@@ -14,9 +14,12 @@ namespace velko {
 
 namespace {
 
-/// In the folder of the running program, wherever that was installed.
+/// Beside the running program, as it was built, or where it was installed, wherever that is.
 std::string path_of_exchange() {
-  return std::filesystem::read_symlink("/proc/self/exe").replace_filename("velkmtx-exchange");
+  const std::filesystem::path here = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+  const std::filesystem::path built = here / "velkmtx-exchange";
+  if (std::filesystem::exists(built)) return built;
+  return (here / VELKO_LIBEXEC_FROM_BIN / "velkmtx-exchange").lexically_normal();
 }
 
 /// The program takes the place of this one.
