@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <limits>
 
 namespace recover {
@@ -108,10 +106,6 @@ bool bounded_minimum::move(const quadratic& f, view direction, std::span<r8> m, 
   add(gradient, length, next.A_step);
   if (pairs_.size() == most_pairs_) pairs_.erase(pairs_.begin());
   pairs_.push_back(std::move(next));
-  if (getenv("DBG")) {
-    const conditions at = conditions_at(m, gradient, f.diagonal, box_);
-    fprintf(stderr, "%g %g  %g %g %zu\n", lowest, length, at.free, at.inward, at.at_bounds);
-  }
   return true;
 }
 

@@ -47,6 +47,7 @@ fit objective::weigh(view m) {
   fit at{.predicted = values(target_.size()), .residual = target_};
   G_.apply(m, at.predicted);
   add(at.residual, -1, at.predicted);
+  const values left = at.residual;
   const values regional = regional_.fitted_to(at.residual);
   add(at.residual, -1, regional);
   add(at.predicted, 1, regional);
@@ -67,6 +68,8 @@ fit objective::weigh(view m) {
     weights_[i] = std::sqrt(trust) / observed_.deviation[i];
   }
   regional_.set_weights(weights_);
+  pull_.resize(m.size());
+  G_.transpose(weighted(left), pull_);
   at.misfit = fitted / count / of_noise_;
   at.left_out = left_out / std::max(1.0, static_cast<r8>(target_.size()) - count);
   if (!std::isfinite(at.misfit)) stop_program("recover: the misfit is not a finite number");
@@ -80,12 +83,10 @@ void objective::data_product(view p, std::span<r8> y) const {
 }
 
 values objective::half_gradient(view m) const {
-  values residual(target_.size()), gradient(m.size()), u(m.begin(), m.end());
-  G_.apply(m, residual);
-  add(residual, -1, target_);
-  G_.transpose(weighted(residual), gradient);
+  values gradient(m.size()), u(m.begin(), m.end());
   add(u, -1, reference_);
   norm_.add_product(beta, u, gradient);
+  add(gradient, -1, pull_);
   return gradient;
 }
 

@@ -32,14 +32,14 @@ class objective {
 
   velko::r8 beta = 0;
 
-  /// Prediction and misfit of a model; the weights of the data become those of its residuals.
+  /// Prediction and misfit of a model; the weights of the data become those of its residuals. Two products.
   fit weigh(view m);
 
   /// y = G' S Q S G p, the part of A p that the data ask for
   void data_product(view p, std::span<velko::r8> y) const;
   /// y += beta H p, the other part
   void add_norm_product(view p, std::span<velko::r8> y) const { norm_.add_product(beta, p, y); }
-  /// A m - b
+  /// A m - b at the model that was weighed last.
   values half_gradient(view m) const;
   /// Nearly the diagonal of A: that of G' S^2 G with one mean weight for all data, and of beta H.
   values diagonal() const;
@@ -60,6 +60,7 @@ class objective {
   regional_field regional_;
   velko::r8 threshold_, of_noise_;
   values weights_;
+  values pull_;  // (ncell) G' S Q S of the residuals of the model that was weighed last
 };
 
 }  // namespace recover

@@ -244,7 +244,7 @@ class recovery {
     const progress_line progress(static_cast<i4>(curve_.size()));
     const i4 steps =
         minimum_.find(q, model_, gradient, tolerance, most, [&](i4 step) { progress.show(step); });
-    at_ = f_.weigh(model_);
+    if (steps > 0) at_ = f_.weigh(model_);
     return steps;
   }
 
