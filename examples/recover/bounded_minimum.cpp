@@ -104,25 +104,28 @@ bool bounded_minimum::move(const quadratic& f, view direction, std::span<r8> m, 
   for (std::size_t c = 0; c < m.size(); ++c)
     m[c] = std::clamp(m[c] + length * next.step[c], box_.lower[c], box_.upper[c]);
   add(gradient, length, next.A_step);
+  f.moved(length);
   if (pairs_.size() == most_pairs_) pairs_.erase(pairs_.begin());
   pairs_.push_back(std::move(next));
   return true;
 }
 
 i4 bounded_minimum::find(const quadratic& f, std::span<r8> m, values& gradient, r8 tolerance, i4 most_steps,
-                         const std::function<void(i4)>& after_step) {
+                         const std::function<void(r8)>& after_step) {
   for (pair& known : pairs_) {
     known.A_step = known.A1_step;
     f.add_product2(known.step, known.A_step);
   }
   i4 steps = 0;
-  while (steps < most_steps && conditions_at(m, gradient, f.diagonal, box_).both() > tolerance) {
+  const auto left = [&] { return conditions_at(m, gradient, f.diagonal, box_).both(); };
+  for (r8 now = left(); steps < most_steps && now > tolerance;) {
     if (!move(f, direction(f, m, gradient), m, gradient)) {
       if (pairs_.empty()) break;
       pairs_.clear();  // the plain gradient falls wherever anything does
       continue;
     }
-    after_step(++steps);
+    ++steps;
+    after_step(now = left());
   }
   return steps;
 }

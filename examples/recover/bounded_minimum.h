@@ -35,7 +35,8 @@ conditions conditions_at(view m, view gradient, view diagonal, const bounds& box
 struct quadratic {
   std::function<void(view p, std::span<velko::r8> y)> product1;      // y = A1 p
   std::function<void(view p, std::span<velko::r8> y)> add_product2;  // y += A2 p
-  values diagonal;                                                   // about that of A
+  std::function<void(velko::r8 length)> moved;  // m has gone this far along the p of the last product with A1
+  values diagonal;                              // about that of A
 };
 
 class bounded_minimum {
@@ -46,7 +47,7 @@ class bounded_minimum {
 
   /// `gradient` is A m - b at the m that comes, and at the one that goes. Returns the number of steps.
   velko::i4 find(const quadratic& f, std::span<velko::r8> m, values& gradient, velko::r8 tolerance,
-                 velko::i4 most_steps, const std::function<void(velko::i4)>& after_step);
+                 velko::i4 most_steps, const std::function<void(velko::r8 projected_gradient)>& after_step);
 
  private:
   struct pair {

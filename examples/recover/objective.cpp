@@ -43,11 +43,30 @@ objective::objective(const forward_operator& G, const model_norm& norm, const ob
   regional_.set_weights(weights_);
 }
 
-fit objective::weigh(view m) {
-  fit at{.predicted = values(target_.size()), .residual = target_};
-  G_.apply(m, at.predicted);
-  add(at.residual, -1, at.predicted);
-  const values left = at.residual;
+fit objective::stand_at(view m) {
+  linear_.resize(target_.size());
+  G_.apply(m, linear_);
+  const fit at = look();
+  pull();
+  return at;
+}
+
+fit objective::weigh(view m, view half_gradient) {
+  const values before = weights_;
+  const fit at = look();
+  if (weights_ != before)
+    pull();
+  else {
+    pull_ = values(half_gradient.begin(), half_gradient.end());
+    norm_.add_product(-beta, departure_of(m), pull_);
+  }
+  return at;
+}
+
+/// What the data say of the model, and new weights.
+fit objective::look() {
+  fit at{.predicted = linear_, .residual = target_};
+  add(at.residual, -1, linear_);
   const values regional = regional_.fitted_to(at.residual);
   add(at.residual, -1, regional);
   add(at.predicted, 1, regional);
@@ -68,25 +87,28 @@ fit objective::weigh(view m) {
     weights_[i] = std::sqrt(trust) / observed_.deviation[i];
   }
   regional_.set_weights(weights_);
-  pull_.resize(m.size());
-  G_.transpose(weighted(left), pull_);
   at.misfit = fitted / count / of_noise_;
   at.left_out = left_out / std::max(1.0, static_cast<r8>(target_.size()) - count);
   if (!std::isfinite(at.misfit)) stop_program("recover: the misfit is not a finite number");
   return at;
 }
 
-void objective::data_product(view p, std::span<r8> y) const {
-  values d(target_.size());
-  G_.apply(p, d);
-  G_.transpose(weighted(d), y);
+void objective::data_product(view p, std::span<r8> y) {
+  along_.resize(target_.size());
+  G_.apply(p, along_);
+  G_.transpose(weighted(along_), y);
+}
+
+void objective::pull() {
+  values residual = linear_;
+  add(residual, -1, target_);
+  pull_.resize(reference_.size());
+  G_.transpose(weighted(residual), pull_);
 }
 
 values objective::half_gradient(view m) const {
-  values gradient(m.size()), u(m.begin(), m.end());
-  add(u, -1, reference_);
-  norm_.add_product(beta, u, gradient);
-  add(gradient, -1, pull_);
+  values gradient = pull_;
+  norm_.add_product(beta, departure_of(m), gradient);
   return gradient;
 }
 
@@ -125,10 +147,14 @@ r8 objective::data_curvature(view p) const {
   return dot(d, d);
 }
 
-r8 objective::departure(view m) const {
+values objective::departure_of(view m) const {
   values u(m.begin(), m.end());
   add(u, -1, reference_);
-  return norm_.squared(u);
+  return u;
+}
+
+r8 objective::departure(view m) const {
+  return norm_.squared(departure_of(m));
 }
 
 }  // namespace recover

@@ -32,14 +32,20 @@ class objective {
 
   velko::r8 beta = 0;
 
-  /// Prediction and misfit of a model; the weights of the data become those of its residuals. Two products.
-  fit weigh(view m);
+  /// Predicts the data of a model, which the objective stands at from then on. One product; one more where
+  /// the weights of the data change.
+  fit stand_at(view m);
+  /// The model has gone a length along the p of the last data_product.
+  void move(velko::r8 length) { add(linear_, length, along_); }
+  /// Misfit of the model that moves have led to, whose half gradient is known; the weights of the data become
+  /// those of its residuals. No product unless they change.
+  fit weigh(view m, view half_gradient);
 
   /// y = G' S Q S G p, the part of A p that the data ask for
-  void data_product(view p, std::span<velko::r8> y) const;
+  void data_product(view p, std::span<velko::r8> y);
   /// y += beta H p, the other part
   void add_norm_product(view p, std::span<velko::r8> y) const { norm_.add_product(beta, p, y); }
-  /// A m - b at the model that was weighed last.
+  /// A m - b at the model that was weighed last. No product.
   values half_gradient(view m) const;
   /// Nearly the diagonal of A: that of G' S^2 G with one mean weight for all data, and of beta H.
   values diagonal() const;
@@ -50,6 +56,9 @@ class objective {
   velko::r8 departure(view m) const;
 
  private:
+  values departure_of(view m) const;
+  fit look();
+  void pull();
   values weighted(view residual) const;
   velko::r8 spread_of_fitted(view residual) const;
 
@@ -60,7 +69,9 @@ class objective {
   regional_field regional_;
   velko::r8 threshold_, of_noise_;
   values weights_;
-  values pull_;  // (ncell) G' S Q S of the residuals of the model that was weighed last
+  values linear_;  // (ndata) G m of the model that the objective stands at
+  values along_;   // (ndata) G p of the last p
+  values pull_;    // (ncell) half the gradient of the misfit there
 };
 
 }  // namespace recover

@@ -29,10 +29,11 @@ namespace {
 
 // Of the projected gradient: against its beginning, under a damping that is passed through; against the pull of residuals
 // of the size of the noise, at the end (--tolerance).
-constexpr r8 tolerance_on_the_way = 0.2;
+constexpr r8 tolerance_on_the_way = 0.2, tolerance_near_target = 0.7;
 constexpr std::size_t most_pairs = 60;
 constexpr i4 most_steps_on_the_way = 25, most_steps = 300;  // for one damping
-constexpr r8 near_target = 2;  // from here on the minimum is found as at the end, so that the misfit is true
+constexpr r8 near =
+    2;  // times the target; from here on the minimum is found as at the end, so that the misfit is true
 constexpr r8 width_of_target = 0.05;  // the misfit may be off by this share
 constexpr int most_weighings = 12;    // of the data, at the last damping of a robust misfit
 
@@ -86,22 +87,29 @@ std::string name_of_problem(const command_line& options) {
                      static_cast<int>(options.kind), options.every);
 }
 
-/// What a person at a terminal sees while a damping is solved.
+/// What a person at a terminal sees while a damping is solved. The gradient falls by about the same factor at every step,
+/// which says how many more there will be.
 class progress_line {
  public:
-  explicit progress_line(i4 iteration) : iteration_(iteration) {}
+  progress_line(i4 iteration, r8 gradient, r8 tolerance)
+      : iteration_(iteration), first_(gradient), tolerance_(tolerance) {}
   ~progress_line() {
     if (visible_) fmt::print(stderr, "\r{:70}\r", "");
   }
-  void show(i4 step) const {
+  void show(r8 gradient) {
+    ++step_;
     if (!visible_) return;
+    const r8 done = std::log(first_ / gradient), whole = std::log(first_ / tolerance_);
+    const r8 more = done > 0 ? step_ * std::max(0.0, whole / done - 1) : most_steps;
     const std::chrono::duration<r8> spent = std::chrono::steady_clock::now() - started_;
-    fmt::print(stderr, "\rdamping {}, step {}, {:.2g} s each; at most {:.0f} s more for this damping  ",
-               iteration_, step, spent.count() / step, spent.count() / step * (most_steps - step));
+    fmt::print(stderr, "\rdamping {}, step {}, {:.2g} s each; about {:.0f} s more for this damping  ",
+               iteration_, step_, spent.count() / step_,
+               spent.count() / step_ * std::min<r8>(more, most_steps));
   }
 
  private:
-  i4 iteration_;
+  i4 iteration_, step_ = 0;
+  r8 first_, tolerance_;
   bool visible_ = isatty(STDERR_FILENO) != 0;
   std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
 };
@@ -138,7 +146,7 @@ class recovery {
   void start() {
     report("");
     report(fmt::format(row, "damping", "beta", "steps", "misfit", "model norm"));
-    at_ = f_.weigh(model_);
+    at_ = f_.stand_at(model_);
     f_.beta = 0;
     pull_of_data_ = f_.half_gradient(model_);
     if (options_.resume)
@@ -154,7 +162,7 @@ class recovery {
       curve_.push_back(p);
       report_point();
     }
-    at_ = f_.weigh(model_);
+    at_ = f_.stand_at(model_);
   }
 
   void note(r8 damping, i4 steps) {
@@ -168,7 +176,8 @@ class recovery {
                            fmt::format("{:.4f}", p.misfit), fmt::format("{:.4e}", p.norm)));
   }
 
-  /// Where the model begins to follow the data: their curvature over that of the norm, along their pull.
+  /// Where the model follows the broad shape of the data: a part of their curvature over that of the norm, along
+  /// their pull, where it would only begin to.
   r8 first_damping() const {
     values direction(model_.size());
     for (std::size_t c = 0; c < direction.size(); ++c) {
@@ -176,7 +185,8 @@ class recovery {
       if (pull > 0 ? model_[c] < box().upper[c] : model_[c] > box().lower[c])
         direction[c] = pull / norm_.diagonal()[c];
     }
-    const r8 damping = f_.data_curvature(direction) / f_.model_curvature(direction);
+    constexpr r8 part = 0.3;
+    const r8 damping = part * f_.data_curvature(direction) / f_.model_curvature(direction);
     if (!(damping > 0)) stop_program("recover: the data feel no active cell");
     return damping;
   }
@@ -225,26 +235,34 @@ class recovery {
 
   bool dampings_left() const { return static_cast<i4>(curve_.size()) <= options_.iterations; }
 
+  bool near_target() const { return options_.target && at_.misfit < near * *options_.target; }
+
   /// About the minimum under a damping, from the model at hand; what it predicts is written, and the state.
   void solve(r8 damping) {
     f_.beta = damping;
     const conditions now = conditions_at(model_, f_.half_gradient(model_), f_.diagonal(), box());
-    const bool near = options_.target && at_.misfit < near_target * *options_.target;
-    const r8 end = tolerance_of_the_end(), on_the_way = tolerance_on_the_way * now.both();
-    const r8 tolerance = near ? std::clamp(on_the_way, 1e-2 * end, end) : std::max(on_the_way, end);
-    const i4 steps = minimise(tolerance, near ? most_steps : most_steps_on_the_way);
+    i4 steps = 0;
+    if (!near_target())
+      steps = minimise(std::max(tolerance_on_the_way * now.both(), tolerance_of_the_end()),
+                       most_steps_on_the_way);
+    if (near_target()) {  // however small the change of the damping, the model is to take it up
+      const r8 end = tolerance_of_the_end();
+      steps += minimise(std::clamp(tolerance_near_target * now.both(), 0.3 * end, end), most_steps);
+    }
     note(damping, steps);
     keep();
   }
 
   i4 minimise(r8 tolerance, i4 most) {
     const quadratic q{[this](view p, std::span<r8> y) { f_.data_product(p, y); },
-                      [this](view p, std::span<r8> y) { f_.add_norm_product(p, y); }, f_.diagonal()};
+                      [this](view p, std::span<r8> y) { f_.add_norm_product(p, y); },
+                      [this](r8 length) { f_.move(length); }, f_.diagonal()};
     values gradient = f_.half_gradient(model_);
-    const progress_line progress(static_cast<i4>(curve_.size()));
+    progress_line progress(static_cast<i4>(curve_.size()),
+                           conditions_at(model_, gradient, q.diagonal, box()).both(), tolerance);
     const i4 steps =
-        minimum_.find(q, model_, gradient, tolerance, most, [&](i4 step) { progress.show(step); });
-    if (steps > 0) at_ = f_.weigh(model_);
+        minimum_.find(q, model_, gradient, tolerance, most, [&](r8 left) { progress.show(left); });
+    if (steps > 0) at_ = f_.weigh(model_, gradient);
     return steps;
   }
 
@@ -274,7 +292,8 @@ class recovery {
     keep();
   }
 
-  void report_conditions() const {
+  void report_conditions() {
+    at_ = f_.stand_at(model_);
     const values diagonal = f_.diagonal(), gradient = f_.half_gradient(model_);
     const conditions at = conditions_at(model_, gradient, diagonal, box());
     const r8 whole = pull(diagonal);
