@@ -240,17 +240,27 @@ class recovery {
   /// About the minimum under a damping, from the model at hand; what it predicts is written, and the state.
   void solve(r8 damping) {
     f_.beta = damping;
-    const conditions now = conditions_at(model_, f_.half_gradient(model_), f_.diagonal(), box());
-    i4 steps = 0;
-    if (!near_target())
-      steps = minimise(std::max(tolerance_on_the_way * now.both(), tolerance_of_the_end()),
-                       most_steps_on_the_way);
-    if (near_target()) {  // however small the change of the damping, the model is to take it up
-      const r8 end = tolerance_of_the_end();
-      steps += minimise(std::clamp(tolerance_near_target * now.both(), 0.3 * end, end), most_steps);
-    }
+    const r8 gradient = conditions_at(model_, f_.half_gradient(model_), f_.diagonal(), box()).both();
+    const i4 steps = options_.target ? approach_target(gradient) : find_point_of_curve(gradient);
     note(damping, steps);
     keep();
+  }
+
+  /// Far from the target a rough model does; near it the misfit has to be that of the minimum, and the model is to take
+  /// up even a small change of the damping.
+  i4 approach_target(r8 gradient) {
+    i4 steps = 0;
+    if (!near_target())
+      steps =
+          minimise(std::max(tolerance_on_the_way * gradient, tolerance_of_the_end()), most_steps_on_the_way);
+    if (!near_target()) return steps;
+    const r8 end = tolerance_of_the_end();
+    return steps + minimise(std::clamp(tolerance_near_target * gradient, 0.3 * end, end), most_steps);
+  }
+
+  /// The corner is looked for among misfits that are all those of minima.
+  i4 find_point_of_curve(r8 gradient) {
+    return minimise(std::min(tolerance_on_the_way * gradient, tolerance_of_the_end()), most_steps_on_the_way);
   }
 
   i4 minimise(r8 tolerance, i4 most) {
