@@ -105,6 +105,11 @@ bool take_origin(origin_reader& in, provenance& p) {
          in.take(p.loss, rows) && in.end();
 }
 
+/// Stretches cover the file, one behind another.
+bool are_in_order(const std::vector<i8>& begin) {
+  return begin.front() == 0 && std::ranges::is_sorted(begin);
+}
+
 std::string name_of_stretch(const provenance& p, std::size_t stretch) {
   const auto rows = static_cast<std::size_t>(p.rows.count());
   if (stretch == 0) return "what stands in front of the rows";
@@ -225,19 +230,50 @@ provenance_reading read_provenance(std::string_view file_name) {
   provenance& p = reading.found.emplace();
   const bool good = file.checksum(closing->begin, end) == closing->checksum &&
                     in.open(file_name, closing->begin, file.size()) && take_origin(in, p) &&
-                    p.end_of_stretches() == closing->begin;
+                    are_in_order(p.begin) && p.end_of_stretches() == closing->begin;
   reading.damaged = !good;
   if (!good) reading.found.reset();
   return reading;
 }
 
-std::vector<std::string> damaged_stretches(std::string_view file_name, const provenance& p) {
+void stretch_verifier::add(bytes_view bytes) {
+  while (!all_are_seen() && !bytes.empty()) {
+    const auto here = bytes.first(std::min(bytes.size(), static_cast<std::size_t>(left())));
+    sum_.add(here);
+    position_ += std::ssize(here);
+    bytes = bytes.subspan(here.size());
+    end_stretches();
+  }
+}
+
+/// Some stretches are empty.
+void stretch_verifier::end_stretches() {
+  for (; !all_are_seen() && left() == 0; ++stretch_) {
+    if (sum_.value() != made_.checksum[stretch_])
+      damaged_.push_back(name_of_stretch(made_, stretch_) + " is not what was written: its checksum differs");
+    sum_.restart();
+  }
+}
+
+void stretch_verifier::add_rest(std::string_view file_name) {
+  constexpr i8 longest_piece = i8{1} << 20;
   const file_bytes file(file_name);
-  std::vector<std::string> damaged;
-  for (std::size_t n = 0; n < p.checksum.size(); ++n)
-    if (file.checksum(p.begin[n], p.begin[n + 1]) != p.checksum[n])
-      damaged.push_back(name_of_stretch(p, n) + " is not what was written: its checksum differs");
-  return damaged;
+  std::vector<std::byte> piece;
+  while (!all_are_seen()) {
+    piece.resize(static_cast<std::size_t>(std::min(left(), longest_piece)));
+    if (!file.read(position_, piece)) {
+      damaged_.push_back(name_of_stretch(made_, stretch_) + " is not there");
+      return;
+    }
+    add(piece);
+  }
+}
+
+std::vector<std::string> damaged_stretches(std::string_view file_name, const provenance& p) {
+  if (!are_in_order(p.begin)) return {"where its rows begin is out of order"};
+  stretch_verifier verifier(p);
+  verifier.add_rest(file_name);
+  return verifier.damaged();
 }
 
 std::vector<std::string> differences(const survey_state& locations, const provenance& p) {

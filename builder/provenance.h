@@ -17,6 +17,8 @@
 #include <vector>
 
 #include "arrays/numbers.h"
+#include "builder/bytes_view.h"
+#include "builder/checksum.h"
 #include "builder/record_writer.h"
 #include "store/state.h"
 
@@ -78,6 +80,31 @@ struct provenance_reading {
       false;  // the file ends as one with a provenance does, but this has not the bytes that were written
 };
 provenance_reading read_provenance(std::string_view file_name);
+
+/// Compares the bytes of a file with the checksums of its stretches, as they come.
+class stretch_verifier {
+ public:
+  explicit stretch_verifier(const provenance& p) : made_(p) { end_stretches(); }
+
+  /// The next bytes of the file, from its first on.
+  void add(bytes_view bytes);
+  /// What the file has that was not added.
+  void add_rest(std::string_view file_name);
+
+  /// A line for each stretch that is not what was written.
+  const std::vector<std::string>& damaged() const { return damaged_; }
+
+ private:
+  i8 left() const { return made_.begin[stretch_ + 1] - position_; }
+  bool all_are_seen() const { return stretch_ == made_.checksum.size(); }
+  void end_stretches();
+
+  const provenance& made_;
+  i8 position_ = 0;          // in the file
+  std::size_t stretch_ = 0;  // the one at hand
+  running_checksum sum_;     // of its bytes so far
+  std::vector<std::string> damaged_;
+};
 
 /// A line for each stretch of the file that is not what was written.
 std::vector<std::string> damaged_stretches(std::string_view file_name, const provenance& p);

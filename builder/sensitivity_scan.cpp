@@ -27,7 +27,7 @@ i8 at_least_0(i8 n) {
 
 class scanner {
  public:
-  explicit scanner(std::string_view file_name) {
+  explicit scanner(std::string_view file_name) : file_name_(file_name) {
     if (!in_.open(file_name)) report_file_not_found("sensitivity", file_name);
     // The size bounds what the counts of a hostile file can make us allocate; a pipe or a device has none.
     const std::string name(without_trailing_blanks(file_name));
@@ -37,11 +37,19 @@ class scanner {
     found_.made = std::move(reading.found);
     ends_with_provenance_ = found_.made || reading.damaged;
     if (reading.damaged) fault("the provenance behind record 8 is not what was written");
+    if (!found_.made) return;
+    verifier_.emplace(*found_.made);
+    in_.show_to([this](bytes_view bytes) { verifier_->add(bytes); });
   }
 
   sensitivity_contents scan() {
     found_.complete = header() && mesh_block() && surface() && filter() && cube() && weights() && rows() &&
                       diagonal() && end_of_file();
+    if (verifier_) {
+      verifier_->add_rest(file_name_);
+      found_.damaged = verifier_->damaged();
+      verifier_.reset();
+    }
     return std::move(found_);
   }
 
@@ -221,9 +229,7 @@ class scanner {
     }
     if (!take(idx_, count) || !take(val_, count)) return false;
     found_.nnz.push_back(static_cast<i4>(count));
-    for (const i4 idx : idx_)
-      if (idx < 1 || idx > ncube_)
-        outside_.note("row {}: idx {} is not from 1 to ncube = {}", datum, idx, ncube_);
+    note_positions(datum);
     note_values(datum);
     return end_row(datum);
   }
@@ -235,11 +241,30 @@ class scanner {
     return end_row(datum);
   }
 
+  /// A look at all together, as fast as the file is read, tells whether a closer one is needed.
+  void note_positions(i4 datum) {
+    extremes<i4> range;
+    for (const i4 idx : idx_) range.note(idx);
+    if (range.least >= 1 && range.most <= ncube_) return;
+    for (const i4 idx : idx_)
+      if (idx < 1 || idx > ncube_)
+        outside_.note("row {}: idx {} is not from 1 to ncube = {}", datum, idx, ncube_);
+  }
+
   void note_values(i4 datum) {
+    extremes<r4> range;
+    bool all_finite = true;
     for (const r4 value : val_) {
-      if (!std::isfinite(value)) not_finite_.note("row {}: a value of G is {}", datum, value);
-      found_.values.note(value);
+      all_finite &= std::abs(value) <= std::numeric_limits<r4>::max();
+      range.note(value);
     }
+    if (!val_.empty()) {
+      found_.values.note(range.least);
+      found_.values.note(range.most);
+    }
+    if (all_finite) return;
+    for (const r4 value : val_)
+      if (!std::isfinite(value)) not_finite_.note("row {}: a value of G is {}", datum, value);
   }
 
   bool end_row(i4 datum) {
@@ -262,8 +287,10 @@ class scanner {
     return true;
   }
 
+  std::string_view file_name_;
   record_reader in_;
   sensitivity_contents found_;
+  std::optional<stretch_verifier> verifier_;
   std::string record_;
   bool ends_with_provenance_ = false;
   i8 ncube_ = std::numeric_limits<i4>::max();  // what idx can reach at most while the cube does not say

@@ -2,7 +2,8 @@
 ///
 /// What     reads the file once, record by record, and keeps all but the rows of G, of which it keeps their counts and
 ///          their extremes. Every statement of the format that the file breaks becomes a fault, one line each; faults
-///          of one kind in many rows are one line, which names the first and counts the others
+///          of one kind in many rows are one line, which names the first and counts the others. On the way the bytes are
+///          compared with the checksums of the provenance, where there is one
 /// Ends     where a record can't be read, nothing behind it can: `complete` is false then, and the last fault says why
 /// Memory   the longest row and the vectors of the file, each bounded by the size of the file
 /// Errors   the file-not-found report with the label "sensitivity"
@@ -51,6 +52,7 @@ struct sensitivity_contents {
 
   bool complete = false;
   std::vector<std::string> faults;
+  std::vector<std::string> damaged;  // stretches that are not what was written, a line each
 
   bool compressed() const { return nfilter >= 1; }
 };

@@ -180,6 +180,7 @@ bool record_reader::pass_over(i8 count) {
 /// The next bytes of the file, length words and payload alike. Without a target they are passed over.
 bool record_reader::fetch(std::byte* target, i8 count) {
   if (target == nullptr) return pass_over(count);
+  const std::span<const std::byte> whole(target, static_cast<std::size_t>(count));
   const auto ready = take_ahead(ok_ ? std::min<i8>(count, std::ssize(ahead_)) : 0);
   target = std::copy(ready.begin(), ready.end(), target);
   count -= std::ssize(ready);
@@ -193,6 +194,7 @@ bool record_reader::fetch(std::byte* target, i8 count) {
     ahead_ = {buffer_.get(), static_cast<std::size_t>(std::max<i8>(0, got - taken))};
     ahead_is_mapped_ = false;
   }
+  if (ok_ && observer_) observer_(whole);
   return ok_;
 }
 

@@ -12,9 +12,11 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "arrays/numbers.h"
 #include "store/file_state.h"
@@ -57,6 +59,10 @@ class record_reader {
   /// From here on no more is read than is asked for, and what is skipped is not read at all: for who looks for where records
   /// begin. False, as all that follows, where the file is a pipe.
   bool hop();
+
+  /// Shows all bytes of the file that are read from here on, length words and what is skipped among them, in their order. For
+  /// who neither maps nor hops.
+  void show_to(std::function<void(std::span<const std::byte>)> observer) { observer_ = std::move(observer); }
 
   /// How many bytes of the file stand in front of what is read next.
   i8 position() const;
@@ -106,6 +112,7 @@ class record_reader {
   i8 read_ahead_ = buffer_bytes;
   bool hops_ = false;
   std::unique_ptr<std::byte[]> buffer_;
+  std::function<void(std::span<const std::byte>)> observer_;
 
   // The bytes of the file behind those that were taken, as far as they are at hand. From read_in_place on they are all the
   // rest of the file, in the mapped file; before, and where the file has grown beyond its map, what the last system call

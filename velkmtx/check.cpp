@@ -69,7 +69,7 @@ int check_contents(const std::string& name, const std::string& location_file) {
   const sensitivity_contents contents = scan_sensitivity_file(name);
   std::vector<std::string> faults;
   add_to(faults, name, contents.faults);
-  if (contents.made) add_to(faults, name, damaged_stretches(name, *contents.made));
+  add_to(faults, name, contents.damaged);
   if (!location_file.empty()) add_to(faults, location_file, differences_to(location_file, contents));
   for (const std::string& fault : faults) print(fault);
   if (faults.empty()) print(name + ": " + praise(contents, location_file));

@@ -82,8 +82,7 @@ class ProvenanceFile : public testing::Test {
   std::vector<std::string> faults() const {
     const sensitivity_contents contents = scan_sensitivity_file(folder.path("g"));
     std::vector<std::string> all = contents.faults;
-    if (contents.made)
-      for (const std::string& line : damaged_stretches(folder.path("g"), *contents.made)) all.push_back(line);
+    all.insert(all.end(), contents.damaged.begin(), contents.damaged.end());
     return all;
   }
 

@@ -135,6 +135,25 @@ TEST_F(RecordReader, LongAndShortReadsMayAlternate) {
   EXPECT_FALSE(in.begin_record());
 }
 
+TEST_F(RecordReader, ShowsEveryByteThatIsReadOnceAndInOrder) {
+  const std::vector<i4> many = counted(50000);
+  const std::string bytes =
+      framed(bytes_of(counted(5))) + framed(bytes_of(many)) + framed(bytes_of(counted(30000)));
+  record_reader& in = over(bytes);
+  std::string shown;
+  in.show_to([&](std::span<const std::byte> piece) {
+    shown.append(reinterpret_cast<const char*>(piece.data()), piece.size());
+  });
+  i4 first = 0;
+  std::vector<i4> read(many.size());
+  ASSERT_TRUE(in.begin_record() && in.read(first) && in.end_record());
+  ASSERT_TRUE(in.begin_record() && in.read_all(std::span(read)) && in.end_record());
+  ASSERT_TRUE(in.begin_record() && in.end_record());
+  EXPECT_TRUE(shown == bytes);
+  EXPECT_FALSE(in.begin_record());
+  EXPECT_TRUE(shown == bytes);
+}
+
 TEST_F(RecordReader, SaysWhenARecordCannotHoldSoMuch) {
   record_reader& in = over(framed(bytes_of(counted(3))) + framed(bytes_of(counted(3)), 8));
   ASSERT_TRUE(in.begin_record());
