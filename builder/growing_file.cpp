@@ -41,23 +41,30 @@ growing_file::~growing_file() {
   if (file_ >= 0) close(file_);
 }
 
+/// What is long doesn't wait: a vector of all cells would be held twice.
 void growing_file::write(bytes_view bytes) {
-  waiting_.insert(waiting_.end(), bytes.begin(), bytes.end());
-  if (waiting_.size() >= most_waiting) write_out();
+  if (waiting_.size() + bytes.size() > most_waiting) write_waiting();
+  if (bytes.size() > most_waiting)
+    write_out(bytes);
+  else
+    waiting_.insert(waiting_.end(), bytes.begin(), bytes.end());
 }
 
-void growing_file::write_out() {
-  bytes_view left = waiting_;
-  while (!left.empty()) {
-    const auto written = ::write(file_, left.data(), left.size());
-    if (written < 0 && errno != EINTR) fail();
-    if (written > 0) left = left.subspan(static_cast<std::size_t>(written));
-  }
+void growing_file::write_waiting() {
+  write_out(waiting_);
   waiting_.clear();
 }
 
+void growing_file::write_out(bytes_view bytes) {
+  while (!bytes.empty()) {
+    const auto written = ::write(file_, bytes.data(), bytes.size());
+    if (written < 0 && errno != EINTR) fail();
+    if (written > 0) bytes = bytes.subspan(static_cast<std::size_t>(written));
+  }
+}
+
 void growing_file::flush() {
-  write_out();
+  write_waiting();
   if (fdatasync(file_) != 0 && errno != EINVAL) fail();
 }
 

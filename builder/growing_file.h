@@ -29,7 +29,8 @@ class growing_file {
   void finish();
 
  private:
-  void write_out();
+  void write_waiting();
+  void write_out(bytes_view bytes);
   [[noreturn]] void fail() const;
 
   std::string target_, name_;
