@@ -27,8 +27,7 @@ i4 blocks_begun_in(const survey_rows& rows) {
 
 diagonal::diagonal(i8 ncol, const survey_rows& rows, bool keeps_blocks)
     : rows_(rows), keeps_blocks_(keeps_blocks), sum_(ncol) {
-  const i4 count = keeps_blocks ? blocks_of(rows) : 1;
-  for (i4 n = 0; n < count; ++n) blocks_.emplace_back(ncol);
+  for (i4 n = 0; n < blocks_kept(rows, keeps_blocks); ++n) blocks_.emplace_back(ncol);
 }
 
 i4 diagonal::pieces() const {

@@ -28,6 +28,11 @@ class diagonal {
  public:
   diagonal(i8 ncol, const survey_rows& rows, bool keeps_blocks);
 
+  /// Vectors of sums over blocks that an object for these rows holds, beside the sum of all.
+  static i4 blocks_kept(const survey_rows& rows, bool keeps_blocks) {
+    return keeps_blocks ? blocks_of(rows) : 1;
+  }
+
   i4 pieces() const;
   /// Rows come in their order, each to all pieces.
   void add(i4 row, std::span<const r8> values, i4 piece);

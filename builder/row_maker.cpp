@@ -115,23 +115,20 @@ void row_maker::encode_dense() {
   loss_ = loss_of(computed_, restored_, weights_differ_ ? wtz_ : std::span<const r8>());
 }
 
-void row_maker::try_models(const trial_models& trials) {
-  trial_data_.fill(0.0);
-  trial_losses_.fill(0.0);
-  std::vector<r8> values;
+void row_maker::try_models(const trial_models& models) {
+  trials_ = {};
+  std::vector<r8> row, lost;
   std::size_t cell = 0;
   for (i4 i = 1; i <= mesh_.ny; ++i)
     for (i4 j = 1; j <= mesh_.nx; ++j) {
-      values.resize(static_cast<std::size_t>(mesh_.nz - mesh_.itop(i, j)));
-      for (std::size_t model = 0; model < trial_models::count; ++model) {
-        if (!trials.fill_column(model, i, j, values)) continue;
-        for (std::size_t n = 0; n < values.size(); ++n) {
-          const r8 weighted = wtz_[cell + n] * values[n];
-          trial_data_[model] += computed_[cell + n] * weighted;
-          trial_losses_[model] += (computed_[cell + n] - restored_[cell + n]) * weighted;
-        }
+      const auto below = static_cast<std::size_t>(mesh_.nz - mesh_.itop(i, j));
+      row.resize(below);
+      lost.resize(below);
+      for (std::size_t n = 0; n < below; ++n, ++cell) {
+        row[n] = wtz_[cell] * computed_[cell];
+        lost[n] = wtz_[cell] * (computed_[cell] - restored_[cell]);
       }
-      cell += values.size();
+      models.add_column(i, j, row, lost, trials_);
     }
 }
 

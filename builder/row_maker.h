@@ -11,7 +11,6 @@
 ///          models are shared
 #pragma once
 
-#include <array>
 #include <optional>
 #include <span>
 #include <stdexcept>
@@ -37,7 +36,7 @@ class row_maker {
   void make(i4 datum);
 
   /// What the data of the trial models are, and what they lose by the row made last.
-  void try_models(const trial_models& trials);
+  void try_models(const trial_models& models);
 
   // Of the row made last: its record; how many values that holds; the row that they stand for; the squares of the
   // 2-norms of the row as computed and of what it lost; the 1-norm of the loss in nT for a susceptibility of 1, the
@@ -48,9 +47,8 @@ class row_maker {
   r8 norm2() const { return norm2_; }
   const row_loss& loss() const { return loss_; }
 
-  // Of the row that was tried last: the data of the models as computed, and what those lost.
-  const std::array<r8, trial_models::count>& trial_data() const { return trial_data_; }
-  const std::array<r8, trial_models::count>& trial_losses() const { return trial_losses_; }
+  // Of the row that was tried last.
+  const trial_models::sums& trials() const { return trials_; }
 
  private:
   void compute(i4 datum);
@@ -71,7 +69,7 @@ class row_maker {
   i4 stored_ = 0;
   r8 norm2_ = 0;
   row_loss loss_;
-  std::array<r8, trial_models::count> trial_data_{}, trial_losses_{};
+  trial_models::sums trials_;
 };
 
 }  // namespace velko

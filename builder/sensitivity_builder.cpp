@@ -1,6 +1,7 @@
 #include "builder/sensitivity_builder.h"
 
 #include <fmt/format.h>
+#include <malloc.h>
 
 #include <algorithm>
 #include <chrono>
@@ -9,6 +10,7 @@
 #include <optional>
 #include <utility>
 
+#include "arrays/resident_memory.h"
 #include "builder/daubechies.h"
 #include "builder/diagonal.h"
 #include "builder/program_version.h"
@@ -43,7 +45,14 @@ class data_sample {
   std::vector<i4> data_;  // ascending
 };
 
-constexpr i4 rows_to_try = 24;
+/// What is told of trial models is measured on all rows of a small survey, and on so many of a large one: the strong
+/// data of a dyke lie at a tenth of the stations.
+constexpr i4 rows_to_try = 400;
+
+/// For the tolerance a few rows are made several times over.
+i4 rows_to_search_by(i4 ndata) {
+  return std::clamp(ndata / 16, 32, 96);
+}
 
 /// What is told of the rows, gathered in their order.
 class row_account {
@@ -59,8 +68,8 @@ class row_account {
   void add_trials(const row_maker& row) {
     ++tried_;
     for (std::size_t model = 0; model < trial_models::count; ++model) {
-      data2_[model] += row.trial_data()[model] * row.trial_data()[model];
-      data_loss2_[model] += row.trial_losses()[model] * row.trial_losses()[model];
+      data2_[model] += row.trials().data[model] * row.trials().data[model];
+      data_loss2_[model] += row.trials().lost[model] * row.trials().lost[model];
     }
   }
 
@@ -127,15 +136,6 @@ i4 columns_of(const mesh_state& m) {
   return columns;
 }
 
-i8 memory_for(const mesh_state& m, const matrix_form& form, i4 stored, int threads) {
-  const cube_size cube = cube_around(m.ny, m.nx, m.nz);
-  const i8 ncol = columns_of(m), ncube = i8{cube.z} * cube.x * cube.y;
-  const i8 planes = i8{2} * (m.nx + 1) * (m.nz + 8) * 2;  // distances and faces on two planes of nodes
-  const i8 elements = 2 * ncol + planes + (form.compressed() ? ncube + ncube / 2 : 0);
-  const i8 record = i8{stored} * (form.compressed() ? 8 : 4);
-  return threads * (8 * elements + record) + 3 * 8 * ncol;
-}
-
 std::string settings_of(const matrix_form& form) {
   std::string lines = fmt::format("program {}\n", program_version());
   if (form.compressed())
@@ -171,7 +171,7 @@ row_statistics write_sensitivity(record_writer& out, const mesh_state& m, const 
 
   const survey_rows left{rows.first + there, rows.last};
   const data_sample tried(rows_to_try, left), verified(rows_to_verify, left);
-  const auto makers = makers_for(left.count(), m, s, form, wtz.elements());
+  auto makers = makers_for(left.count(), m, s, form, wtz.elements());
   const auto maker_of = [&](int thread) -> row_maker& { return *makers[static_cast<std::size_t>(thread)]; };
   row_account account;
   std::vector<row_payload> records_to_verify;
@@ -198,9 +198,11 @@ row_statistics write_sensitivity(record_writer& out, const mesh_state& m, const 
   };
   if (left.count() > 0)
     rows_in_order(left.count(), static_cast<int>(makers.size()), 1 + gdiag.pieces(), make, pass);
+  makers.clear();
   write_end(out, made, gdiag);
 
   row_statistics all = account.statistics();
+  if (verified.count() == 0) return all;
   row_verifier verifier(m, s, form, wtz.elements());
   for (i4 n = 0; n < verified.count(); ++n) {
     const i4 datum = verified.datum(n);
@@ -211,24 +213,41 @@ row_statistics write_sensitivity(record_writer& out, const mesh_state& m, const 
   return all;
 }
 
-row_sample sample_rows(const mesh_state& m, const survey_state& s, const matrix_form& form, i4 count) {
+row_sample sample_rows(const mesh_state& m, const survey_state& s, const matrix_form& form) {
+  constexpr i4 few = 24;
   set_filter(form);
   const owned_array1<r8> wtz = cell_weights(m, s, form.weights);
   const trial_models trials(m, s);
+  malloc_trim(0);  // what earlier steps have freed is none of a maker's
+  const i8 before = resident_memory();
   row_maker maker(m, s, form, wtz.elements());
   row_account account;
-  const data_sample data(count, {1, s.ndata});
-  r8 seconds = 0.0;
+  const data_sample data(few, {1, s.ndata});
+  row_sample sample;
   for (i4 n = 0; n < data.count(); ++n) {
     const i4 datum = data.datum(n);
     const auto start = std::chrono::steady_clock::now();
     make_row(maker, datum);
-    seconds += std::chrono::duration<r8>(std::chrono::steady_clock::now() - start).count();
+    sample.seconds +=
+        std::chrono::duration<r8>(std::chrono::steady_clock::now() - start).count() / data.count();
     maker.try_models(trials);
     account.add(maker);
     account.add_trials(maker);
   }
-  return {.rows = account.statistics(), .count = data.count(), .seconds = seconds / data.count()};
+  sample.rows = account.statistics();
+  sample.bytes = resident_memory();
+  sample.bytes_of_maker = sample.bytes - before;
+  return sample;
+}
+
+i8 memory_for(const mesh_state& m, const survey_state& s, const survey_rows& rows, const row_sample& sample,
+              int threads) {
+  constexpr i8 bytes_of_row = 12 * sizeof(r8);  // of its station, its place and its loss
+  const i8 vectors = 1 + diagonal::blocks_kept(rows, rows.count() != s.ndata);
+  const i8 others = std::min(threads, rows.count()) - 1;
+  const i8 needed = sample.bytes + others * sample.bytes_of_maker + vectors * columns_of(m) * i8{sizeof(r8)} +
+                    rows.count() * bytes_of_row;
+  return std::max(needed, most_resident_memory());
 }
 
 namespace {
@@ -246,7 +265,7 @@ class tolerance_search {
       : form_(form),
         wtz_(cell_weights(m, s, form.weights)),
         trials_(m, s),
-        data_(form.accuracy ? 4 : rows_to_try, {1, s.ndata}),
+        data_(form.accuracy ? 4 : rows_to_search_by(s.ndata), {1, s.ndata}),
         trial_error_(trial_error) {
     accuracy_ = std::exchange(form_.accuracy, std::nullopt);
     makers_ = makers_for(data_.count(), m, s, form_, wtz_.elements());
@@ -284,8 +303,8 @@ class tolerance_search {
 }  // namespace
 
 r8 tolerance_for(const mesh_state& m, const survey_state& s, const matrix_form& form, r8 trial_error) {
-  // Rows that are not tried may do worse.
-  constexpr r8 first = 1e-3, largest = 0.1, aim = 0.7, near_enough = 0.5;
+  // Rows and bodies that are not tried may do worse.
+  constexpr r8 first = 1e-3, largest = 0.1, aim = 0.7, near_enough = 0.5, between = 0.6;
   constexpr int rounds = 8;
   set_filter(form);
   tolerance_search search(m, s, form, trial_error);
@@ -295,7 +314,7 @@ r8 tolerance_for(const mesh_state& m, const survey_state& s, const matrix_form& 
     if (miss <= aim) found = std::max(found, tolerance);
     if (miss <= aim && (miss >= near_enough || tolerance == largest)) break;
     // What is lost is about in proportion to the tolerance, and jumps where a coefficient goes.
-    const r8 factor = miss > 0.0 ? 0.6 / miss : 10.0;
+    const r8 factor = miss > 0.0 ? between / miss : 10.0;
     const r8 next = rounded_down(std::min(tolerance * std::clamp(factor, 0.05, 10.0), largest));
     if (next <= found || next == tolerance) break;
     tolerance = next;

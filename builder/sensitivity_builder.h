@@ -5,8 +5,8 @@
 ///          values stand for, rounded to r4 and, in the compressed form, brought back from the wavelet domain. So the
 ///          way back is gone for each row, and shows what the row really lost
 /// Parts    a file may have some rows of the survey alone; join_parts (builder/part_joining.h) makes one file of several
-/// Memory   for each thread a row twice, a cube of r8 and, for the choice of coefficients, more than half a cube
-///          (memory_for); wtz and gdiag twice; in a part a vector of their size for each 1024 rows; never G
+/// Memory   what a row_maker has, for each thread; wtz and gdiag twice; in a part a vector of their size for each 1024
+///          rows; never G. memory_for tells it, by a measurement
 /// Threads  those of OpenMP; the bytes of the file are the same for every number of them, and on every machine
 /// Errors   std::bad_alloc; those of the file; the program stop for a value of G beyond 32-bit floats; what
 ///          `row_is_written` throws
@@ -75,9 +75,6 @@ struct row_statistics {
 /// Columns of G: cells below the surface.
 i4 columns_of(const mesh_state& m);
 
-/// Bytes that write_sensitivity asks for, the inputs apart, when so many values are stored for a row.
-i8 memory_for(const mesh_state& m, const matrix_form& form, i4 stored, int threads);
-
 /// What the provenance tells of the form, a line for each thing. Whatever changes a byte of the rows belongs here.
 std::string settings_of(const matrix_form& form);
 
@@ -90,14 +87,18 @@ row_statistics write_sensitivity(record_writer& out, const mesh_state& m, const 
                                  const std::function<void(i4)>& row_is_written, i4 rows_to_verify = 0,
                                  run_notes* notes = nullptr);
 
-/// The rows of a few data, spread over the survey, made and dropped: what all will be like. `seconds` is the time that
-/// one thread takes for one of them.
+/// The rows of a few data, spread over the survey, made and dropped: what all will be like.
 struct row_sample {
   row_statistics rows;
-  i4 count = 0;
-  r8 seconds = 0;
+  r8 seconds = 0;         // that one thread takes for one of them
+  i8 bytes = 0;           // of this process with its inputs and what one thread needs, as measured
+  i8 bytes_of_maker = 0;  // what every other thread needs
 };
-row_sample sample_rows(const mesh_state& m, const survey_state& s, const matrix_form& form, i4 count);
+row_sample sample_rows(const mesh_state& m, const survey_state& s, const matrix_form& form);
+
+/// The most memory that a process has which made the sample, or that takes the inputs like it, while it writes these rows.
+i8 memory_for(const mesh_state& m, const survey_state& s, const survey_rows& rows, const row_sample& sample,
+              int threads);
 
 /// The tolerance for which the data of every trial model lose at most so much of themselves, with some to spare; or, where
 /// the form has an accuracy, one that most rows meet it with. It is judged by a few rows, spread over the survey, and

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -151,7 +152,7 @@ TEST_F(MakeCommand, DryRunTellsWhatWouldComeAndWritesNothing) {
                 "relative error of a row .*\n"
                 "errors of the data of trial models, judged by 4 rows: .*\n"
                 "(a row takes .*\n)?"
-                "about [0-9.]+ kB of memory and 0.0 s on 1 thread, judged by 4 rows; nothing is written\n"));
+                "about [0-9.]+ MB of memory and 0.0 s on 1 thread, judged by 4 rows; nothing is written\n"));
   EXPECT_FALSE(folder.holds("g.mtx"));
   EXPECT_THAT(output_of("make mesh topo loc g.mtx --dry-run --dense"), HasSubstr("; nothing is written\n"));
 }
@@ -164,6 +165,51 @@ TEST_F(MakeCommand, DryRunForeseesTheSizeOfTheFile) {
   const auto kilobytes = [](const std::string& line) { return std::stod(line.substr(line.rfind(',') + 1)); };
   EXPECT_NEAR(kilobytes(planned), kilobytes(made), 0.05 * kilobytes(made) + 0.5);
 }
+
+#if !defined(VELKO_SANITIZED)
+/// What the dry run tells beside what the run takes.
+class MemoryOfARun : public MakeCommand {
+ protected:
+  MemoryOfARun() {
+    std::string text = "62 -4 52000\n62 -4 1\n3000\n";
+    for (int n = 0; n < 3000; ++n)
+      text += std::to_string(n % 60 * 4) + " " + std::to_string(n / 60 * 5) + " 100\n";
+    folder.write("loc", text);
+    folder.write("wide", "4\n-100 -100 85\n-100 500 85\n500 -100 15\n500 500 22\n");
+  }
+  void expect_foreseen(const std::string& arguments) const {
+    const std::string plan = output_of("make " + arguments + " --dry-run");
+    std::smatch told;
+    ASSERT_TRUE(std::regex_search(plan, told, std::regex("\nabout ([0-9.]+) MB of memory "))) << plan;
+    const test::program_run run = run_program(
+        folder, "/bin/sh", {"-c", "/usr/bin/time -f %M " VELKMTX " make " + arguments + " --quiet"});
+    ASSERT_EQ(run.status, 0) << run.err;
+    const r8 taken = std::stod(run.err) * 1024 / 1e6;
+    EXPECT_NEAR(std::stod(told[1]), taken, 0.1 * taken) << arguments;
+  }
+};
+
+TEST_F(MemoryOfARun, IsForeseenForEveryFormAndNumberOfThreads) {
+  folder.write("even", "64 64 64\n0 0 80\n64*4\n64*4\n64*4\n");
+  folder.write("padded",
+               "70 60 50\n-60 -60 80\n20 15 10 64*4 10 15 20\n20 15 10 54*5 10 15 20\n44*4 5 6 8 10 13 17\n");
+  for (const std::string arguments :
+       {"even null loc g.mtx --tolerance 0.01 --rows 1:12 --threads 1",
+        "even null loc g.mtx --rows 1:12 --threads 3",
+        "padded wide loc g.mtx --tolerance 0.003 --rows 1:12 --threads 2 --resume",
+        "padded wide loc g.mtx --dense --rows 1:12 --threads 2",
+        "even null loc g.mtx --accuracy 5 --rows 1:8 --threads 1"})
+    expect_foreseen(arguments);
+}
+
+/// Sums over the blocks of a part take as much again as the rest: rows 1024 to 2049 touch three blocks.
+TEST_F(MemoryOfARun, IsForeseenForPartsOfManyBlocks) {
+  folder.write("fine", "128 128 32\n0 0 80\n128*2\n128*2\n32*4\n");
+  folder.write("coarse", "64 64 16\n0 0 80\n64*4\n64*4\n16*8\n");
+  expect_foreseen("fine null loc g.mtx --tolerance 0.03 --rows 1020:1030 --threads 1");
+  expect_foreseen("coarse null loc g.mtx --tolerance 0.03 --rows 1024:2049 --threads 2");
+}
+#endif
 
 /// A survey that takes minutes, over a fine mesh.
 class LongRun : public MakeCommand {
