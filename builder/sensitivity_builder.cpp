@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstdint>
 #include <memory>
 #include <optional>
+#include <random>
 #include <utility>
 
 #include "arrays/resident_memory.h"
@@ -28,13 +30,18 @@ namespace velko {
 
 namespace {
 
-/// Data spread over some rows of the survey, as evenly as may be.
+/// Data spread over some rows of the survey: one of each of so many stretches of them, drawn at random and the same at each run.
+/// Every n-th would run along a line where n is about the length of a grid's.
 class data_sample {
  public:
   data_sample(i4 count, const survey_rows& rows) {
     count = std::min(count, rows.count());
-    for (i4 n = 0; n < count; ++n)
-      data_.push_back(rows.first + static_cast<i4>((2 * i8{n} + 1) * rows.count() / (2 * i8{count})));
+    std::mt19937 random(1);
+    const auto begin_of = [&](i4 n) { return static_cast<i4>(i8{n} * rows.count() / count); };
+    for (i4 n = 0; n < count; ++n) {
+      const auto length = static_cast<std::uint32_t>(begin_of(n + 1) - begin_of(n));
+      data_.push_back(rows.first + begin_of(n) + static_cast<i4>(random() % length));
+    }
   }
 
   i4 count() const { return static_cast<i4>(data_.size()); }
