@@ -34,12 +34,19 @@ def find_source():
     sys.exit("jacksboro_fault_dem.npz is not there; it comes with Debian's python-matplotlib-data")
 
 
+def read_degrees():
+    """Elevations, rows from south to north; longitude and latitude of the south-western one; the degrees from one to the next."""
+    model = np.load(find_source())
+    step = float(model["dx"])
+    west, south = float(model["xmin"]), min(float(model["ymin"]), float(model["ymax"]))  # edges
+    return model["elevation"][::-1], west + step / 2, south + step / 2, step
+
+
 def read_terrain():
     """Elevations, rows from south to north, and the metres between columns and between rows."""
-    model = np.load(find_source())
-    northern_edge, southern_edge = sorted((float(model["ymin"]), float(model["ymax"])), reverse=True)
-    across = float(model["dx"]) * DEGREE * math.cos(math.radians((northern_edge + southern_edge) / 2))
-    return model["elevation"][::-1], across, float(model["dy"]) * DEGREE
+    elevation, _, south, step = read_degrees()
+    middle = south + step * (len(elevation) - 1) / 2
+    return elevation, step * DEGREE * math.cos(math.radians(middle)), step * DEGREE
 
 
 def write_topography(name, elevation, across, along, count):
