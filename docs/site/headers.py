@@ -5,7 +5,6 @@ belongs to the declaration that follows, and both are shown as they stand. A typ
 """
 
 import re
-import subprocess
 
 ENTRY = re.compile(r"^([A-Z][A-Za-z]+)\s{2,}(.*)$")
 
@@ -219,7 +218,9 @@ def page_of_header(root, path):
     return "\n".join(out)
 
 
+def of_room(root, room):
+    return sorted(str(path.relative_to(root)) for path in (root / room).glob("*.h"))
+
+
 def pages_of(root, room):
-    """The headers of a room, the one that its README begins with first."""
-    listed = subprocess.run(["git", "ls-files", f"{room}/*.h"], cwd=root, capture_output=True, text=True, check=True).stdout.split()
-    return "\n".join(page_of_header(root, path) for path in listed)
+    return "\n".join(page_of_header(root, path) for path in of_room(root, room))

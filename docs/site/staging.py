@@ -14,12 +14,17 @@ import pathlib
 import re
 import shutil
 import subprocess
+import sys
 
 import headers
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "packaging"))
+
+import help_text  # noqa: E402: from the tree, as for the manual pages
+
 WRITTEN = "docs"
 LIBRARY_ROOMS = ["library", "products", "store", "files", "topography", "wavelet", "reports", "text", "arrays", "threads"]
-OTHER_ROOMS = ["velkrund", "velkmtx", "programs", "builder", "design", "responses", "exchange", "mpi", "python"]
+OTHER_ROOMS = ["velkrund", "velkmtx", "programs", "builder", "design", "responses", "exchange", "mpi", "python", "packaging"]
 # Pages that lie beside the code, and where they stand among the pages.
 BESIDE = {"CHANGELOG.md": "changelog.md", "benchmarks/README.md": "benchmarks.md",
           "examples/recover/README.md": "examples/recover.md",
@@ -39,6 +44,18 @@ def outside_fences(text, change):
         parts += [change(text[at:fence.start()]), fence.group()]
         at = fence.end()
     return "".join([*parts, change(text[at:])])
+
+
+def shown_list(entries):
+    return [line for one in entries
+            for line in (f"`{', '.join(one.names)}{' ' * bool(one.value)}{one.value}`", f":   {headers.escaped(one.text)}", "")]
+
+
+def shown_help(said):
+    """The help of a program: its usage, and its arguments and options as lists that fit any width."""
+    lines = ["```text", f"{said.name} {said.usage}", "```", "", *shown_list(said.arguments)]
+    lines += [*shown_list(said.options)] + (["```text", *said.notes, "```"] if any(said.notes) else [])
+    return "\n".join(lines)
 
 
 class Stage:
@@ -109,7 +126,7 @@ class Stage:
         folder = self.programs if (self.programs / program).exists() else self.root / "scripts"
         done = subprocess.run([folder / program, *words, "--help"], capture_output=True, text=True, check=True,
                               env={**os.environ, "COLUMNS": "90"})
-        return f"```text\n{done.stdout.strip()}\n```"
+        return shown_help(help_text.parse(command.split(), done.stdout))
 
     def section(self, path, heading):
         text = (self.root / path).read_text(encoding="utf-8")
@@ -136,7 +153,7 @@ class Stage:
             if not path.exists():
                 continue
             text = self.with_moved_links(path.read_text(encoding="utf-8"), origin, page)
-            if page.startswith("rooms/"):
+            if page.startswith("rooms/") and headers.of_room(self.root, path.parent.name):
                 text += "\n" + self.with_moved_links(headers.pages_of(self.root, path.parent.name), f"{path.parent.name}/x", page)
             self.put(page, text)
 

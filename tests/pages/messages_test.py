@@ -21,7 +21,7 @@ CALLS = re.compile(r"\b(?:stop_program|report|report_and_stop|report_file_not_fo
 # Texts of these files are messages wherever they stand.
 TELLING = ["velkmtx/text_diagnosis.cpp", "builder/likely_mistakes.cpp", "builder/input_checks.cpp", "builder/provenance.cpp",
            "builder/sensitivity_scan.cpp", "reports/reports.cpp", "arrays/memory.cpp", "exchange/table.cpp", "exchange/raster.cpp"]
-SCRIPTS = ["scripts/plot", "scripts/built_package.py"]
+SCRIPTS = ["python/velko/plot_command.py", "scripts/built_package.py"]
 LITERAL = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
 HOLE = re.compile(r"\{[^{}]*\}|%z?[su]")
 # What a message begins with, what is a part of another one's entry, and lines of the log that tell of no fault.
@@ -31,7 +31,7 @@ NO_MESSAGES |= {"record 1 (header)", "record 2 (mesh)", "record 3 (surface)", "r
                 "record 6 (weights)", "record 8 (diagonal)", "the sums behind record 8", "what stands in front of the rows",
                 "the elevation of the top", "the number of cells along", "x of the first edge", "y of the first edge",
                 "Magnetic forward modelling in three dimensions", "Parallelized with OpenMP.  # of threads:", "The VELKO developers",
-                "VELKO - Version 5.0 :"}
+                "VELKO - Version"}
 # Entries whose words come from libraries that we use, or are put together of pieces that stand elsewhere.
 OF_OTHERS = ["--OPTION requires --OTHER", "--OPTION excludes --OTHER", "The following arguments were not expected: WORDS",
              "NAME is required", "--height is required", "velko: out of memory", "velkrund.vlk is written",

@@ -41,7 +41,7 @@ class Whole(unittest.TestCase):
         for name in names:
             page = html(f"commands/velkmtx_{name}.html")
             for words in [(name, inner) for inner in subcommands_of(name)] or [(name,)]:
-                self.assertIn(f"Usage: velkmtx {' '.join(words)}", page)
+                self.assertIn(f"velkmtx {' '.join(words)} [OPTIONS]", page)
 
     def test_every_name_of_the_python_package_is_told(self):
         pages = "".join(path.read_text(encoding="utf-8") for path in (HTML / "python").glob("*.html"))
