@@ -42,20 +42,18 @@ void messages::wait() {
   requests_.clear();
 }
 
+void messages::make_room_for(std::span<const r8> values) {
+  const i8 messages = static_cast<i8>(values.size_bytes()) / largest_message() + 1;
+  requests_.reserve(requests_.capacity() + static_cast<std::size_t>(messages));
+}
+
 ranks::ranks(MPI_Comm all) : all_(all) {
   MPI_Comm_size(all_, &size_);
   MPI_Comm_rank(all_, &rank_);
 }
 
-void ranks::first_alone(const std::function<void()>& step) const {
-  together([&] {
-    if (first()) step();
-  });
-}
-
-void ranks::agree(const told_end& mine) const {
-  const int stopped = least(mine.end.kind == stop_or_done::done ? size_ : rank_);
-  told_end said = mine;
+void ranks::agree(told_end said) const {
+  const int stopped = least(said.end.kind == stop_or_done::done ? size_ : rank_);
   if (stopped != size_) {
     broadcast(said.end.kind, stopped);
     broadcast(said.end.text, stopped);
@@ -75,7 +73,7 @@ int ranks::least(int number) const {
   return number;
 }
 
-void ranks::broadcast(std::string& text, int root) const {
+void ranks::broadcast(std::string& text, int root) const noexcept {
   text.resize(broadcast_size(text.size(), root));
   broadcast(std::span<char>(text), root);
 }
@@ -90,8 +88,11 @@ void ranks::share(std::span<r8> all, std::span<const i8> begin) const {
 }
 
 void ranks::share_at_once(std::span<r8> all, std::span<const i8> begin) const {
-  std::vector<int> first(begin.begin(), begin.end()), size;
-  for (std::size_t r = 0; r + 1 < first.size(); ++r) size.push_back(first[r + 1] - first[r]);
+  std::vector<int> first, size;
+  together([&] {
+    first.assign(begin.begin(), begin.end());
+    for (std::size_t r = 0; r + 1 < first.size(); ++r) size.push_back(first[r + 1] - first[r]);
+  });
   MPI_Allgatherv(MPI_IN_PLACE, 0, MPI_DOUBLE, all.data(), size.data(), first.data(), MPI_DOUBLE, all_);
 }
 

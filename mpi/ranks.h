@@ -5,6 +5,8 @@
 /// Errors   a stop is a value: together() runs a step on every rank; where some of them stop, all end with the stop of the first of these,
 ///          and its words go to the console of rank 0, once. So nobody waits for a rank that is not coming. A rank that dies ends the job: that is the
 ///          work of mpirun, and of MPI's own error handler
+/// Memory   whatever a rank asks for here it asks for in a step, so that one that is refused ends all; but for the words of a stop, and for
+///          MPI's own: who is refused these dies, which ends the job
 /// Collective  every member but size, rank, first, send and receive: all ranks call them in the same order
 /// Threads  the main thread alone
 /// Assumes  all ranks on machines of one kind: elements travel as their bytes
@@ -17,6 +19,7 @@
 #include <span>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "arrays/array.h"
@@ -45,6 +48,8 @@ class messages {
   messages& operator=(const messages&) = delete;
   ~messages() { wait(); }
   void wait();
+  /// Behind it, messages with these values ask for no memory.
+  void make_room_for(std::span<const r8> values);
 
  private:
   friend class ranks;
@@ -61,11 +66,19 @@ class ranks {
   bool last() const { return rank_ == size_ - 1; }
 
   /// Runs a step on every rank.
-  void together(const std::function<void()>& step) const { agree(run_and_tell(step)); }
+  template <class body>
+  void together(body&& step) const {
+    agree(run_and_tell(std::ref(step)));
+  }
   /// The same for a step of rank 0 alone.
-  void first_alone(const std::function<void()>& step) const;
-  /// Together, for a step that was run before.
-  void agree(const told_end& mine) const;
+  template <class body>
+  void first_alone(body&& step) const {
+    told_end mine;
+    if (first()) mine = run_and_tell(std::ref(step));
+    agree(std::move(mine));
+  }
+  /// Together, for a step that was run before; by reference, since a std::function may ask for memory of its own.
+  void agree(told_end mine) const;
 
   /// The least number that one of them has.
   int least(int number) const;
@@ -80,16 +93,20 @@ class ranks {
     static_assert(std::is_trivially_copyable_v<T>);
     broadcast(std::span<T>(&value, 1), root);
   }
-  void broadcast(std::string& text, int root = 0) const;
+  /// For words: no memory for them ends the process.
+  void broadcast(std::string& text, int root = 0) const noexcept;
   template <class T>
   void broadcast(std::vector<T>& values, int root = 0) const {
-    values.resize(broadcast_size(values.size(), root));
+    const std::size_t n = broadcast_size(values.size(), root);
+    together([&] { values.resize(n); });
     broadcast(std::span<T>(values), root);
   }
   template <class T>
   void broadcast(owned_array1<T>& values, int root = 0) const {
     const std::size_t n = broadcast_size(static_cast<std::size_t>(values.size()), root);
-    if (rank_ != root) values = owned_array1<T>(uninitialised, n);
+    together([&] {
+      if (rank_ != root) values = owned_array1<T>(uninitialised, n);
+    });
     broadcast(values.elements(), root);
   }
 

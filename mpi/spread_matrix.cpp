@@ -6,10 +6,13 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <iterator>
 #include <string>
 #include <system_error>
+#include <utility>
 
+#include "mpi/packed_vectors.h"
 #include "products/coefficients.h"
 #include "products/full_rows.h"
 #include "products/model_block.h"
@@ -64,19 +67,27 @@ bool has_columns(std::span<const r8> m) {
   return std::ssize(m) == store.ncol;
 }
 
-/// The models of a dense G, on all cells below the surface.
-owned_array1<r8> on_columns(std::span<const r8> x) {
-  if (has_columns(x)) return owned_array1<r8>(x);
-  owned_array1<r8> columns(uninitialised, store.ncol);
-  ACTIVE_TO_BELOW(x, columns.elements());
-  return columns;
+i8 length_of_sum() {
+  return store.compressed ? i8{store.ncube} : i8{store.ncol};
 }
 
-void from_columns(std::span<const r8> columns, std::span<r8> m) {
-  if (has_columns(m))
-    std::copy(columns.begin(), columns.end(), m.begin());
+/// What the rows of G are multiplied with: coefficients, or a value for each cell below the surface.
+void from_model(std::span<const r8> m, std::span<r8> to) {
+  if (store.compressed)
+    model_to_coefficients(m, to);
+  else if (has_columns(m))
+    std::copy(m.begin(), m.end(), to.begin());
   else
-    BELOW_TO_ACTIVE(columns, m);
+    ACTIVE_TO_BELOW(m, to);
+}
+
+void to_model(std::span<r8> from, std::span<r8> m) {
+  if (store.compressed)
+    coefficients_to_model(from, m);
+  else if (has_columns(m))
+    std::copy(from.begin(), from.end(), m.begin());
+  else
+    BELOW_TO_ACTIVE(from, m);
 }
 
 template <class T>
@@ -84,15 +95,68 @@ std::span<T> vector_of(const array2<T>& block, i8 l) {
   return {block.data() + l * block.extent(1), static_cast<std::size_t>(block.extent(1))};
 }
 
+/// Vectors from first to first + count - 1 of a block, from 0.
+template <class T>
+array2<T> part_of(const array2<T>& block, i8 first, i8 count) {
+  return array2<T>(block.data() + first * block.extent(1), block.extent(1), count);
+}
+
+template <class T>
+array2<T> block_of_one(std::span<T> vector) {
+  return array2<T>(vector.data(), vector.size(), 1);
+}
+
+void put_models(array2<const r8> m, packed_vectors& to) {
+  if (to.width() == 1) return from_model(vector_of(m, 0), to.elements());
+  owned_array1<r8> one(uninitialised, length_of_sum());
+  for (i8 l = 0; l < m.extent(2); ++l) {
+    from_model(vector_of(m, l), one.elements());
+    to.put(one.elements(), l);
+  }
+}
+
+void get_models(packed_vectors& from, array2<r8> m) {
+  if (from.width() == 1) return to_model(from.elements(), vector_of(m, 0));
+  owned_array1<r8> one(uninitialised, length_of_sum());
+  for (i8 l = 0; l < m.extent(2); ++l) {
+    from.get(l, one.elements());
+    to_model(one.elements(), vector_of(m, l));
+  }
+}
+
+row_range rows_of_sparse_matrix() {
+  return {1, store.Gs.size()};
+}
+
+/// A dense pack of one piece as the block that it is.
+array2<r8> as_block(packed_vectors& packed) {
+  return array2<r8>(packed.elements().data(), packed.length(), packed.width());
+}
+
+/// data = the rows of this rank times the models.
+void dots_here(packed_vectors& models, packed_vectors& data) {
+  if (store.compressed)
+    dots_of_rows(rows_of_sparse_matrix(), models.elements(), data.elements(), models.width());
+  else
+    CALC_FULL_GV_BLOCK(as_block(models), as_block(data));
+}
+
 /// Elements in front of each slab, and all. Slabs of as many entries of this rank's rows each.
-std::vector<i8> cut(std::span<r8> sum, i8 slabs) {
-  const i8 size = std::ssize(sum);
+std::vector<i8> cut(i8 slabs) {
+  const i8 size = length_of_sum();
+  owned_array1<r8> any(uninitialised, size);
   std::vector<i8> begin;
-  const row_range here{1, store.Gs.size()};
-  for (const slab& part : cut_into_slabs({sum.data(), 1, size}, slabs, here, 1))
+  for (const slab& part : cut_into_slabs({any.data(), 1, size}, slabs, rows_of_sparse_matrix(), 1))
     begin.push_back(part.first - 1);
   begin.push_back(size);
   return begin;
+}
+
+/// pass(first, count) for all models of a block.
+template <class body>
+void in_passes(i8 models, body&& pass) {
+  constexpr i8 at_once = 4;
+  for (i8 first = 0; first < models; first += at_once) pass(first, std::min(at_once, models - first));
 }
 
 }  // namespace
@@ -117,10 +181,12 @@ spread_matrix::spread_matrix(const ranks& all, std::string_view sensitivity_file
   check_one_file(checksum_of_head());
   all_.first_alone([&] { begin = find_rows(behind_head); });
   all_.broadcast(begin);
-  first_row_ = even_blocks(begin, all_.size());
-  const auto here =
-      std::span<const i8>(begin).subspan(static_cast<std::size_t>(begin_of(all_.rank())), rows_here() + 1);
-  all_.together([&] { load_rows(here, begin.back()); });
+  all_.together([&] {
+    first_row_ = even_blocks(begin, all_.size());
+    load_rows(std::span<const i8>(begin).subspan(static_cast<std::size_t>(begin_of(all_.rank())),
+                                                 static_cast<std::size_t>(rows_here()) + 1),
+              begin.back());
+  });
   check_one_file(with(0, std::span<const r8>(store.gdiag.elements())));
 }
 
@@ -136,9 +202,9 @@ void spread_matrix::check_one_file(std::uint64_t what_this_rank_saw) const {
 
 void spread_matrix::forward(std::span<const r8> m, std::span<r8> d) const {
   all_.together([&] {
-    check_data(d);
-    const rows_at_hand here(rows().last - rows().first + 1);
-    GPROD(m, d.subspan(static_cast<std::size_t>(rows().first - 1), rows_here()));
+    check_data(std::ssize(d));
+    const rows_at_hand at_hand(rows_here());
+    GPROD(m, d.subspan(static_cast<std::size_t>(rows().first - 1), static_cast<std::size_t>(rows_here())));
   });
   all_.share(d, first_row_);
 }
@@ -146,9 +212,9 @@ void spread_matrix::forward(std::span<const r8> m, std::span<r8> d) const {
 void spread_matrix::forward_block(array2<const r8> m, array2<r8> d) const {
   owned_array2<r8> d_here;
   all_.together([&] {
-    if (d.extent(1) != store.ndata_mtx) stop_program("size(d) /= ndata");
+    check_data(d.extent(1));
     d_here = owned_array2<r8>(uninitialised, rows_here(), d.extent(2));
-    const rows_at_hand here(rows().last - rows().first + 1);
+    const rows_at_hand at_hand(rows_here());
     GPROD_BLOCK(m, d_here);
   });
   for (i8 l = 0; l < d.extent(2); ++l) {
@@ -159,58 +225,66 @@ void spread_matrix::forward_block(array2<const r8> m, array2<r8> d) const {
 }
 
 void spread_matrix::adjoint(std::span<r8> m, std::span<const r8> d) {
-  owned_array1<r8> sum;
-  all_.together([&] {
-    check_data(d);
-    allocate_or_report("gtprod", [&] { sum = new_sum(); });
-  });
-  sum_rows(d.subspan(static_cast<std::size_t>(rows().first - 1), rows_here()), sum.elements());
-  all_.together(
-      [&] { store.compressed ? coefficients_to_model(sum.elements(), m) : from_columns(sum.elements(), m); });
+  adjoint_block(block_of_one(m), block_of_one(d));
 }
 
 void spread_matrix::normal(std::span<const r8> x, std::span<r8> y) {
-  owned_array1<r8> sum;
-  std::vector<r8> d_here;
-  all_.together([&] {
-    d_here.resize(rows_here());
-    if (store.compressed) {
-      allocate_or_report("gtgprod", [&] { sum = new_sum(); });
-      model_to_coefficients(x, sum.elements());
-      dots_of_rows({1, store.Gs.size()}, sum.elements(), d_here);
-    } else {
-      allocate_or_report("gtgprod", [&] { sum = on_columns(x); });
-      CALC_FULL_GV(sum.elements(), d_here);
-    }
-  });
-  sum_rows(d_here, sum.elements());
-  all_.together(
-      [&] { store.compressed ? coefficients_to_model(sum.elements(), y) : from_columns(sum.elements(), y); });
+  normal_block(block_of_one(x), block_of_one(y));
 }
 
 void spread_matrix::adjoint_block(array2<r8> m, array2<const r8> d) {
-  all_.together([&] { check_blocks(m.extent(2), d.extent(2)); });
-  for (i8 l = 0; l < m.extent(2); ++l) adjoint(vector_of(m, l), vector_of(d, l));
+  all_.together([&] {
+    check_blocks(m.extent(2), d.extent(2));
+    check_data(d.extent(1));
+  });
+  prepare_sums();
+  in_passes(m.extent(2), [&](i8 first, i8 count) {
+    packed_vectors data, sum;
+    all_.together([&] {
+      allocate_or_report("gtprod", [&] {
+        data = packed_vectors(rows_here(), count);
+        sum = packed_vectors(slab_begin_, count);
+      });
+      for (i8 l = 0; l < count; ++l) data.put(here(vector_of(d, first + l)), l);
+    });
+    sum_rows(data, sum);
+    all_.together([&] { get_models(sum, part_of(m, first, count)); });
+  });
 }
 
 void spread_matrix::normal_block(array2<const r8> x, array2<r8> y) {
   all_.together([&] { check_blocks(x.extent(2), y.extent(2)); });
-  for (i8 l = 0; l < x.extent(2); ++l) normal(vector_of(x, l), vector_of(y, l));
+  prepare_sums();
+  in_passes(x.extent(2), [&](i8 first, i8 count) {
+    packed_vectors models, data, sum;
+    all_.together([&] {
+      allocate_or_report("gtgprod", [&] {
+        models = packed_vectors(length_of_sum(), count);
+        data = packed_vectors(rows_here(), count);
+        sum = packed_vectors(slab_begin_, count);
+      });
+      put_models(part_of(x, first, count), models);
+      dots_here(models, data);
+      models = {};
+    });
+    sum_rows(data, sum);
+    all_.together([&] { get_models(sum, part_of(y, first, count)); });
+  });
 }
 
 void spread_matrix::adjoint_by_reduction(std::span<r8> m, std::span<const r8> d) const {
   all_.together([&] {
-    check_data(d);
-    const rows_at_hand here(rows().last - rows().first + 1);
+    check_data(std::ssize(d));
+    const rows_at_hand at_hand(rows_here());
     std::fill(m.begin(), m.end(), 0.0);
-    GTPROD(m, d.subspan(static_cast<std::size_t>(rows().first - 1), rows_here()));
+    GTPROD(m, here(d));
   });
   all_.sum(m);
 }
 
 void spread_matrix::normal_by_reduction(std::span<const r8> x, std::span<r8> y) const {
   all_.together([&] {
-    const rows_at_hand here(rows().last - rows().first + 1);
+    const rows_at_hand at_hand(rows_here());
     std::fill(y.begin(), y.end(), 0.0);
     GTGPROD(x, y);
   });
@@ -219,53 +293,59 @@ void spread_matrix::normal_by_reduction(std::span<const r8> x, std::span<r8> y) 
 
 /// sum = G' d over all ranks, on each: it goes through the ranks in slabs, and every rank adds its rows. A rank that stops passes
 /// on what it gets, so that nobody waits for it.
-void spread_matrix::sum_rows(std::span<const r8> d_here, std::span<r8> sum) {
-  all_.together([&] { prepare_sums(sum); });
-  all_.broadcast(slab_begin_);
-  if (all_.first()) std::fill(sum.begin(), sum.end(), 0.0);
-  const std::size_t slabs = slab_begin_.size() - 1;
-  const auto slab_of = [&](std::size_t s) {
-    const auto begin = static_cast<std::size_t>(slab_begin_[s]);
-    return sum.subspan(begin, static_cast<std::size_t>(slab_begin_[s + 1]) - begin);
-  };
-  std::vector<messages> coming(slabs);
+void spread_matrix::sum_rows(packed_vectors& data, packed_vectors& sum) const {
+  std::vector<messages> coming;
   messages going;
+  all_.together([&] {
+    coming = std::vector<messages>(static_cast<std::size_t>(sum.pieces()));
+    for (i8 s = 0; s < sum.pieces(); ++s) {
+      coming[static_cast<std::size_t>(s)].make_room_for(sum.piece(s));
+      going.make_room_for(sum.piece(s));
+    }
+  });
+  if (all_.first()) std::ranges::fill(sum.elements(), 0.0);
   if (!all_.first())
-    for (std::size_t s = 0; s < slabs; ++s) all_.receive(slab_of(s), all_.rank() - 1, coming[s]);
+    for (i8 s = 0; s < sum.pieces(); ++s)
+      all_.receive(sum.piece(s), all_.rank() - 1, coming[static_cast<std::size_t>(s)]);
   told_end mine;
-  for (std::size_t s = 0; s < slabs; ++s) {
-    coming[s].wait();
-    if (mine.end.kind == stop_or_done::done)
-      mine = run_and_tell([&] { add_rows_here(d_here, slab_of(s), slab_begin_[s], std::ssize(sum)); });
-    if (!all_.last()) all_.send(slab_of(s), all_.rank() + 1, going);
+  for (i8 s = 0; s < sum.pieces(); ++s) {
+    const auto add = [&] { add_rows_here(data, sum, s); };
+    coming[static_cast<std::size_t>(s)].wait();
+    if (mine.end.kind == stop_or_done::done) mine = run_and_tell(std::ref(add));
+    if (!all_.last()) all_.send(sum.piece(s), all_.rank() + 1, going);
   }
   going.wait();
-  all_.agree(mine);
-  all_.broadcast(sum, all_.size() - 1);
+  all_.agree(std::move(mine));
+  all_.broadcast(sum.elements(), all_.size() - 1);
 }
 
-void spread_matrix::add_rows_here(std::span<const r8> d_here, std::span<r8> to, i8 begin, i8 size) const {
+void spread_matrix::add_rows_here(packed_vectors& data, packed_vectors& sum, i8 s) const {
+  r8* const piece = sum.piece(s).data();
   if (store.compressed)
-    add_rows({1, store.Gs.size()}, order_, d_here, {to.data(), begin + 1, std::ssize(to)}, size);
+    add_rows(rows_of_sparse_matrix(), order_, data.elements(), {piece, sum.begin_of(s) + 1, sum.length_of(s)},
+             sum.length(), sum.width());
   else
-    ADD_FULL_ROWS(d_here, begin, to);
+    ADD_FULL_ROWS_BLOCK(as_block(data), sum.begin_of(s), array2<r8>(piece, sum.length_of(s), sum.width()));
 }
 
-/// Once for a matrix: how the rows stand, and, on rank 0, slabs that take about as long each. Many of them, so that ranks wait little
-/// for the first and the last.
-void spread_matrix::prepare_sums(std::span<r8> sum) {
+/// Once for a matrix: how the rows stand, and slabs that take about as long each, as rank 0 finds them. Many of them, so that ranks
+/// wait little for the first and the last.
+void spread_matrix::prepare_sums() {
   constexpr i8 slabs_for_a_rank = 16;
   if (!slab_begin_.empty()) return;
-  if (store.compressed) order_ = order_of_rows({1, store.Gs.size()}, std::ssize(sum));
-  if (all_.first()) slab_begin_ = cut(sum, all_.size() == 1 ? 1 : slabs_for_a_rank * all_.size());
+  all_.together([&] {
+    if (store.compressed) order_ = order_of_rows(rows_of_sparse_matrix(), length_of_sum());
+    if (all_.first()) slab_begin_ = cut(all_.size() == 1 ? 1 : slabs_for_a_rank * all_.size());
+  });
+  all_.broadcast(slab_begin_);
 }
 
-owned_array1<r8> spread_matrix::new_sum() {
-  return store.compressed ? new_cube() : owned_array1<r8>(uninitialised, store.ncol);
+std::span<const r8> spread_matrix::here(std::span<const r8> d) const {
+  return d.subspan(static_cast<std::size_t>(rows().first - 1), static_cast<std::size_t>(rows_here()));
 }
 
-void spread_matrix::check_data(std::span<const r8> d) {
-  if (std::ssize(d) != store.ndata_mtx) stop_program("size(d) /= ndata");
+void spread_matrix::check_data(i8 data) {
+  if (data != store.ndata_mtx) stop_program("size(d) /= ndata");
 }
 
 void spread_matrix::check_blocks(i8 models, i8 others) {

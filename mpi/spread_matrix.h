@@ -29,6 +29,8 @@
 
 namespace velko {
 
+class packed_vectors;
+
 /// Where each of `parts` blocks of whole items begins, even in what lies in front of them: item i from begin[i] to begin[i + 1] - 1.
 /// (parts + 1), from 0.
 std::vector<i8> even_blocks(std::span<const i8> begin, int parts);
@@ -48,8 +50,8 @@ class spread_matrix {
   /// y = G' G x; x and y as GTGPROD takes them.
   void normal(std::span<const r8> x, std::span<r8> y);
 
-  /// The same for a block of models, one behind another: m(:, l), d(:, l) are those of model l. The forward product reads the rows once
-  /// for several of them.
+  /// The same for a block of models, one behind another: m(:, l), d(:, l) are those of model l. The rows are read once for several
+  /// of them, four in the adjoint and the normal product, whose memory is then that of four.
   void forward_block(array2<const r8> m, array2<r8> d) const;
   void adjoint_block(array2<r8> m, array2<const r8> d);
   void normal_block(array2<const r8> x, array2<r8> y);
@@ -60,13 +62,13 @@ class spread_matrix {
 
  private:
   i8 begin_of(int rank) const { return first_row_[static_cast<std::size_t>(rank)]; }
-  std::size_t rows_here() const { return static_cast<std::size_t>(rows().last - rows().first + 1); }
+  i8 rows_here() const { return rows().last - rows().first + 1; }
+  std::span<const r8> here(std::span<const r8> d) const;
   void check_one_file(std::uint64_t what_this_rank_saw) const;
-  void sum_rows(std::span<const r8> d_here, std::span<r8> sum);
-  void prepare_sums(std::span<r8> sum);
-  void add_rows_here(std::span<const r8> d_here, std::span<r8> to, i8 begin, i8 size) const;
-  static owned_array1<r8> new_sum();
-  static void check_data(std::span<const r8> d);
+  void prepare_sums();
+  void sum_rows(packed_vectors& data, packed_vectors& sum) const;
+  void add_rows_here(packed_vectors& data, packed_vectors& sum, i8 slab) const;
+  static void check_data(i8 data);
   static void check_blocks(i8 models, i8 others);
 
   const ranks& all_;

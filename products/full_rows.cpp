@@ -163,13 +163,14 @@ void CALC_FULL_GTV_BLOCK(array2<const r8> data, array2<r8> models) {
   check_rows_in_place();
 }
 
-void ADD_FULL_ROWS(std::span<const r8> v, i8 column, std::span<r8> y) {
-  assert(std::ssize(v) >= all_rows().end && column + std::ssize(y) <= store.Gfull.extent(1));
-  const column_tiles tiles(std::ssize(y));
+void ADD_FULL_ROWS_BLOCK(array2<const r8> data, i8 column, array2<r8> models) {
+  const vectors<const r8> v = vectors_of(data);
+  const vectors<r8> y = vectors_of(models);
+  assert(is_data(v) && column + y.n <= store.Gfull.extent(1));
+  const column_tiles tiles(y.n);
 #pragma omp parallel for schedule(static) num_threads(team_size())
-  for (i8 tile = 0; tile < tiles.count; ++tile)
-    add_to_tile(tiles, tile, {0, all_rows().end, column}, {v.data(), std::ssize(v), 1, std::ssize(v)},
-                {y.data(), std::ssize(y), 1, std::ssize(y)});
+  for (i8 tile = 0; tile < tiles.count; ++tile) add_to_tile(tiles, tile, {0, all_rows().end, column}, v, y);
+  check_rows_in_place();
 }
 
 void CALC_FULL_GTGV_BLOCK(array2<const r8> from, array2<r8> to) {

@@ -29,11 +29,6 @@ void CALC_FULL_GV(std::span<const r8> v, std::span<r8> y);
 /// y, a model, is cleared over its whole length; then y(k) += Gfull(k, i) * v(i), for every row i and every k of y.
 void CALC_FULL_GTV(std::span<const r8> v, std::span<r8> y);
 
-/// CALC_FULL_GTV for a part of a model, without clearing it: y(k) += Gfull(column + k, i) * v(i), for every row i, in this order, and
-/// every k of y. So a sum over rows of several parts of G may be formed in pieces, and has the bits of CALC_FULL_GTV where it starts
-/// from zeros.
-void ADD_FULL_ROWS(std::span<const r8> v, i8 column, std::span<r8> y);
-
 /// y, a model, is cleared; then, for every row i of Gfull, row i times v is formed as in CALC_FULL_GV and the row, times
 /// that, added to y as in CALC_FULL_GTV. One pass over the rows. v and y are two vectors.
 void CALC_FULL_GTGV(std::span<const r8> v, std::span<r8> y);
@@ -42,5 +37,10 @@ void CALC_FULL_GTGV(std::span<const r8> v, std::span<r8> y);
 void CALC_FULL_GV_BLOCK(array2<const r8> v, array2<r8> y);
 void CALC_FULL_GTV_BLOCK(array2<const r8> v, array2<r8> y);
 void CALC_FULL_GTGV_BLOCK(array2<const r8> v, array2<r8> y);
+
+/// CALC_FULL_GTV_BLOCK for a part of the models, without clearing it: y(k, l) += Gfull(column + k, i) * v(i, l), for every row i, in this
+/// order, and every k of y. So a sum over rows of several parts of G may be formed in pieces, and has the bits of CALC_FULL_GTV where it
+/// starts from zeros.
+void ADD_FULL_ROWS_BLOCK(array2<const r8> v, i8 column, array2<r8> y);
 
 }  // namespace velko

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 namespace velko {
 
@@ -38,9 +39,9 @@ std::string told_end::reason() const {
 }
 
 told_end run_and_tell(const std::function<void()>& body, capture::what_then words) {
-  const capture console_words(console(), words), log_words(log_file(), words);
-  const stop_or_done end = run_until_stop(body);
-  return {end, console_words.text, log_words.text};
+  capture console_words(console(), words), log_words(log_file(), words);
+  stop_or_done end = run_until_stop(body);
+  return {std::move(end), std::move(console_words.text), std::move(log_words.text)};
 }
 
 }  // namespace velko

@@ -135,14 +135,14 @@ bool read_dense_row(record_reader& in, std::span<r4> row) {
   return in.begin_record() && in.read_all(row) && in.end_record();
 }
 
-/// The rows where they lie in the file: one matrix with the length words between its rows. False where they can't be had so.
-bool place_dense_rows(record_reader& in) {
+/// The next rows where they lie in the mapped file: one matrix with the length words between its rows. False where they can't be
+/// had so.
+bool place_dense_rows(record_reader& in, i8 rows) {
   end_if_interrupted();
   const i8 ncol = std::max(store.ncol, 0), between = 2 * i8{sizeof(i4)} / i8{sizeof(r4)};
-  in.read_in_place(store.Gs_file);
-  std::byte* const first = in.take_records_in_place(store.ndata_mtx, ncol * i8{sizeof(r4)});
+  std::byte* const first = in.take_records_in_place(rows, ncol * i8{sizeof(r4)});
   if (first == nullptr) return false;
-  store.Gfull = dense_matrix(reinterpret_cast<r4*>(first), ncol, store.ndata_mtx, ncol + between);
+  store.Gfull = dense_matrix(reinterpret_cast<r4*>(first), ncol, rows, ncol + between);
   return true;
 }
 
@@ -159,10 +159,16 @@ bool copy_dense_rows(record_reader& in, i8 rows) {
   return true;
 }
 
-bool read_all_dense_rows(record_reader& in) {
-  if (place_dense_rows(in)) return true;
+/// In place if the file is mapped and they can be had so.
+bool read_dense_rows(record_reader& in, i8 rows) {
+  if (place_dense_rows(in, rows)) return true;
   in.read_without(store.Gs_file);
-  return copy_dense_rows(in, store.ndata_mtx);
+  return copy_dense_rows(in, rows);
+}
+
+bool read_all_dense_rows(record_reader& in) {
+  in.read_in_place(store.Gs_file);
+  return read_dense_rows(in, store.ndata_mtx);
 }
 
 bool read_diagonal(record_reader& in) {
@@ -307,12 +313,12 @@ void load_rows(std::span<const i8> begin, i8 diagonal) {
   const i8 rows = std::ssize(begin) - 1;
   record_reader in;
   bool complete = in.open(store.file_name, begin.front());
-  if (complete && store.compressed) {
+  in.read_in_place(store.Gs_file, begin.back());
+  if (store.compressed) {
     store.Gs = owned_array1<sparse_row>(rows);
-    in.read_in_place(store.Gs_file, begin.back());
-    complete = read_sparse_rows(in);
-  } else if (complete) {
-    complete = copy_dense_rows(in, rows);
+    complete = complete && read_sparse_rows(in);
+  } else {
+    complete = complete && read_dense_rows(in, rows);
   }
   complete = complete && in.position() == begin.back() && in.unchanged();
   record_reader behind;

@@ -101,7 +101,7 @@ std::byte* record_reader::take_records_in_place(i8 count, i8 bytes) {
 
 void record_reader::read_without(mapped_file& file) {
   if (!ahead_is_mapped_) return;
-  lseek(file_, std::ssize(file.bytes()) - std::ssize(ahead_), SEEK_SET);
+  lseek(file_, position(), SEEK_SET);
   ahead_ = {};
   ahead_is_mapped_ = false;
   file = {};

@@ -8,9 +8,11 @@
 
 namespace velko::test {
 
-/// Open MPI's settings; MPICH needs none. As root, with more ranks than processors, threads where they like, through memory.
+/// As root, with more ranks than processors, threads where they like and asleep while they wait, through memory. MPICH needs none of
+/// Open MPI's settings.
 inline const std::string on_one_machine =
-    "OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 OMPI_MCA_rmaps_base_oversubscribe=1 "
+    "OMP_WAIT_POLICY=passive OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 "
+    "OMPI_MCA_rmaps_base_oversubscribe=1 "
     "OMPI_MCA_hwloc_base_binding_policy=none OMPI_MCA_btl=self,vader "
     "OMPI_MCA_btl_vader_single_copy_mechanism=none OMPI_MCA_shmem=mmap ";
 

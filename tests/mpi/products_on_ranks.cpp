@@ -7,7 +7,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <random>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -34,11 +36,11 @@ values random_values(i8 n, unsigned seed) {
   return a;
 }
 
-bool same_bits(const values& a, const values& b) {
-  return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(r8)) == 0);
+bool same_bits(std::span<const r8> a, std::span<const r8> b) {
+  return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size_bytes()) == 0);
 }
 
-r8 largest_difference(const values& a, const values& b) {
+r8 largest_difference(std::span<const r8> a, std::span<const r8> b) {
   r8 most = 0, size = 1e-300;
   for (std::size_t k = 0; k < a.size(); ++k) {
     most = std::max(most, std::abs(a[k] - b[k]));
@@ -47,11 +49,30 @@ r8 largest_difference(const values& a, const values& b) {
   return most / size;
 }
 
-struct products {
-  values d, m, y;
+/// Vectors of several models, one behind another: zeros, or random with a seed.
+struct block {
+  i8 length, count;
+  values elements;
+
+  block(i8 length, i8 count, unsigned seed = 0)
+      : length(length),
+        count(count),
+        elements(seed == 0 ? values(static_cast<std::size_t>(length * count))
+                           : random_values(length * count, seed)) {}
+  array2<r8> all() { return array2<r8>(elements.data(), length, count); }
+  array2<const r8> given() const { return array2<const r8>(elements.data(), length, count); }
+  std::span<r8> first(i8 vectors) {
+    return std::span(elements).first(static_cast<std::size_t>(vectors * length));
+  }
+  std::span<r8> one(i8 l) { return {elements.data() + l * length, static_cast<std::size_t>(length)}; }
 };
 
-constexpr i8 models = 3;
+// Passes of four and of three, or of one.
+constexpr i8 models = 7;
+
+struct products {
+  block d{survey.ndata, models}, m{cells.ncell, models}, y{cells.ncell, models};
+};
 
 void make_ready() {
   get_active_cells("null", mesh.itop);
@@ -63,11 +84,13 @@ products alone(const std::string& file) {
   const problem_scope at(whole);
   getpar(file);
   make_ready();
-  products p{values(static_cast<std::size_t>(survey.ndata)), values(static_cast<std::size_t>(cells.ncell)),
-             values(static_cast<std::size_t>(cells.ncell))};
-  GPROD(random_values(cells.ncell, 1), p.d);
-  GTPROD(p.m, random_values(survey.ndata, 2));
-  GTGPROD(random_values(cells.ncell, 1), p.y);
+  products p;
+  block model(cells.ncell, models, 1), data(survey.ndata, models, 2);
+  for (i8 l = 0; l < models; ++l) {
+    GPROD(model.one(l), p.d.one(l));
+    GTPROD(p.m.one(l), data.one(l));
+    GTGPROD(model.one(l), p.y.one(l));
+  }
   return p;
 }
 
@@ -80,51 +103,46 @@ void expect(bool holds, const ranks& all, const char* what) {
 }
 
 void compare(const ranks& all, const std::string& file) {
-  const products wanted = alone(file);
+  products wanted = alone(file);
   problem part;
   const problem_scope at(part);
   spread_matrix G(all, file);
   make_ready();
-  const values model = random_values(cells.ncell, 1), data = random_values(survey.ndata, 2);
-  products p{values(wanted.d.size()), values(wanted.m.size()), values(wanted.y.size())};
-  for (int twice = 0; twice < 2; ++twice) {
-    G.forward(model, p.d);
-    G.adjoint(p.m, data);
-    G.normal(model, p.y);
-    expect(same_bits(p.d, wanted.d), all, "forward product");
-    expect(same_bits(p.m, wanted.m), all, "adjoint product");
-    expect(same_bits(p.y, wanted.y), all, "normal product");
+  block model(cells.ncell, models, 1), data(survey.ndata, models, 2);
+  for (const i8 l : {i8{0}, models - 1}) {
+    block d(survey.ndata, 1), m(cells.ncell, 1), y(cells.ncell, 1);
+    G.forward(model.one(l), d.one(0));
+    G.adjoint(m.one(0), data.one(l));
+    G.normal(model.one(l), y.one(0));
+    expect(same_bits(d.one(0), wanted.d.one(l)), all, "forward product");
+    expect(same_bits(m.one(0), wanted.m.one(l)), all, "adjoint product");
+    expect(same_bits(y.one(0), wanted.y.one(l)), all, "normal product");
   }
-  G.adjoint_by_reduction(p.m, data);
-  G.normal_by_reduction(model, p.y);
-  expect(largest_difference(p.m, wanted.m) < 1e-12, all, "adjoint by reduction");
-  expect(largest_difference(p.y, wanted.y) < 1e-12, all, "normal by reduction");
+  for (const i8 count : {models, i8{2}, i8{0}}) {
+    block x(cells.ncell, count), from(survey.ndata, count), d(survey.ndata, count), m(cells.ncell, count),
+        y(cells.ncell, count);
+    std::copy_n(model.elements.begin(), x.elements.size(), x.elements.begin());
+    std::copy_n(data.elements.begin(), from.elements.size(), from.elements.begin());
+    G.forward_block(x.given(), d.all());
+    G.adjoint_block(m.all(), from.given());
+    G.normal_block(x.given(), y.all());
+    expect(same_bits(d.elements, wanted.d.first(count)), all, "forward product of a block");
+    expect(same_bits(m.elements, wanted.m.first(count)), all, "adjoint product of a block");
+    expect(same_bits(y.elements, wanted.y.first(count)), all, "normal product of a block");
+  }
+  block m(cells.ncell, 1), y(cells.ncell, 1);
+  G.adjoint_by_reduction(m.one(0), data.one(0));
+  G.normal_by_reduction(model.one(0), y.one(0));
+  expect(largest_difference(m.elements, wanted.m.one(0)) < 1e-12, all, "adjoint by reduction");
+  expect(largest_difference(y.elements, wanted.y.one(0)) < 1e-12, all, "normal by reduction");
 
-  values many_models, many_data;
-  for (i8 l = 0; l < models; ++l) many_models.insert(many_models.end(), model.begin(), model.end());
-  for (i8 l = 0; l < models; ++l) many_data.insert(many_data.end(), data.begin(), data.end());
-  values d(many_data.size()), m(many_models.size()), y(many_models.size());
-  const auto block = [](values& v) { return array2<r8>(v.data(), std::ssize(v) / models, models); };
-  const auto given = [](const values& v) {
-    return array2<const r8>(v.data(), std::ssize(v) / models, models);
-  };
-  G.forward_block(given(many_models), block(d));
-  G.adjoint_block(block(m), given(many_data));
-  G.normal_block(given(many_models), block(y));
-  const auto is_repeated = [](const values& many, const values& one) {
-    for (std::size_t l = 0; l < models; ++l) {
-      const auto from = many.begin() + static_cast<std::ptrdiff_t>(l * one.size());
-      if (!same_bits(values(from, from + std::ssize(one)), one)) return false;
-    }
-    return true;
-  };
-  expect(is_repeated(d, wanted.d), all, "forward product of a block");
-  expect(is_repeated(m, wanted.m), all, "adjoint product of a block");
-  expect(is_repeated(y, wanted.y), all, "normal product of a block");
-
-  values too_short(wanted.d.size() + 1);
-  const stop_or_done end = run_until_stop([&] { G.forward(model, too_short); });
-  expect(end.text == "size(d) /= ndata", all, "stop of a wrong length");
+  values too_short(static_cast<std::size_t>(survey.ndata) + 1);
+  const auto text_of = [](const std::function<void()>& product) { return run_until_stop(product).text; };
+  expect(text_of([&] { G.forward(model.one(0), too_short); }) == "size(d) /= ndata", all, "stop of d");
+  expect(text_of([&] { G.adjoint(m.one(0), too_short); }) == "size(d) /= ndata", all,
+         "stop of the adjoint's d");
+  expect(text_of([&] { G.normal_block(model.given(), y.all()); }) == "size(x) /= size(y)", all,
+         "stop of a block");
 }
 
 }  // namespace

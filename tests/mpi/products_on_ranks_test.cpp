@@ -1,3 +1,5 @@
+#include <gmock/gmock.h>
+
 #include "tests/mpi/on_ranks.h"
 #include "tests/mpi/survey_rows.h"
 
@@ -37,6 +39,15 @@ TEST_F(ProductsOnRanks, OfRowsThatDoNotAscendHaveTheBitsOfOneProcess) {
 
 TEST_F(ProductsOnRanks, OfFewerRowsThanRanksHaveTheBitsOfOneProcess) {
   expect_the_bits_of_one_process(4, many_rows(2), "1073741824", "OMP_NUM_THREADS=1");
+}
+
+TEST_F(ProductsOnRanks, EndOnAllRanksWhereOneIsRefusedMemory) {
+  for (const sensitivity_file& file : {many_rows(9), many_dense_rows(5)}) {
+    folder_.write("G.mtx", file.bytes());
+    const program_run run = run_on_ranks(folder_, 3, REFUSED_MEMORY_ON_RANKS, {"G.mtx"});
+    EXPECT_THAT(run.out, testing::MatchesRegex("[0-9]+ refusals, [0-9]+ ends\n"));
+    EXPECT_EQ(run.status, 0) << run.err;
+  }
 }
 
 TEST(MessagesOnRanks, LongerThanTheLargestMessageComeWhole) {
