@@ -21,6 +21,7 @@
 #include "reports/reports.h"
 #include "store/getpar.h"
 #include "store/state.h"
+#include "text/number_layout.h"
 
 namespace velko {
 
@@ -49,6 +50,13 @@ std::uint64_t checksum_of_head() {
   for (const auto* values : {&mesh.ynode, &mesh.xnode, &mesh.znode, &store.wfilter, &store.wtz})
     sum = with(sum, std::span<const r8>(values->elements()));
   return with(sum, std::span<const i4>(mesh.itop.elements()));
+}
+
+/// Every rank would take a part of what comes.
+void refuse_pipe(std::string_view file) {
+  const std::string name(without_trailing_blanks(file));
+  std::error_code is_no_file;
+  if (std::filesystem::is_fifo(name, is_no_file)) report_and_stop({"ERROR reading sensitivity file " + name});
 }
 
 /// While it lives, the survey has as many data as this rank has rows.
@@ -177,7 +185,10 @@ std::vector<i8> even_blocks(std::span<const i8> begin, int parts) {
 spread_matrix::spread_matrix(const ranks& all, std::string_view sensitivity_file) : all_(all) {
   std::vector<i8> begin;
   i8 behind_head = 0;
-  all_.together([&] { behind_head = load_head(sensitivity_file); });
+  all_.together([&] {
+    refuse_pipe(sensitivity_file);
+    behind_head = load_head(sensitivity_file);
+  });
   check_one_file(checksum_of_head());
   all_.first_alone([&] { begin = find_rows(behind_head); });
   all_.broadcast(begin);

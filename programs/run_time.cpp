@@ -1,5 +1,6 @@
 #include "programs/run_time.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -125,8 +126,12 @@ void prepare_run_time() {
 
 /// Stands in for that of the system in the programs that link this file: the run-time asks for shared memory to enter itself
 /// there. It is told that the memory is there already, and gets one that holds nothing, which it takes for that of another
-/// run-time; so it neither writes nor removes anything, whatever /dev/shm and the limit of file sizes are.
-extern "C" int shm_open(const char* /*name*/, int flags, mode_t /*mode*/) {
+/// run-time; so it neither writes nor removes anything, whatever /dev/shm and the limit of file sizes are. Others, such as MPI,
+/// get the system's.
+extern "C" int shm_open(const char* name, int flags, mode_t mode) {
+  using opener = int (*)(const char*, int, mode_t);
+  if (!std::string_view(name).starts_with("/__KMP_REGISTERED_LIB_"))
+    return reinterpret_cast<opener>(dlsym(RTLD_NEXT, "shm_open"))(name, flags, mode);
   const bool makes_one = (flags & O_CREAT) != 0, only_reads = (flags & O_ACCMODE) == O_RDONLY;
   if (makes_one || only_reads) {
     errno = makes_one ? EEXIST : ENOENT;
