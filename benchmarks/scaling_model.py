@@ -1,8 +1,10 @@
-"""Prints what a run over the nodes of a cluster would take. Usage: scaling_model.py [strong|weak|check FILE]
+"""Prints what a run over the nodes of a cluster would take. Usage: scaling_model.py [strong|weak|check ...]
 
-The model of docs/scaling.md: bytes over bandwidths, messages times latency, and the steps of the pipeline. check reads lines
-"ranks product seconds" behind the first line "rows_bytes cube_elements transform_s memory_GB_s link_GB_s latency_s cores", and
-prints how far the model is off.
+The model of docs/scaling.md: bytes over bandwidths, messages times latency, and the steps of the pipeline.
+
+check CONSTANTS LINK MEASURED ROWS_BYTES CUBE prints how far the model is off for ranks on one machine: CONSTANTS and LINK are
+what constants_over_ranks printed with 1 rank and with one for each core, and over the link; MEASURED is what
+products_over_ranks printed.
 """
 import math
 import sys
@@ -13,14 +15,16 @@ SLABS_FOR_A_RANK = 16
 
 @dataclass
 class Machine:
-    memory: float  # bytes a second that a node takes from memory in a product, alone
+    dots: float  # bytes of G a second that a node reads in the forward product
+    add: float  # and in the adjoint
+    transform: float  # seconds for an element of the cube, mapping and transform in one direction
     link: float  # bytes a second between two ranks
     latency: float  # seconds of a message
-    transform: float  # seconds for an element of the cube, with the mapping
     file_system: float = 100e9  # bytes a second, all nodes together
     node_file: float = 5e9  # and one alone
     hop: float = 2e-6  # seconds from one row's length word to the next
-    shared: int = 1  # ranks that share one node's memory and cores
+    shared: bool = False  # all ranks on one node, whose memory and cores they share
+    cores: int = 1  # of that node
 
 
 @dataclass
@@ -30,40 +34,43 @@ class Job:
     rows: float = 1e5
 
 
-def rows_time(m, j, ranks):
-    """Reading the rows once: on one node the ranks share its memory."""
-    return j.rows_bytes / (m.memory * max(1, ranks / m.shared))
+def memories(m, ranks):
+    return 1 if m.shared else ranks
 
 
-def broadcast(m, j, ranks):
-    return 0 if ranks == 1 else 8 * j.cube / m.link + math.ceil(math.log2(ranks)) * m.latency
+def transform(m, j, ranks):
+    """Every rank transforms the whole cube; more ranks than cores take turns."""
+    return j.cube * m.transform * (max(1, ranks / m.cores) if m.shared else 1)
+
+
+def gather(m, size, ranks):
+    return 0 if ranks == 1 else size / m.link + math.ceil(math.log2(ranks)) * m.latency
 
 
 def forward(m, j, ranks):
-    gather = 0 if ranks == 1 else 8 * j.rows / m.link + math.ceil(math.log2(ranks)) * m.latency
-    return j.cube * m.transform * min(ranks, m.shared) + rows_time(m, j, ranks) + gather
+    return transform(m, j, ranks) + j.rows_bytes / (m.dots * memories(m, ranks)) + gather(m, 8 * j.rows, ranks)
 
 
 def adjoint(m, j, ranks):
     """The pipeline: each of its steps waits for the slower of adding a slab's rows and passing the slab on."""
     slabs = 1 if ranks == 1 else SLABS_FOR_A_RANK * ranks
-    add = rows_time(m, j, ranks) / slabs
+    add = j.rows_bytes / (m.add * memories(m, ranks)) / slabs
     send = 0 if ranks == 1 else 8 * j.cube / slabs / m.link + m.latency
-    steps = (slabs + ranks - 1) * max(add, send)
-    return j.cube * m.transform * min(ranks, m.shared) + steps + broadcast(m, j, ranks)
+    return transform(m, j, ranks) + (slabs + ranks - 1) * max(add, send) + gather(m, 8 * j.cube, ranks)
 
 
 def reduction(m, j, ranks):
     allreduce = 0 if ranks == 1 else 2 * 8 * j.cube * (ranks - 1) / ranks / m.link + 2 * math.log2(ranks) * m.latency
-    return j.cube * m.transform * min(ranks, m.shared) + rows_time(m, j, ranks) + allreduce
+    return transform(m, j, ranks) + j.rows_bytes / (m.add * memories(m, ranks)) + allreduce
 
 
 def load(m, j, ranks):
     return j.rows * m.hop + j.rows_bytes / min(m.file_system, ranks * m.node_file)
 
 
-# 100 GB/s of memory and 12.5 GB/s of network are what a node of 2023 has; the rest is measured (docs/scaling.md).
-CLUSTER = Machine(memory=100e9, link=12.5e9, latency=2e-6, transform=4e-9)
+# 100 GB/s of memory and 12.5 GB/s of network are what a node of 2023 has; the transform, and how much slower the adjoint reads,
+# are measured (docs/scaling.md).
+CLUSTER = Machine(dots=100e9, add=88e9, transform=4e-9, link=12.5e9, latency=2e-6)
 
 
 def table(title, job_of):
@@ -79,24 +86,37 @@ def table(title, job_of):
               f"{times[0]:>9.3f} {times[1]:>9.3f} {times[2]:>13.3f} {first * work / times[1]:>11.2f}")
 
 
-def check(name):
+def lines_of(name):
     with open(name, encoding="utf-8") as lines:
-        rows_bytes, cube, transform, memory, link, latency, cores = map(float, next(lines).split())
-        m = Machine(memory=memory * 1e9, link=link * 1e9, latency=latency, transform=transform / cube, shared=int(cores))
-        errors = []
-        for line in lines:
-            ranks, product, seconds = line.split()
-            j = Job(rows_bytes, cube)
-            told = {"forward": forward, "adjoint": adjoint, "reduction": reduction}[product](m, j, int(ranks))
-            errors.append(abs(told / float(seconds) - 1))
-            print(f"{ranks} ranks {product:<10} measured {float(seconds):.4f} s, model {told:.4f} s, {told / float(seconds) - 1:+.0%}")
-        print(f"mean error {sum(errors) / len(errors):.0%}, largest {max(errors):.0%}")
+        return [line.split() for line in lines if not line.startswith("#")]
+
+
+def machines(constants, link, cores):
+    """The machine as so many ranks find it: one, or all its cores at work."""
+    told = {(int(ranks), name): float(value) for ranks, name, value in lines_of(constants)}
+    between = {name: float(value) for _, name, value in lines_of(link)}
+    return {k: Machine(dots=told[k, "dots"], add=told[k, "add"], transform=told[k, "transform"], link=between["link"],
+                       latency=between["latency"], shared=True, cores=cores) for k in (1, cores)}
+
+
+def check(constants, link, measured, rows_bytes, cube):
+    cores = max(int(ranks) for ranks, *_ in lines_of(constants))
+    found = machines(constants, link, cores)
+    j, errors = Job(float(rows_bytes), float(cube), rows=0), []
+    for ranks, product, seconds in lines_of(measured):
+        model = {"forward": forward, "adjoint": adjoint, "reduction": reduction}.get(product)
+        if not model:
+            continue
+        told = model(found[min(int(ranks), cores)], j, int(ranks))
+        errors.append(told / float(seconds) - 1)
+        print(f"{ranks} ranks {product:<10} measured {float(seconds):.4f} s, model {told:.4f} s, {errors[-1]:+.0%}")
+    print(f"mean error {sum(map(abs, errors)) / len(errors):.0%}, largest {max(map(abs, errors)):.0%}")
 
 
 def main():
     what = sys.argv[1] if len(sys.argv) > 1 else "strong"
     if what == "check":
-        check(sys.argv[2])
+        check(*sys.argv[2:])
     elif what == "weak":
         table("weak scaling: 100 GB of rows on each node, a cube of 2^24", lambda n: Job(100e9 * n, 2.0**24, 1e4 * n))
     else:

@@ -44,7 +44,7 @@ TEST_F(ProductsOnRanks, OfFewerRowsThanRanksHaveTheBitsOfOneProcess) {
 TEST_F(ProductsOnRanks, EndOnAllRanksWhereOneIsRefusedMemory) {
   for (const sensitivity_file& file : {many_rows(9), many_dense_rows(5)}) {
     folder_.write("G.mtx", file.bytes());
-    const program_run run = run_on_ranks(folder_, 3, REFUSED_MEMORY_ON_RANKS, {"G.mtx"});
+    const program_run run = run_on_ranks(folder_, 2, REFUSED_MEMORY_ON_RANKS, {"G.mtx"});
     EXPECT_THAT(run.out, testing::MatchesRegex("[0-9]+ refusals, [0-9]+ ends\n"));
     EXPECT_EQ(run.status, 0) << run.err;
   }

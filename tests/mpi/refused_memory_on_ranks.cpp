@@ -40,8 +40,9 @@ void operator delete(void* block, std::size_t) noexcept {
   std::free(block);
 }
 
-/// That of the arrays.
-extern "C" void* aligned_alloc(std::size_t alignment, std::size_t bytes) noexcept {
+/// That of the arrays: the linker puts it in the place of aligned_alloc, in this program alone (--wrap), for MPI's own blocks are none of
+/// ours.
+extern "C" void* __wrap_aligned_alloc(std::size_t alignment, std::size_t bytes) noexcept {
   void* block = nullptr;
   return is_refused() || posix_memalign(&block, alignment, bytes) != 0 ? nullptr : block;
 }
