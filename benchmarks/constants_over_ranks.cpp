@@ -5,10 +5,11 @@
 ///
 /// transform  seconds for an element of the cube, mapping and transform in one direction
 /// dots, add  bytes of G a second that the ranks read together, in the forward and the adjoint product
+/// lookup     seconds more for a row in the adjoint where it is added in one slab more
 /// latency    seconds of a message of 8 bytes, rank 0 to the last
 /// link       bytes a second of a message of 8 MiB, rank 0 to the last
 /// hop        seconds from one row's length word to the next, where the system has the file in memory
-/// file       bytes a second of a file that it has not in memory, read by rank 0
+/// file       bytes a second of the file past the system's memory, read by rank 0; absent where the file system has no such way
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -67,9 +68,16 @@ void measure_machine(const ranks& all) {
   const r8 bytes = rows_bytes(all);
   tell(all, "dots", bytes / seconds_of([&] { dots_of_rows(rows, cube.elements(), d); }));
   const row_order order = order_of_rows(rows, store.ncube);
-  tell(all, "add", bytes / seconds_of([&] {
-                     add_rows(rows, order, d, {cube.data(), 1, store.ncube}, store.ncube);
-                   }));
+  const auto add = [&](i8 slabs) {
+    const std::vector<slab> cut = cut_into_slabs({cube.data(), 1, store.ncube}, slabs, rows, 1);
+    return seconds_of([&] {
+      for (const slab& part : cut) add_rows(rows, order, d, part, store.ncube);
+    });
+  };
+  constexpr i8 slabs = 64;
+  const r8 whole = add(1);
+  tell(all, "add", bytes / whole);
+  tell(all, "lookup", (add(slabs) - whole) / static_cast<r8>((slabs - 1) * rows.last));
 }
 
 /// There and back, between the first rank and the last.
@@ -101,15 +109,14 @@ void measure_file(const ranks& all, const char* name) {
   find_rows(behind_head);
   tell(all, "hop", (MPI_Wtime() - start) / store.ndata_mtx);
 
-  const int file = open(name, O_RDONLY);
-  fsync(file);
-  posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED);  // what is written and not mapped goes out of memory
-  std::vector<char> piece(std::size_t{16} << 20);
+  constexpr std::size_t piece = std::size_t{16} << 20;
+  const int file = open(name, O_RDONLY | O_DIRECT);  // past the system's memory
+  owned_array1<r8> into(uninitialised, piece / sizeof(r8));
   r8 bytes = 0;
   start = MPI_Wtime();
-  for (ssize_t got = 1; got > 0 && bytes < 1e9; bytes += static_cast<r8>(got))
-    got = read(file, piece.data(), piece.size());
-  tell(all, "file", bytes / (MPI_Wtime() - start));
+  for (ssize_t got = 1; got > 0 && bytes < 1e9; bytes += static_cast<r8>(std::max<ssize_t>(got, 0)))
+    got = read(file, into.data(), piece);
+  if (bytes > 0) tell(all, "file", bytes / (MPI_Wtime() - start));
   close(file);
 }
 

@@ -2,16 +2,13 @@
 
 The model of docs/scaling.md: bytes over bandwidths, messages times latency, and the steps of the pipeline.
 
-check CONSTANTS LINK MEASURED ROWS_BYTES CUBE prints how far the model is off for ranks on one machine: CONSTANTS and LINK are
+check CONSTANTS LINK MEASURED ROWS_BYTES ROWS CUBE prints how far the model is off for ranks on one machine: CONSTANTS and LINK are
 what constants_over_ranks printed with 1 rank and with one for each core, and over the link; MEASURED is what
 products_over_ranks printed.
 """
 import math
 import sys
 from dataclasses import dataclass
-
-SLABS_FOR_A_RANK = 16
-
 
 @dataclass
 class Machine:
@@ -20,6 +17,7 @@ class Machine:
     transform: float  # seconds for an element of the cube, mapping and transform in one direction
     link: float  # bytes a second between two ranks
     latency: float  # seconds of a message
+    lookup: float  # seconds to find a row's entries in a slab
     file_system: float = 100e9  # bytes a second, all nodes together
     node_file: float = 5e9  # and one alone
     hop: float = 2e-6  # seconds from one row's length word to the next
@@ -51,10 +49,16 @@ def forward(m, j, ranks):
     return transform(m, j, ranks) + j.rows_bytes / (m.dots * memories(m, ranks)) + gather(m, 8 * j.rows, ranks)
 
 
+def number_of_slabs(m, j, ranks):
+    """As mpi/spread_matrix.cpp chooses it."""
+    best = math.sqrt((ranks - 1) * j.rows_bytes / m.add / j.rows / m.lookup)
+    return 1 if ranks == 1 else max(ranks, int(best))
+
+
 def adjoint(m, j, ranks):
     """The pipeline: each of its steps waits for the slower of adding a slab's rows and passing the slab on."""
-    slabs = 1 if ranks == 1 else SLABS_FOR_A_RANK * ranks
-    add = j.rows_bytes / (m.add * memories(m, ranks)) / slabs
+    slabs = number_of_slabs(m, j, ranks)
+    add = j.rows_bytes / (m.add * memories(m, ranks)) / slabs + j.rows / ranks * m.lookup
     send = 0 if ranks == 1 else 8 * j.cube / slabs / m.link + m.latency
     return transform(m, j, ranks) + (slabs + ranks - 1) * max(add, send) + gather(m, 8 * j.cube, ranks)
 
@@ -70,7 +74,7 @@ def load(m, j, ranks):
 
 # 100 GB/s of memory and 12.5 GB/s of network are what a node of 2023 has; the transform, and how much slower the adjoint reads,
 # are measured (docs/scaling.md).
-CLUSTER = Machine(dots=100e9, add=88e9, transform=4e-9, link=12.5e9, latency=2e-6)
+CLUSTER = Machine(dots=100e9, add=88e9, transform=4e-9, link=12.5e9, latency=2e-6, lookup=3e-7)
 
 
 def table(title, job_of):
@@ -96,13 +100,13 @@ def machines(constants, link, cores):
     told = {(int(ranks), name): float(value) for ranks, name, value in lines_of(constants)}
     between = {name: float(value) for _, name, value in lines_of(link)}
     return {k: Machine(dots=told[k, "dots"], add=told[k, "add"], transform=told[k, "transform"], link=between["link"],
-                       latency=between["latency"], shared=True, cores=cores) for k in (1, cores)}
+                       latency=between["latency"], lookup=told[1, "lookup"], shared=True, cores=cores) for k in (1, cores)}
 
 
-def check(constants, link, measured, rows_bytes, cube):
+def check(constants, link, measured, rows_bytes, rows, cube):
     cores = max(int(ranks) for ranks, *_ in lines_of(constants))
     found = machines(constants, link, cores)
-    j, errors = Job(float(rows_bytes), float(cube), rows=0), []
+    j, errors = Job(float(rows_bytes), float(cube), float(rows)), []
     for ranks, product, seconds in lines_of(measured):
         model = {"forward": forward, "adjoint": adjoint, "reduction": reduction}.get(product)
         if not model:

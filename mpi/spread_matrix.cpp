@@ -4,6 +4,7 @@
 #include <xxhash.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -22,6 +23,7 @@
 #include "store/getpar.h"
 #include "store/state.h"
 #include "text/number_layout.h"
+#include "threads/team.h"
 
 namespace velko {
 
@@ -158,6 +160,20 @@ std::vector<i8> cut(i8 slabs) {
     begin.push_back(part.first - 1);
   begin.push_back(size);
   return begin;
+}
+
+/// More slabs let ranks wait less for the first and the last, (ranks - 1) / slabs of the time; but to find each row's entries in a slab
+/// takes each thread as long as to add some of them. So many that both cost the same, as the rows of this rank are.
+i8 number_of_slabs(i8 ranks) {
+  constexpr r8 entries_in_the_time_of_a_lookup = 400;
+  if (ranks == 1) return 1;
+  r8 entries = 0;
+  for (const sparse_row& row : store.Gs) entries += static_cast<r8>(row.idx.size());
+  const r8 of_a_row =
+      store.compressed ? entries / static_cast<r8>(std::max<i8>(store.Gs.size(), 1)) : store.ncol;
+  const r8 of_a_thread = of_a_row / team_size();
+  return std::max(ranks, static_cast<i8>(std::sqrt(static_cast<r8>(ranks - 1) * of_a_thread /
+                                                   entries_in_the_time_of_a_lookup)));
 }
 
 /// pass(first, count) for all models of a block.
@@ -339,14 +355,12 @@ void spread_matrix::add_rows_here(packed_vectors& data, packed_vectors& sum, i8 
     ADD_FULL_ROWS_BLOCK(as_block(data), sum.begin_of(s), array2<r8>(piece, sum.length_of(s), sum.width()));
 }
 
-/// Once for a matrix: how the rows stand, and slabs that take about as long each, as rank 0 finds them. Many of them, so that ranks
-/// wait little for the first and the last.
+/// Once for a matrix: how the rows stand, and slabs that take about as long each, as rank 0 finds them.
 void spread_matrix::prepare_sums() {
-  constexpr i8 slabs_for_a_rank = 16;
   if (!slab_begin_.empty()) return;
   all_.together([&] {
     if (store.compressed) order_ = order_of_rows(rows_of_sparse_matrix(), length_of_sum());
-    if (all_.first()) slab_begin_ = cut(all_.size() == 1 ? 1 : slabs_for_a_rank * all_.size());
+    if (all_.first()) slab_begin_ = cut(number_of_slabs(all_.size()));
   });
   all_.broadcast(slab_begin_);
 }
