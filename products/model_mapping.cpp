@@ -5,6 +5,8 @@
 #include <numeric>
 
 #include "arrays/array.h"
+#include "arrays/instruction_set.h"
+#include "products/columns.h"
 #include "reports/program_stop.h"
 #include "store/state.h"
 
@@ -30,9 +32,40 @@ r8 mean(std::span<const r8> x) {
   return std::accumulate(x.begin(), x.end(), 0.0) / static_cast<r8>(x.size());
 }
 
-/// One column of the mesh on the cube: c(k) = x(map(k)) where that names a cell, else the fill value.
-void lay_active_column(const i4* map, std::span<const r8> x, i4 nz, r8 fill_value, r8* c) {
-  for (i4 k = 0; k < nz; ++k) c[k] = map[k] > 0 ? x[static_cast<std::size_t>(map[k] - 1)] : fill_value;
+/// One column of the mesh on the cube: c(k) = x(map(k)) where that names a cell, else the fill value. Elements of c stand
+/// `stride` apart.
+void lay_active_column(const i4* map, std::span<const r8> x, i8 nz, r8 fill_value, r8* c, i8 stride = 1) {
+  for (i8 k = 0; k < nz; ++k)
+    c[k * stride] = map[k] > 0 ? x[static_cast<std::size_t>(map[k] - 1)] : fill_value;
+}
+
+/// The way back: x(map(k)) = c(k) where that names a cell.
+void take_active_column(const i4* map, const r8* c, i8 stride, i8 nz, std::span<r8> x) {
+  for (i8 k = 0; k < nz; ++k)
+    if (map[k] > 0) x[static_cast<std::size_t>(map[k] - 1)] = c[k * stride];
+}
+
+/// A mesh in the corner of a cube.
+struct mesh_in_cube {
+  i4 ny, nx, nz, ncube_z;
+
+  i8 cells_of_row(i8 i, i8 j) const { return i <= ny && j <= nx ? std::max(nz, 0) : 0; }
+
+  /// Row (i, j) of the cube, whole, from a model that is read as told.
+  VELKO_ALWAYS_INLINE void lay_row(reading as, std::span<const r8> x, i8 i, i8 j, r8 fill_value, r8* row,
+                                   i8 stride) const {
+    const i8 inside = cells_of_row(i, j);
+    if (inside > 0 && as == reading::active)
+      lay_active_column(&cells.cell_map(1, j, i), x, inside, fill_value, row, stride);
+    else if (inside > 0)
+      for (i8 k = 0, first = ((i - 1) * nx + j - 1) * nz; k < inside; ++k)
+        row[k * stride] = x[static_cast<std::size_t>(first + k)];
+    for (i8 k = inside; k < ncube_z; ++k) row[k * stride] = fill_value;
+  }
+};
+
+mesh_in_cube mesh_at_hand() {
+  return {mesh.ny, mesh.nx, mesh.nz, store.ncube_z};
 }
 
 /// Calls visit(i, j, first, below) for every column, in model order: its cells below the surface are
@@ -68,20 +101,10 @@ void MODEL_TO_CUBE(std::span<const r8> x, std::span<r8> cube, i4 ny, i4 nx, i4 n
   const reading as = reading_of(x);
   const r8 fill_value = fill < 1 ? 0.0 : mean(x);
   assert(static_cast<i8>(cube.size()) == array_shape<3>(ncube_z, ncube_x, ncube_y).size());
-
+  const mesh_in_cube place{ny, nx, nz, ncube_z};
   r8* row = cube.data();
-  const r8* next = x.data();  // of a full mesh
   for (i8 i = 1; i <= ncube_y; ++i)
-    for (i8 j = 1; j <= ncube_x; ++j, row += ncube_z) {
-      const i4 inside = i <= ny && j <= nx ? std::max(nz, 0) : 0;
-      if (inside > 0 && as == reading::active) {
-        lay_active_column(&cells.cell_map(1, j, i), x, inside, fill_value, row);
-      } else {
-        std::copy_n(next, inside, row);
-        next += inside;
-      }
-      std::fill(row + inside, row + ncube_z, fill_value);
-    }
+    for (i8 j = 1; j <= ncube_x; ++j, row += ncube_z) place.lay_row(as, x, i, j, fill_value, row, 1);
 }
 
 void CUBE_TO_MODEL(std::span<r8> x, std::span<const r8> cube, i4 ny, i4 nx, i4 nz, i4 ncube_y, i4 ncube_x,
@@ -90,12 +113,29 @@ void CUBE_TO_MODEL(std::span<r8> x, std::span<const r8> cube, i4 ny, i4 nx, i4 n
   assert(static_cast<i8>(cube.size()) == box.size());
   if (nz < 1) return;
   for (i8 i = 1; i <= ny; ++i)
-    for (i8 j = 1; j <= nx; ++j) {
-      const i4* map = &cells.cell_map(1, j, i);
-      const r8* c = &box(1, j, i);
-      for (i4 k = 0; k < nz; ++k)
-        if (map[k] > 0) x[static_cast<std::size_t>(map[k] - 1)] = c[k];
-    }
+    for (i8 j = 1; j <= nx; ++j) take_active_column(&cells.cell_map(1, j, i), &box(1, j, i), 1, nz, x);
+}
+
+void check_model(std::span<const r8> x) {
+  reading_of(x);
+}
+
+void MODELS_TO_PLANE(array2<const r8> x, r8* plane, i8 width, i8 i) {
+  const mesh_in_cube place = mesh_at_hand();
+  const reading as = reading_of(column_of(x, 1));
+  for (i8 j = 1; j <= store.ncube_x; ++j, plane += width * store.ncube_z) {
+    for (i8 l = 1; l <= x.extent(2); ++l) place.lay_row(as, column_of(x, l), i, j, 0.0, plane + l - 1, width);
+    for (i8 l = x.extent(2); l < width; ++l)
+      for (i8 k = 0; k < store.ncube_z; ++k) plane[k * width + l] = 0;
+  }
+}
+
+void PLANE_TO_MODELS(array2<r8> x, const r8* plane, i8 width, i8 i) {
+  const mesh_in_cube place = mesh_at_hand();
+  for (i8 j = 1; j <= mesh.nx; ++j, plane += width * store.ncube_z)
+    for (i8 l = 1; l <= x.extent(2); ++l)
+      if (place.cells_of_row(i, j) > 0)
+        take_active_column(&cells.cell_map(1, j, i), plane + l - 1, width, mesh.nz, column_of(x, l));
 }
 
 void GRID_TO_AMODEL(std::span<const r8> grid, std::span<r8> amodel) {

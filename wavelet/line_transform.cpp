@@ -17,17 +17,19 @@ struct line_batch {
   i8 stride;
   i8 spacing;     // from one line to the next where all eight are contiguous, otherwise 0
   bool adjacent;  // the lines start one behind another, so that position k of all is one vector in memory
+  bool halves;    // the first four do, and the last four
 };
 
-line_batch batch_at(i8 line, i8 lines, i4 n, i8 nprev) {
+line_batch batch_at(i8 line, i8 end, i4 n, i8 nprev) {
   line_batch batch{};
-  for (i8 lane = 0; lane < lines_at_once; ++lane) {
-    const i8 l = std::min(line + lane, lines - 1);
-    batch.start[static_cast<std::size_t>(lane)] = l % nprev + l / nprev * nprev * n;
-  }
+  for (i8 lane = 0; lane < lines_at_once; ++lane)
+    batch.start[static_cast<std::size_t>(lane)] = start_of(std::min(line + lane, end - 1), n, nprev);
+  const bool full = line + lines_at_once <= end;
+  const auto together = [&](i8 first, i8 count) { return full && first % nprev + count <= nprev; };
   batch.stride = nprev;
-  batch.adjacent = line % nprev + lines_at_once <= nprev;
-  batch.spacing = nprev == 1 && line + lines_at_once <= lines ? n : 0;
+  batch.adjacent = together(line, lines_at_once);
+  batch.halves = together(line, lines_at_once / 2) && together(line + lines_at_once / 2, lines_at_once / 2);
+  batch.spacing = full && nprev == 1 ? n : 0;
   return batch;
 }
 
@@ -46,6 +48,16 @@ VELKO_ALWAYS_INLINE void transpose(const r8* from, i8 from_stride, r8* to, i8 to
   for (int i = 0; i < 4; ++i) *reinterpret_cast<r8x4_mem*>(to + i * to_stride) = row[i];
 }
 
+VELKO_ALWAYS_INLINE const r8* lanes_of(const r8x8_mem* line) {
+  return reinterpret_cast<const r8*>(line);
+}
+VELKO_ALWAYS_INLINE r8* lanes_of(r8x8_mem* line) {
+  return reinterpret_cast<r8*>(line);
+}
+VELKO_ALWAYS_INLINE void copy_four(const r8* from, r8* to) {
+  *reinterpret_cast<r8x4_mem*>(to) = *reinterpret_cast<const r8x4_mem*>(from);
+}
+
 /// Whether positions begin .. end-1 of eight contiguous lines are whole fours.
 VELKO_ALWAYS_INLINE bool in_fours(const line_batch& batch, i4 begin, i4 end) {
   return batch.spacing != 0 && begin % 4 == 0 && end % 4 == 0;
@@ -58,10 +70,15 @@ VELKO_ALWAYS_INLINE void gather(const r8* a, const line_batch& batch, i4 begin, 
   if (batch.adjacent) {
     x += s[0];
     for (i4 k = begin; k < end; ++k, x += batch.stride) line_buf[k] = *reinterpret_cast<const r8x8_mem*>(x);
+  } else if (batch.halves) {
+    for (i4 k = begin; k < end; ++k, x += batch.stride) {
+      copy_four(x + s[0], lanes_of(line_buf + k));
+      copy_four(x + s[4], lanes_of(line_buf + k) + 4);
+    }
   } else if (in_fours(batch, begin, end)) {
     for (i4 k = begin; k < end; k += 4, x += 4)
       for (i8 half = 0; half < lines_at_once; half += 4)
-        transpose(x + s[0] + half * batch.spacing, batch.spacing, reinterpret_cast<r8*>(line_buf + k) + half,
+        transpose(x + s[0] + half * batch.spacing, batch.spacing, lanes_of(line_buf + k) + half,
                   lines_at_once);
   } else {
     for (i4 k = begin; k < end; ++k, x += batch.stride)
@@ -76,11 +93,16 @@ VELKO_ALWAYS_INLINE void scatter(const r8x8_mem* line_buf, const line_batch& bat
   if (batch.adjacent) {
     x += s[0];
     for (i4 k = begin; k < end; ++k, x += batch.stride) *reinterpret_cast<r8x8_mem*>(x) = line_buf[k];
+  } else if (batch.halves) {
+    for (i4 k = begin; k < end; ++k, x += batch.stride) {
+      copy_four(lanes_of(line_buf + k), x + s[0]);
+      copy_four(lanes_of(line_buf + k) + 4, x + s[4]);
+    }
   } else if (in_fours(batch, begin, end)) {
     for (i4 k = begin; k < end; k += 4, x += 4)
       for (i8 half = 0; half < lines_at_once; half += 4)
-        transpose(reinterpret_cast<const r8*>(line_buf + k) + half, lines_at_once,
-                  x + s[0] + half * batch.spacing, batch.spacing);
+        transpose(lanes_of(line_buf + k) + half, lines_at_once, x + s[0] + half * batch.spacing,
+                  batch.spacing);
   } else {
     for (i4 k = begin; k < end; ++k, x += batch.stride) {
       const r8x8 lanes = line_buf[k];
@@ -128,31 +150,29 @@ VELKO_ALWAYS_INLINE void synthesise_batch(r8* a, const line_batch& batch, i4 n, 
   scatter(lines.now, batch, 0, nt / 2, a);
 }
 
-VELKO_ALWAYS_INLINE void transform_lines(std::span<r8> block, i4 n, i8 nprev, bool forward, line_work work) {
+VELKO_ALWAYS_INLINE void transform_lines(r8* block, i4 n, i8 nprev, line_range lines, bool forward,
+                                         line_work work) {
   const lines_under_way buffers{reinterpret_cast<r8x8_mem*>(work.line_buf),
                                 reinterpret_cast<r8x8_mem*>(work.step_acc)};
-  const i8 lines = static_cast<i8>(block.size()) / n;
-  for (i8 line = 0; line < lines; line += lines_at_once) {
-    const line_batch batch = batch_at(line, lines, n, nprev);
+  for (i8 line = lines.first; line < lines.end; line += lines_at_once) {
+    const line_batch batch = batch_at(line, lines.end, n, nprev);
     if (forward)
-      analyse_batch(block.data(), batch, n, buffers);
+      analyse_batch(block, batch, n, buffers);
     else
-      synthesise_batch(block.data(), batch, n, buffers);
+      synthesise_batch(block, batch, n, buffers);
   }
 }
 
 // benchmarks/bench_transform.cpp: AVX2 takes 0.6 to 0.85 of the time of SSE2.
-void transform_lines_sse2(std::span<r8> block, i4 n, i8 nprev, bool forward, line_work work) {
-  transform_lines(block, n, nprev, forward, work);
-}
-VELKO_TARGET_AVX2 void transform_lines_avx2(std::span<r8> block, i4 n, i8 nprev, bool forward,
-                                            line_work work) {
-  transform_lines(block, n, nprev, forward, work);
-}
-VELKO_TARGET_AVX512 void transform_lines_avx512(std::span<r8> block, i4 n, i8 nprev, bool forward,
-                                                line_work work) {
-  transform_lines(block, n, nprev, forward, work);
-}
+#define VELKO_LINE_TRANSFORM(set, TARGET)                                                      \
+  TARGET void transform_lines_##set(r8* block, i4 n, i8 nprev, line_range lines, bool forward, \
+                                    line_work work) {                                          \
+    transform_lines(block, n, nprev, lines, forward, work);                                    \
+  }
+VELKO_LINE_TRANSFORM(sse2, )
+VELKO_LINE_TRANSFORM(avx2, VELKO_TARGET_AVX2)
+VELKO_LINE_TRANSFORM(avx512, VELKO_TARGET_AVX512)
+#undef VELKO_LINE_TRANSFORM
 
 }  // namespace
 

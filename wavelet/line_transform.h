@@ -7,8 +7,6 @@
 /// Threads  the work arrays are the caller's; the filters are read only
 #pragma once
 
-#include <span>
-
 #include "arrays/instruction_set.h"
 #include "arrays/numbers.h"
 
@@ -22,7 +20,17 @@ struct line_work {
   r8* step_acc;
 };
 
-using line_transform = void (*)(std::span<r8> block, i4 n, i8 nprev, bool forward, line_work work);
+/// Lines first to end - 1 of a block, counted from 0: those of i1 = 0 .. nprev - 1 of the first b, then of the next.
+struct line_range {
+  i8 first, end;
+};
+
+/// Where a line starts in its block.
+inline i8 start_of(i8 line, i4 n, i8 nprev) {
+  return line % nprev + line / nprev * nprev * n;
+}
+
+using line_transform = void (*)(r8* block, i4 n, i8 nprev, line_range lines, bool forward, line_work work);
 
 /// The variant compiled for the set. The machine must have it.
 line_transform line_transform_for(instruction_set set);

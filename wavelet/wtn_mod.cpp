@@ -50,15 +50,14 @@ void transform_line(std::span<r8> line, bool forward) {
     for (i8 nt = 4; nt <= n; nt *= 2) step(nt);
 }
 
-void transform_one_by_one(std::span<r8> block, i4 n, i8 nprev, bool forward) {
+void transform_one_by_one(r8* block, i4 n, i8 nprev, line_range lines, bool forward) {
   const auto line = work.line_buf.elements().first(static_cast<std::size_t>(n));
-  for (i8 i2 = 0; i2 < std::ssize(block); i2 += n * nprev)
-    for (i8 i1 = 0; i1 < nprev; ++i1) {
-      r8* const a = block.data() + i2 + i1;
-      for (i4 k = 0; k < n; ++k) line[static_cast<std::size_t>(k)] = a[k * nprev];
-      transform_line(line, forward);
-      for (i4 k = 0; k < n; ++k) a[k * nprev] = line[static_cast<std::size_t>(k)];
-    }
+  for (i8 l = lines.first; l < lines.end; ++l) {
+    r8* const a = block + start_of(l, n, nprev);
+    for (i4 k = 0; k < n; ++k) line[static_cast<std::size_t>(k)] = a[k * nprev];
+    transform_line(line, forward);
+    for (i4 k = 0; k < n; ++k) a[k * nprev] = line[static_cast<std::size_t>(k)];
+  }
 }
 
 // So many neighbouring lines are copied out of a dimension with a far stride, and back: in the cube the elements of a
@@ -72,27 +71,28 @@ bool goes_in_panels(i4 n, i8 nprev, i8 ntot) {
          n * nprev > of_second_cache;
 }
 
-/// Element k of line (b, i1) stands at i1 + nprev (k + n b).
-void transform_in_panels(std::span<r8> block, i4 n, i8 nprev, bool forward, line_transform transform) {
-  const std::span<r8> panel = work.panel.elements().first(static_cast<std::size_t>(lines_of_panel * n));
-  for (i8 line = 0; line < std::ssize(block) / n; line += lines_of_panel) {
-    r8* const a = block.data() + line % nprev + line / nprev * nprev * n;
-    for (i4 k = 0; k < n; ++k) std::copy_n(a + k * nprev, lines_of_panel, panel.data() + k * lines_of_panel);
-    transform(panel, n, lines_of_panel, forward, {work.line_buf.data(), work.step_acc.data()});
-    for (i4 k = 0; k < n; ++k) std::copy_n(panel.data() + k * lines_of_panel, lines_of_panel, a + k * nprev);
+void transform_in_panels(r8* block, i4 n, i8 nprev, line_range lines, bool forward,
+                         line_transform transform) {
+  r8* const panel = work.panel.data();
+  for (i8 line = lines.first; line < lines.end; line += lines_of_panel - line % lines_of_panel) {
+    const i8 width = std::min(lines_of_panel - line % lines_of_panel, lines.end - line);
+    r8* const a = block + start_of(line, n, nprev);
+    for (i4 k = 0; k < n; ++k) std::copy_n(a + k * nprev, width, panel + k * width);
+    transform(panel, n, width, {0, width}, forward, {work.line_buf.data(), work.step_acc.data()});
+    for (i4 k = 0; k < n; ++k) std::copy_n(panel + k * width, width, a + k * nprev);
   }
 }
 
-/// The lines of one dimension of a cube of ntot elements, in the way that suits them; the work arrays are there.
-void transform_dimension(std::span<r8> block, i4 n, i8 nprev, i8 ntot, bool forward,
+/// Lines of one dimension of a block that is part of ntot elements, in the way that suits them; the work arrays are there.
+void transform_dimension(r8* block, i4 n, i8 nprev, line_range lines, i8 ntot, bool forward,
                          line_transform transform) {
   if (n <= 4) return;
   if (goes_in_panels(n, nprev, ntot))
-    transform_in_panels(block, n, nprev, forward, transform);
+    transform_in_panels(block, n, nprev, lines, forward, transform);
   else if (goes_in_batches(n, ntot))
-    transform(block, n, nprev, forward, {work.line_buf.data(), work.step_acc.data()});
+    transform(block, n, nprev, lines, forward, {work.line_buf.data(), work.step_acc.data()});
   else
-    transform_one_by_one(block, n, nprev, forward);
+    transform_one_by_one(block, n, nprev, lines, forward);
 }
 
 line_transform best_line_transform() {
@@ -116,12 +116,12 @@ i8 elements_of(std::array<i4, 3> nn) {
   return i8{nn[0]} * nn[1] * nn[2];
 }
 
-/// For the lines of every dimension.
-work_sizes work_for(std::array<i4, 3> nn) {
+/// For the lines of every dimension of so many cubes that lie interleaved.
+work_sizes work_for(std::array<i4, 3> nn, i8 cubes = 1) {
   work_sizes sizes;
-  i8 nprev = 1;
+  i8 nprev = cubes;
   for (i4 n : nn) {
-    sizes.hold(n, nprev, elements_of(nn));
+    sizes.hold(n, nprev, cubes * elements_of(nn));
     nprev *= n;
   }
   return sizes;
@@ -175,9 +175,9 @@ void PWT(std::span<r8> a, i4 n, bool forward) {
   std::copy_n(step_acc, n, a.data());
 }
 
-i8 bytes_of_transform(std::array<i4, 3> nn) {
+i8 bytes_of_transform(std::array<i4, 3> nn, i8 cubes) {
   if (std::ranges::min(nn) < 1) return 0;
-  const work_sizes sizes = work_for(nn);
+  const work_sizes sizes = work_for(nn, cubes);
   return (2 * sizes.lines + sizes.panel) * i8{sizeof(r8)};
 }
 
@@ -188,7 +188,7 @@ void WTN_for(instruction_set set, std::span<r8> a, std::array<i4, 3> nn, i4 isig
 
   const line_transform transform = line_transform_for(set);
   const auto along = [&](std::span<r8> block, i4 n, i8 nprev) {
-    transform_dimension(block, n, nprev, work.ntot, isign >= 0, transform);
+    transform_dimension(block.data(), n, nprev, {0, std::ssize(block) / n}, work.ntot, isign >= 0, transform);
   };
   // A plane of the first two dimensions goes through both while it is in cache; its lines do not know of those
   // in other planes.
@@ -207,13 +207,18 @@ void WTN(std::span<r8> a, std::array<i4, 3> nn, i4 isign) {
 }
 
 void WTN_along(std::span<r8> a, i4 n, i8 nprev, i4 isign) {
-  if (n < 1 || a.empty()) return;
-  assert(std::ssize(a) % (n * nprev) == 0);
+  if (n >= 1) WTN_along(a, n, nprev, isign, 0, std::ssize(a) / n);
+}
+
+void WTN_along(std::span<r8> a, i4 n, i8 nprev, i4 isign, i8 first, i8 lines) {
+  if (n < 1 || lines < 1) return;
+  assert(std::ssize(a) % (n * nprev) == 0 && first >= 0 && first + lines <= std::ssize(a) / n);
   work_sizes sizes;
   sizes.hold(n, nprev, std::ssize(a));
   prepare_work(sizes.lines);
   prepare_panel(sizes.panel);
-  transform_dimension(a, n, nprev, std::ssize(a), isign >= 0, best_line_transform());
+  transform_dimension(a.data(), n, nprev, {first, first + lines}, std::ssize(a), isign >= 0,
+                      best_line_transform());
 }
 
 void reset_WTN_MOD() {

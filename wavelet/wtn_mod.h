@@ -70,6 +70,10 @@ void WTN_for(instruction_set set, std::span<r8> a, std::array<i4, 3> nn, i4 isig
 /// of a stands at i1 + nprev (k + n b), all from 0, i1 < nprev. Same bits as in WTN.
 void WTN_along(std::span<r8> a, i4 n, i8 nprev, i4 isign);
 
+/// The same for a part of the lines, as threads share them out: so many from line `first` on, where line (b, i1) is number
+/// i1 + nprev b.
+void WTN_along(std::span<r8> a, i4 n, i8 nprev, i4 isign, i8 first, i8 lines);
+
 /// Forgets the filter and frees the work arrays of the calling thread.
 void reset_WTN_MOD();
 
