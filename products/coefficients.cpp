@@ -17,12 +17,12 @@ namespace {
 constexpr i4 zero_fill = 0;
 constexpr i4 forward = 1, inverse = -1;
 
-/// step(i) for i = 0 to count - 1, on all threads. Memory that a thread is refused for its work is reported by this one.
+/// step(i) for i = 1 to count, on all threads. Memory that a thread is refused for its work is reported by this one.
 template <class body>
-void on_all_threads(i8 count, body&& step) {
+void on_all_threads(i8 count, const body& step) {
   std::atomic<bool> refused = false;
 #pragma omp parallel for schedule(static) num_threads(team_size())
-  for (i8 i = 0; i < count; ++i) try {
+  for (i8 i = 1; i <= count; ++i) try {
       step(i);
     } catch (const std::bad_alloc&) {
       refused = true;
@@ -30,29 +30,29 @@ void on_all_threads(i8 count, body&& step) {
   if (refused) throw std::bad_alloc();
 }
 
-/// WTN of cubes that lie interleaved: one more dimension, the fastest, which is not transformed. As in WTN a plane goes through
-/// its two dimensions while it is in cache; what a plane is made of, or into, goes with it.
-struct interleaved_transform {
-  std::span<r8> cubes;
+/// Cubes that lie interleaved: one cube with another dimension, the fastest, which is not transformed. As in WTN a plane goes
+/// through its two dimensions while it is in cache.
+struct interleaved_cubes {
+  std::span<r8> elements;
   i8 width;
-  i4 isign;
 
-  void plane(i8 i) const {
-    const auto [nz, nx, ny] = cube_shape();
-    WTN_along(cubes, nz, width, isign, i * width * nx, width * nx);
-    WTN_along(cubes, nx, width * nz, isign, i * width * nz, width * nz);
+  i8 plane_size() const { return width * store.ncube_z * store.ncube_x; }
+  r8* row(i8 i, i8 j) const {
+    return elements.data() + (i - 1) * plane_size() + (j - 1) * width * store.ncube_z;
   }
-  /// The lines of the third dimension, behind all planes.
-  void across_planes() const {
+
+  void transform_plane(i8 i, i4 isign) const {
+    const i8 nz = store.ncube_z, nx = store.ncube_x;
+    WTN_along(elements, store.ncube_z, width, isign, (i - 1) * width * nx, width * nx);
+    WTN_along(elements, store.ncube_x, width * nz, isign, (i - 1) * width * nz, width * nz);
+  }
+  void transform_across_planes(i4 isign) const {
     constexpr i8 at_once = 512;
-    const i8 lines = size_of_plane();
-    on_all_threads((lines + at_once - 1) / at_once, [&](i8 piece) {
-      const i8 first = piece * at_once;
-      WTN_along(cubes, store.ncube_y, lines, isign, first, std::min(at_once, lines - first));
+    on_all_threads((plane_size() + at_once - 1) / at_once, [&](i8 piece) {
+      const i8 first = (piece - 1) * at_once, lines = std::min(at_once, plane_size() - first);
+      WTN_along(elements, store.ncube_y, plane_size(), isign, first, lines);
     });
   }
-  i8 size_of_plane() const { return width * store.ncube_z * store.ncube_x; }
-  r8* start_of_plane(i8 i) const { return cubes.data() + i * size_of_plane(); }
 };
 
 }  // namespace
@@ -78,20 +78,22 @@ void coefficients_to_model(std::span<r8> cube, std::span<r8> m) {
 
 void models_to_coefficients(array2<const r8> m, i8 width, std::span<r8> cubes) {
   check_model(column_of(m, 1));
-  const interleaved_transform transform{cubes, width, forward};
+  const interleaved_cubes all{cubes, width};
   on_all_threads(store.ncube_y, [&](i8 i) {
-    MODELS_TO_PLANE(m, transform.start_of_plane(i), width, i + 1);
-    transform.plane(i);
+    for (i8 j = 1; j <= store.ncube_x; ++j) MODELS_TO_ROW(m, all.row(i, j), width, i, j);
+    all.transform_plane(i, forward);
   });
-  transform.across_planes();
+  all.transform_across_planes(forward);
 }
 
 void coefficients_to_models(i8 width, std::span<r8> cubes, array2<r8> m) {
   if (m.extent(1) < cells.ncell) stop_program("size(m) < ncell");
-  const interleaved_transform transform{cubes, width, inverse};
-  on_all_threads(store.ncube_y, [&](i8 i) { transform.plane(i); });
-  transform.across_planes();
-  on_all_threads(mesh.ny, [&](i8 i) { PLANE_TO_MODELS(m, transform.start_of_plane(i), width, i + 1); });
+  const interleaved_cubes all{cubes, width};
+  on_all_threads(store.ncube_y, [&](i8 i) { all.transform_plane(i, inverse); });
+  all.transform_across_planes(inverse);
+  on_all_threads(mesh.ny, [&](i8 i) {
+    for (i8 j = 1; j <= mesh.nx; ++j) ROW_TO_MODELS(m, all.row(i, j), width, i, j);
+  });
 }
 
 }  // namespace velko

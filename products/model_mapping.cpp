@@ -120,22 +120,19 @@ void check_model(std::span<const r8> x) {
   reading_of(x);
 }
 
-void MODELS_TO_PLANE(array2<const r8> x, r8* plane, i8 width, i8 i) {
+void MODELS_TO_ROW(array2<const r8> x, r8* row, i8 width, i8 i, i8 j) {
   const mesh_in_cube place = mesh_at_hand();
   const reading as = reading_of(column_of(x, 1));
-  for (i8 j = 1; j <= store.ncube_x; ++j, plane += width * store.ncube_z) {
-    for (i8 l = 1; l <= x.extent(2); ++l) place.lay_row(as, column_of(x, l), i, j, 0.0, plane + l - 1, width);
-    for (i8 l = x.extent(2); l < width; ++l)
-      for (i8 k = 0; k < store.ncube_z; ++k) plane[k * width + l] = 0;
-  }
+  for (i8 l = 1; l <= x.extent(2); ++l) place.lay_row(as, column_of(x, l), i, j, 0.0, row + l - 1, width);
+  for (i8 l = x.extent(2); l < width; ++l)
+    for (i8 k = 0; k < store.ncube_z; ++k) row[k * width + l] = 0;
 }
 
-void PLANE_TO_MODELS(array2<r8> x, const r8* plane, i8 width, i8 i) {
-  const mesh_in_cube place = mesh_at_hand();
-  for (i8 j = 1; j <= mesh.nx; ++j, plane += width * store.ncube_z)
-    for (i8 l = 1; l <= x.extent(2); ++l)
-      if (place.cells_of_row(i, j) > 0)
-        take_active_column(&cells.cell_map(1, j, i), plane + l - 1, width, mesh.nz, column_of(x, l));
+void ROW_TO_MODELS(array2<r8> x, const r8* row, i8 width, i8 i, i8 j) {
+  const i8 inside = mesh_at_hand().cells_of_row(i, j);
+  if (inside == 0) return;
+  for (i8 l = 1; l <= x.extent(2); ++l)
+    take_active_column(&cells.cell_map(1, j, i), row + l - 1, width, inside, column_of(x, l));
 }
 
 void GRID_TO_AMODEL(std::span<const r8> grid, std::span<r8> amodel) {

@@ -10,7 +10,7 @@
 /// Errors   a size that does not fit stops the program with a text that names the two sizes. No routine reads or
 ///          writes beyond the end of a vector whose length it tests; a position in cell_map beyond ncell, an itop
 ///          outside 0..nz and a cube smaller than the mesh are refused before, by get_active_cells
-/// Threads  serial; called outside the parallel loops of the products, but for the planes of several models
+/// Threads  serial; called outside the parallel loops of the products, but for the rows of several models
 /// Letters  i along y, j along x, k down a column
 /// See      tests/products/model_mapping_test.cpp
 #pragma once
@@ -34,12 +34,12 @@ void CUBE_TO_MODEL(std::span<r8> x, std::span<const r8> cube, i4 ny, i4 nx, i4 n
                    i4 ncube_z);
 
 /// Cubes of several models, x(:, l), that lie interleaved: the elements of all at one position, then those at the next, so many as
-/// `width` tells. Plane i of them (one position along y, from 1) at a time, as MODEL_TO_CUBE with zero fill lays each model and
-/// CUBE_TO_MODEL takes it, for threads that share the planes; the mesh and the cube are those at hand. Cubes beyond the
-/// models are zero. check_model makes the stop of MODEL_TO_CUBE for a length that does not fit, ahead of the threads.
+/// `width` tells. Row (i, j) of them, as MODEL_TO_CUBE with zero fill lays each model and CUBE_TO_MODEL takes it, for threads
+/// that share the rows; the mesh and the cube are those at hand. Cubes beyond the models are zero. check_model makes the
+/// stop of MODEL_TO_CUBE for a length that does not fit, ahead of the threads.
 void check_model(std::span<const r8> x);
-void MODELS_TO_PLANE(array2<const r8> x, r8* plane, i8 width, i8 i);
-void PLANE_TO_MODELS(array2<r8> x, const r8* plane, i8 width, i8 i);
+void MODELS_TO_ROW(array2<const r8> x, r8* row, i8 width, i8 i, i8 j);
+void ROW_TO_MODELS(array2<r8> x, const r8* row, i8 width, i8 i, i8 j);
 
 /// The values of the active cells out of a full mesh. Stops with "size(amodel) /= ncell".
 void GRID_TO_AMODEL(std::span<const r8> grid, std::span<r8> amodel);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <utility>
 
 #include "wavelet/pyramid_step.h"
@@ -54,6 +55,11 @@ VELKO_ALWAYS_INLINE const r8* lanes_of(const r8x8_mem* line) {
 VELKO_ALWAYS_INLINE r8* lanes_of(r8x8_mem* line) {
   return reinterpret_cast<r8*>(line);
 }
+/// In one piece: what is stored as halves has to reach the cache before it can be loaded whole, and a short step comes at once.
+VELKO_ALWAYS_INLINE void join(const r8* first_half, const r8* second_half, r8x8_mem* to) {
+  *to = __builtin_shufflevector(*reinterpret_cast<const r8x4_mem*>(first_half),
+                                *reinterpret_cast<const r8x4_mem*>(second_half), 0, 1, 2, 3, 4, 5, 6, 7);
+}
 VELKO_ALWAYS_INLINE void copy_four(const r8* from, r8* to) {
   *reinterpret_cast<r8x4_mem*>(to) = *reinterpret_cast<const r8x4_mem*>(from);
 }
@@ -71,10 +77,7 @@ VELKO_ALWAYS_INLINE void gather(const r8* a, const line_batch& batch, i4 begin, 
     x += s[0];
     for (i4 k = begin; k < end; ++k, x += batch.stride) line_buf[k] = *reinterpret_cast<const r8x8_mem*>(x);
   } else if (batch.halves) {
-    for (i4 k = begin; k < end; ++k, x += batch.stride) {
-      copy_four(x + s[0], lanes_of(line_buf + k));
-      copy_four(x + s[4], lanes_of(line_buf + k) + 4);
-    }
+    for (i4 k = begin; k < end; ++k, x += batch.stride) join(x + s[0], x + s[4], line_buf + k);
   } else if (in_fours(batch, begin, end)) {
     for (i4 k = begin; k < end; k += 4, x += 4)
       for (i8 half = 0; half < lines_at_once; half += 4)
@@ -150,12 +153,23 @@ VELKO_ALWAYS_INLINE void synthesise_batch(r8* a, const line_batch& batch, i4 n, 
   scatter(lines.now, batch, 0, nt / 2, a);
 }
 
+/// Eight lines that fill a piece of memory, as those of the first dimension do. On their way through the pyramid each step waits
+/// for the one before, and the processor does not come to the next eight by itself. By a number: there may be none.
+VELKO_ALWAYS_INLINE void ask_for(const r8* a, i8 line, i4 n) {
+  const std::uintptr_t start =
+      reinterpret_cast<std::uintptr_t>(a) + static_cast<std::uintptr_t>(line * n) * sizeof(r8);
+  for (i8 k = 0; k < n; ++k)
+    __builtin_prefetch(reinterpret_cast<const void*>(
+        start + static_cast<std::uintptr_t>(k) * sizeof(r8x8)));  // NOLINT(performance-no-int-to-ptr)
+}
+
 VELKO_ALWAYS_INLINE void transform_lines(r8* block, i4 n, i8 nprev, line_range lines, bool forward,
                                          line_work work) {
   const lines_under_way buffers{reinterpret_cast<r8x8_mem*>(work.line_buf),
                                 reinterpret_cast<r8x8_mem*>(work.step_acc)};
   for (i8 line = lines.first; line < lines.end; line += lines_at_once) {
     const line_batch batch = batch_at(line, lines.end, n, nprev);
+    if (nprev <= lines_at_once) ask_for(block, line + lines_at_once, n);
     if (forward)
       analyse_batch(block, batch, n, buffers);
     else
