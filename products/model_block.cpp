@@ -40,35 +40,41 @@ i8 ndata() {
 template <class from, class to>
 struct product_of_models {
   void (*of_one)(std::span<from>, std::span<to>);
-  void (*compressed)(array2<from>, array2<to>);
+  void (*compressed)(array2<from>, array2<to>, block_work&);
   void (*dense)(array2<from>, array2<to>);
 
-  void operator()(array2<from> a, array2<to> b) const {
-    if (a.extent(2) == 1) return of_one(column_of(a, 1), column_of(b, 1));
-    store.compressed ? compressed(a, b) : dense(a, b);
+  void operator()(array2<from> a, array2<to> b, block_work& work) const {
+    if (a.extent(2) > 1) return store.compressed ? compressed(a, b, work) : dense(a, b);
+    work = {};  // one model asks for its own
+    of_one(column_of(a, 1), column_of(b, 1));
   }
 };
 
 /// The product for all models of a block, as many at once as memory is given for.
 template <class from, class to>
-void in_passes(array2<from> a, array2<to> b, const product_of_models<from, to>& product) {
+void in_passes(array2<from> a, array2<to> b, block_work& work, const product_of_models<from, to>& product) {
   const i8 models = a.extent(2);
   i8 widest = widest_pass();
   for (i8 first = 1; first <= models;) {
     const i8 count = std::min(widest, models - first + 1);
     try {
-      product(columns_of(a, first, count), columns_of(b, first, count));
+      product(columns_of(a, first, count), columns_of(b, first, count), work);
       first += count;
     } catch (const std::bad_alloc&) {
+      work = {};
       if (count == 1) throw;
       widest = (count + 1) / 2;
     }
   }
 }
 
-/// Cubes, or data, of `width` models that lie interleaved.
-owned_array1<r8> new_interleaved(i8 length, i8 width) {
-  return owned_array1<r8>(uninitialised, length * width);
+/// So many elements of what is kept.
+std::span<r8> room(owned_array1<r8>& kept, i8 elements) {
+  if (kept.size() < elements) {
+    kept = {};
+    kept = owned_array1<r8>(uninitialised, elements);
+  }
+  return kept.elements().first(static_cast<std::size_t>(elements));
 }
 
 void interleave(array2<const r8> data, std::span<r8> to) {
@@ -89,31 +95,30 @@ void check_data(array2<number> d) {
   if (d.extent(1) < survey.ndata) stop_program("size(data) < ndata");
 }
 
-void compressed_GPROD(array2<const r8> m, array2<r8> d) {
+void compressed_GPROD(array2<const r8> m, array2<r8> d, block_work& work) {
   check_data(d);
   const i8 width = interleaved_for(m.extent(2));
-  owned_array1<r8> cubes = new_interleaved(store.ncube, width), data = new_interleaved(ndata(), width);
-  models_to_coefficients(m, width, cubes.elements());
-  CALC_GV(cubes.elements(), data.elements(), width);
-  separate(data.elements(), d);
+  const std::span<r8> cubes = room(work.cubes, width * store.ncube), data = room(work.data, width * ndata());
+  models_to_coefficients(m, width, cubes);
+  CALC_GV(cubes, data, width);
+  separate(data, d);
 }
 
-void compressed_GTPROD(array2<r8> m, array2<const r8> d) {
+void compressed_GTPROD(array2<r8> m, array2<const r8> d, block_work& work) {
   check_data(d);
   const i8 width = interleaved_for(m.extent(2));
-  owned_array1<r8> cubes = new_interleaved(store.ncube, width), data = new_interleaved(ndata(), width);
-  interleave(d, data.elements());
-  CALC_GTV(data.elements(), cubes.elements(), width);
-  coefficients_to_models(width, cubes.elements(), m);
+  const std::span<r8> cubes = room(work.cubes, width * store.ncube), data = room(work.data, width * ndata());
+  interleave(d, data);
+  CALC_GTV(data, cubes, width);
+  coefficients_to_models(width, cubes, m);
 }
 
-void compressed_GTGPROD(array2<const r8> x, array2<r8> y) {
-  const i8 width = interleaved_for(x.extent(2));
-  owned_array1<r8> cubes = new_interleaved(store.ncube, width),
-                   cubesout = new_interleaved(store.ncube, width);
-  models_to_coefficients(x, width, cubes.elements());
-  CALC_GTGV_1LOOP(cubes.elements(), cubesout.elements(), width);
-  coefficients_to_models(width, cubesout.elements(), y);
+void compressed_GTGPROD(array2<const r8> x, array2<r8> y, block_work& work) {
+  const i8 width = interleaved_for(x.extent(2)), elements = width * store.ncube;
+  const std::span<r8> cubes = room(work.cubes, elements), cubesout = room(work.cubesout, elements);
+  models_to_coefficients(x, width, cubes);
+  CALC_GTGV_1LOOP(cubes, cubesout, width);
+  coefficients_to_models(width, cubesout, y);
 }
 
 bool has_columns(array2<const r8> m) {
@@ -150,19 +155,34 @@ void dense_GTGPROD(array2<const r8> x, array2<r8> y) {
 
 }  // namespace
 
-void GPROD_BLOCK(array2<const r8> m, array2<r8> d) {
+void GPROD_BLOCK(array2<const r8> m, array2<r8> d, block_work& work) {
   if (m.extent(2) != d.extent(2)) stop_program("size(m) /= size(d)");
-  in_passes(m, d, {GPROD, compressed_GPROD, dense_GPROD});
+  in_passes(m, d, work, {GPROD, compressed_GPROD, dense_GPROD});
+}
+
+void GTPROD_BLOCK(array2<r8> m, array2<const r8> d, block_work& work) {
+  if (m.extent(2) != d.extent(2)) stop_program("size(m) /= size(d)");
+  in_passes(m, d, work, {GTPROD, compressed_GTPROD, dense_GTPROD});
+}
+
+void GTGPROD_BLOCK(array2<const r8> x, array2<r8> y, block_work& work) {
+  if (x.extent(2) != y.extent(2)) stop_program("size(x) /= size(y)");
+  in_passes(x, y, work, {GTGPROD, compressed_GTGPROD, dense_GTGPROD});
+}
+
+void GPROD_BLOCK(array2<const r8> m, array2<r8> d) {
+  block_work work;
+  GPROD_BLOCK(m, d, work);
 }
 
 void GTPROD_BLOCK(array2<r8> m, array2<const r8> d) {
-  if (m.extent(2) != d.extent(2)) stop_program("size(m) /= size(d)");
-  in_passes(m, d, {GTPROD, compressed_GTPROD, dense_GTPROD});
+  block_work work;
+  GTPROD_BLOCK(m, d, work);
 }
 
 void GTGPROD_BLOCK(array2<const r8> x, array2<r8> y) {
-  if (x.extent(2) != y.extent(2)) stop_program("size(x) /= size(y)");
-  in_passes(x, y, {GTGPROD, compressed_GTGPROD, dense_GTGPROD});
+  block_work work;
+  GTGPROD_BLOCK(x, y, work);
 }
 
 block_memory work_bytes(i8 models) {

@@ -6,6 +6,7 @@
 #include "arrays/floating_point_mode.h"
 #include "tests/products/random_problem.h"
 #include "tests/support/little_memory.h"
+#include "wavelet/transform_memory.h"
 
 namespace velko::test {
 namespace {
@@ -169,7 +170,7 @@ TEST_F(BlockLengths, PassesGoNarrowerWhereMemoryIsRefused) {
   const block x = block_of({{1}, {2}, {3}, {4}, {5}}, 1);
   block alone(1, 5);
   GTGPROD_BLOCK(x, alone);  // and so the threads and the work arrays of the transform are there
-  for (const i8 room : {200, 90, 60, 42}) {  // for 9, 5, 3 and 2 cubes
+  for (const i8 room : {280, 150, 80, 42}) {  // for 16, 8, 4 and 2 cubes
     block y(1, 5);
     stop_or_done end;
     {
@@ -179,6 +180,47 @@ TEST_F(BlockLengths, PassesGoNarrowerWhereMemoryIsRefused) {
     EXPECT_EQ(end, stop_or_done{}) << room;
     EXPECT_THAT(y.elements(), testing::ElementsAreArray(alone.elements())) << room;
   }
+}
+
+TEST_F(BlockLengths, MemoryRefusedToAThreadOfTheTransformNarrowsThePass) {
+  omp_set_num_threads(2);
+  set_mesh(1, 1, 1);
+  set_cells();
+  set_cube(4, 4, 1 << 17);  // 16 MiB, and 16 MiB of work for its long lines
+  set_haar();
+  set_sparse_rows({{{1, 1.0f}}, {{1, 2.0f}}});
+  const block x = block_of({{1}, {2}}, 1);
+  std::vector<values> alone;
+  for (const r8 value : {1.0, 2.0}) {
+    alone.emplace_back(2);
+    GPROD(values{value}, alone.back());  // and so this thread has its work arrays
+  }
+  block d(2, 2);
+  stop_or_done end;
+  {
+    const little_memory limit(40 * MiB);
+    end = run_until_stop([&] { GPROD_BLOCK(x, d); });
+  }
+  EXPECT_EQ(end, stop_or_done{});
+  for (std::size_t l = 0; l < 2; ++l) EXPECT_TRUE(same_bits(column(d, l), alone[l]));
+}
+
+TEST_F(BlockLengths, KeptMemoryServesTheNextCall) {
+  set_large();
+  const block x = block_of({{1}, {2}, {3}, {4}}, 1);
+  block alone(1, 4), y(1, 4);
+  block_work work;
+  GTGPROD_BLOCK(x, alone, work);
+  const r8* kept = work.cubesout.data();
+  EXPECT_EQ(work.cubesout.size(), i8{4} * store.ncube);
+  stop_or_done end;
+  {
+    const little_memory limit(8 * MiB);
+    end = run_until_stop([&] { GTGPROD_BLOCK(x, y, work); });
+  }
+  EXPECT_EQ(end, stop_or_done{});
+  EXPECT_EQ(work.cubesout.data(), kept);
+  EXPECT_THAT(y.elements(), testing::ElementsAreArray(alone.elements()));
 }
 
 TEST_F(BlockLengths, BlockThatHasNoRoomForOneModelEndsInTheReportOfTheProduct) {
@@ -240,12 +282,36 @@ INSTANTIATE_TEST_SUITE_P(Forms, DenormalResults, testing::Values(form::compresse
 TEST_F(BlockLengths, MemoryOfABlockIsTold) {
   set_uneven_problem();
   set_random_sparse_rows(9);
+  omp_set_num_threads(3);
   const i8 cube = i8{8} * store.ncube;
+  const auto transform = [](i8 width) {
+    return bytes_of_transform({store.ncube_z, store.ncube_x, store.ncube_y}, width);
+  };
   EXPECT_EQ(work_bytes(0).normal_product, 0);
-  EXPECT_EQ(work_bytes(1).single_products, cube);
-  EXPECT_EQ(work_bytes(1).normal_product, 2 * cube);
-  EXPECT_EQ(work_bytes(2).single_products, 3 * cube + 2 * 9 * 8);
-  EXPECT_EQ(work_bytes(3).normal_product, 9 * cube);
+  EXPECT_EQ(work_bytes(1).single_products, cube + transform(1));
+  EXPECT_EQ(work_bytes(1).normal_product, 2 * cube + transform(1));
+  EXPECT_EQ(work_bytes(2).single_products, 2 * cube + 2 * 9 * 8 + 3 * transform(2));
+  EXPECT_EQ(work_bytes(3).normal_product, 8 * cube + 3 * transform(4));
+}
+
+TEST_F(BlockLengths, KeptMemoryOfALargerBlockServesSmallerOnes) {
+  set_uneven_problem();
+  set_random_sparse_rows(9);
+  const auto n = static_cast<std::size_t>(cells.ncell);
+  std::vector<values> m;
+  for (unsigned l = 0; l < 4; ++l) m.push_back(random_values(n, l + 1));
+  block_work work;
+  for (const std::size_t models : {4u, 2u, 3u, 1u, 2u}) {
+    const block x = block_of({m.begin(), m.begin() + static_cast<std::ptrdiff_t>(models)}, n);
+    block y = untouched_block(n, models);
+    GTGPROD_BLOCK(x, y, work);
+    for (std::size_t l = 0; l < models; ++l) {
+      values alone(n, untouched);
+      GTGPROD(m[l], alone);
+      EXPECT_TRUE(same_bits(column(y, l), alone)) << models;
+    }
+    EXPECT_EQ(work.cubes.size() > 0, models > 1);
+  }
 }
 
 }  // namespace

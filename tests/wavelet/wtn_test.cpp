@@ -81,6 +81,48 @@ TEST(WTN, AlongOneDimensionGivesEachOfSeveralBlocksWhatItGivesOne) {
   EXPECT_TRUE(same_bits(each, a));
 }
 
+TEST(WTN, PartOfTheLinesHasTheBitsOfAllAndTheOthersAreLeftAlone) {
+  set_filter(daubechies_4());
+  for (const i4 isign : {1, -1})
+    for (const auto& [n, nprev, blocks] :
+         {std::array<i8, 3>{16, 1, 30}, {16, 4, 9}, {8, 2, 12}, {32, 10, 3}, {128, 1024, 2}, {16384, 3, 2}}) {
+      const values a = random_values(static_cast<std::size_t>(n * nprev * blocks));
+      values whole = a, parts = a;
+      WTN_along(whole, static_cast<i4>(n), nprev, isign);
+      const i8 lines = nprev * blocks, from = lines / 5, to = lines - lines / 3;
+      WTN_along(parts, static_cast<i4>(n), nprev, isign, from, to - from);
+      for (i8 line = 0; line < lines; ++line)
+        for (i8 k = 0; k < n; ++k) {
+          const auto at = static_cast<std::size_t>(line % nprev + nprev * (k + n * (line / nprev)));
+          ASSERT_EQ(parts[at], (line >= from && line < to ? whole : a)[at])
+              << n << ' ' << nprev << ' ' << line;
+        }
+      WTN_along(parts, static_cast<i4>(n), nprev, isign, 0, from);
+      WTN_along(parts, static_cast<i4>(n), nprev, isign, to, lines - to);
+      EXPECT_TRUE(same_bits(parts, whole)) << n << ' ' << nprev;
+    }
+}
+
+TEST(WTN, CubesThatLieInterleavedHaveTheBitsOfEachAlone) {
+  set_filter(daubechies_4());
+  for (const i4 isign : {1, -1})
+    for (const shape nn : shapes)
+      for (const i8 cubes : {2, 4, 8}) {
+        const std::size_t size = elements(nn), width = static_cast<std::size_t>(cubes);
+        values all = random_values(size * width);
+        std::vector<values> alone(width, values(size));
+        for (std::size_t i = 0; i < all.size(); ++i) alone[i % width][i / width] = all[i];
+        WTN_along(all, nn[0], cubes, isign);
+        WTN_along(all, nn[1], cubes * nn[0], isign);
+        WTN_along(all, nn[2], cubes * nn[0] * nn[1], isign);
+        for (std::size_t l = 0; l < width; ++l) {
+          values together(size);
+          for (std::size_t i = 0; i < size; ++i) together[i] = all[i * width + l];
+          EXPECT_TRUE(same_bits(together, transformed(alone[l], nn, isign))) << text(nn) << ' ' << cubes;
+        }
+      }
+}
+
 TEST(WTN, DimensionsOfAtMostFourLeaveTheCubeUnchanged) {
   set_filter(haar);
   for (const shape nn : {shape{4, 4, 4}, shape{1, 2, 3}, shape{4, 1, 4}})
