@@ -3,8 +3,7 @@
 /// Why      when the system refuses a thread or a stack, the OpenMP run-time ends the process by a signal. So threads are
 ///          tried before the run-time asks for them, as many and with stacks as large, all at a time, and the team is
 ///          started at once. A limit on processes, on the address space or of a control group then makes teams smaller
-/// Bits     those of the forward product and the transform do not depend on the size of the team; those of the other
-///          products do, as products/private_sums.h tells
+/// Bits     those of the products and the transform do not depend on the size of the team
 /// Threads  each thread that starts parallel loops has a team of its own
 #pragma once
 
