@@ -8,6 +8,7 @@
 #include <cassert>
 #include <cstdint>
 #include <iterator>
+#include <limits>
 #include <vector>
 
 #include "products/row_kernels.h"
@@ -56,10 +57,11 @@ void clear_past_the_caches(r8* y, i8 n) {
   _mm_sfence();
 }
 
+/// By all threads of the team that calls.
 void clear(std::span<r8> y) {
   constexpr i8 piece = 1 << 15;
   const bool past = std::ssize(y) * i8{sizeof(r8)} > beyond_the_caches;
-#pragma omp parallel for schedule(static) num_threads(team_size())
+#pragma omp for schedule(static)
   for (i8 at = 0; at < std::ssize(y); at += piece) {
     const i8 n = std::min(piece, std::ssize(y) - at);
     past ? clear_past_the_caches(y.data() + at, n) : void(std::fill_n(y.data() + at, n, 0.0));
@@ -130,41 +132,44 @@ class slab_sum {
   std::atomic<bool> outside_ = false;
 };
 
+/// By all threads of the team that calls; who is done with a part goes on.
 void add_by_slabs(slab_sum& sum, row_range rows, const r8* v) {
-#pragma omp parallel for schedule(static) num_threads(static_cast <int>(sum.parts()))
+#pragma omp for schedule(static) nowait
   for (i8 part = 0; part < sum.parts(); ++part) sum.add_to_part(part, rows, v);
 }
 
-/// y, cleared, is summed by slabs: add(sum). If the rows prove not to ascend, once more, in any order.
+/// y, which add(sum) clears, is summed by slabs. add is called by each thread of a team. If the rows prove not to ascend, once more,
+/// in any order.
 template <class body>
 void sum_into_cube(std::span<r8> y, row_range rows, i8 models, body&& add) {
   const i8 ncube = std::ssize(y) / models;
   check_any_cube(ncube, rows);
-  clear(y);
-  if (ncube == 0 || rows.last < rows.first) return;
+  if (ncube == 0) return;
   const slab whole{y.data(), 1, ncube};
-  slab_sum sum(whole, ncube, rows, row_order::ascending, models);
-  add(sum);
-  check_rows_in_place();
-  if (sum.in_place() && sum.entries() == entries_of_rows(rows)) return;
+  const auto add_in_order = [&](row_order order) {
+    slab_sum sum(whole, ncube, rows, order, models);
+#pragma omp parallel num_threads(team_size())
+    add(sum);
+    check_rows_in_place();
+    return sum.in_place() && sum.entries() == entries_of_rows(rows);
+  };
+  if (add_in_order(row_order::ascending)) return;
   order_of_rows(rows, ncube);
-  clear(y);
-  slab_sum again(whole, ncube, rows, row_order::any, models);
-  add(again);
-  check_rows_in_place();
+  add_in_order(row_order::any);
 }
 
-/// A block of rows: their dots are formed, then they are added. With small cubes it is one that the caches hold, so that G
-/// comes from memory once. Larger cubes take turns in the caches, and a block is so much longer that what they cost each
-/// time does not count: then the rows come twice, which is less than cubes that come again and again.
+/// A block of rows: their dots are formed, then they are added. With cubes that the second caches hold it is one that the third
+/// holds, so that G comes from memory once. Larger cubes take turns in the caches, and would come again for every
+/// block: there the rows come twice, and a block ends only so that its dots take no more memory than counts.
 struct block_limits {
   i8 bytes, rows;
 };
 
 block_limits limits_for(i8 ncube, i8 models, i8 threads) {
-  constexpr i8 cached = i8{4} << 20, of_a_thread = i8{512} << 10, times_both_cubes = 16, fewest_rows = 1024;
-  return {std::max({cached, threads * of_a_thread, times_both_cubes * 2 * ncube * models * i8{sizeof(r8)}}),
-          std::max(fewest_rows, ncube / 16)};
+  constexpr i8 second_cache = i8{2} << 20, third_cache = i8{8} << 20, of_a_thread = i8{512} << 10;
+  constexpr i8 fewest_rows = 1024, any = std::numeric_limits<i8>::max();
+  const bool cached = 2 * ncube * models * i8{sizeof(r8)} <= second_cache;
+  return {cached ? std::max(third_cache, threads * of_a_thread) : any, std::max(fewest_rows, ncube / 16)};
 }
 
 /// From `first` on; as many rows for each thread, where there are enough.
@@ -178,8 +183,10 @@ row_range block_from(i8 first, i8 last, i8 threads, const block_limits& limits) 
   return {first, first + (rows > threads ? rows / threads * threads : rows) - 1};
 }
 
-/// y += Gs' Gs v, as one of a team. Two blocks of dots in turn: who is done with a block may go on to the next.
-void add_normal_rows(slab_sum& sum, row_range rows, std::span<const r8> v, i8 models, std::span<r8> dots) {
+/// y = Gs' Gs v, as one of a team. Two blocks of dots in turn: who is done with a block may go on to the next. y is cleared
+/// behind the first dots: it is in the caches then for what is added.
+void sum_normal_rows(slab_sum& sum, row_range rows, std::span<const r8> v, i8 models, std::span<r8> dots,
+                     std::span<r8> y) {
   const sparse_kernels& kernels = best_sparse_kernels(models);
   const i8 ncube = std::ssize(v) / models;
   std::atomic<bool> outside = false;  // the slabs tell
@@ -192,9 +199,10 @@ void add_normal_rows(slab_sum& sum, row_range rows, std::span<const r8> v, i8 mo
     for (i8 i = block.first; i <= block.last; ++i)
       if (!interruption_is_asked_for())
         kernels.row_dots(entries_of(store.Gs(i)), v.data(), ncube, s + (i - block.first) * models, outside);
-#pragma omp for schedule(static) nowait
-    for (i8 part = 0; part < sum.parts(); ++part) sum.add_to_part(part, block, s);
+    if (block.first == rows.first) clear(y);
+    add_by_slabs(sum, block, s);
   }
+  if (rows.last < rows.first) clear(y);
 }
 
 }  // namespace
@@ -205,7 +213,10 @@ void CALC_GV(std::span<const r8> v, std::span<r8> y, i8 models) {
 
 void CALC_GTV(std::span<const r8> v, std::span<r8> y, i8 models) {
   const row_range rows = rows_for(v, models);
-  sum_into_cube(y, rows, models, [&](slab_sum& sum) { add_by_slabs(sum, rows, v.data()); });
+  sum_into_cube(y, rows, models, [&](slab_sum& sum) {
+    clear(y);
+    add_by_slabs(sum, rows, v.data());
+  });
 }
 
 void CALC_GTGV_1LOOP(std::span<const r8> v, std::span<r8> y, i8 models) {
@@ -213,10 +224,7 @@ void CALC_GTGV_1LOOP(std::span<const r8> v, std::span<r8> y, i8 models) {
   const row_range rows = all_rows();
   const i8 block_rows = std::min(limits_for(std::ssize(v) / models, models, 1).rows, rows.last);
   std::vector<r8> dots(static_cast<std::size_t>(2 * std::max(block_rows, i8{0}) * models));
-  sum_into_cube(y, rows, models, [&](slab_sum& sum) {
-#pragma omp parallel num_threads(static_cast <int>(sum.parts()))
-    add_normal_rows(sum, rows, v, models, dots);
-  });
+  sum_into_cube(y, rows, models, [&](slab_sum& sum) { sum_normal_rows(sum, rows, v, models, dots, y); });
 }
 
 void dots_of_rows(row_range rows, std::span<const r8> v, std::span<r8> y, i8 models) {
@@ -252,6 +260,7 @@ row_order order_of_rows(row_range rows, i8 ncube) {
 void add_rows(row_range rows, row_order order, std::span<const r8> v, const slab& to, i8 ncube, i8 models) {
   if (to.size == 0 || rows.last < rows.first) return;
   slab_sum sum(to, ncube, rows, order, models);
+#pragma omp parallel num_threads(team_size())
   add_by_slabs(sum, rows, v.data() + (rows.first - 1) * models);
   check_rows_in_place();
   if (!sum.in_place()) stop_program("idx do not ascend");
