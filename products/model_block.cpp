@@ -21,10 +21,13 @@ namespace velko {
 namespace {
 
 // How many models go in one pass. Eight take the least time for each where a cache line, eight r8, goes through the
-// registers as one (benchmarks/README.md, "products"); narrower registers hold the partial sums of four.
+// registers as one, and where a plane of the cubes goes through the transform in the second caches; otherwise four do
+// (benchmarks/README.md, "products").
 i8 widest_pass() {
-  static const i8 widest = best_instruction_set() == instruction_set::avx512 ? 8 : 4;
-  return widest;
+  if (best_instruction_set() != instruction_set::avx512) return 4;
+  constexpr i8 second_caches = i8{2} << 20;
+  const i8 plane_of_eight = 8 * i8{store.ncube_z} * store.ncube_x * i8{sizeof(r8)};
+  return store.compressed && plane_of_eight > second_caches ? 4 : 8;
 }
 
 /// So many models lie interleaved in a pass of `count`: some of them zero.

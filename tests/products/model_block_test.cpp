@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "arrays/floating_point_mode.h"
+#include "arrays/instruction_set.h"
 #include "tests/products/random_problem.h"
 #include "tests/support/little_memory.h"
 #include "wavelet/transform_memory.h"
@@ -292,6 +293,15 @@ TEST_F(BlockLengths, MemoryOfABlockIsTold) {
   EXPECT_EQ(work_bytes(1).normal_product, 2 * cube + transform(1));
   EXPECT_EQ(work_bytes(2).single_products, 2 * cube + 2 * 9 * 8 + 3 * transform(2));
   EXPECT_EQ(work_bytes(3).normal_product, 8 * cube + 3 * transform(4));
+}
+
+TEST_F(BlockLengths, PassTakesFourModelsWhereThePlanesOfEightOutgrowTheCaches) {
+  set_uneven_problem();
+  set_random_sparse_rows(9);
+  const auto cubes_of_eight_models = [] { return work_bytes(8).normal_product / (i8{8} * store.ncube); };
+  EXPECT_GE(cubes_of_eight_models(), best_instruction_set() == instruction_set::avx512 ? 16 : 8);
+  set_cube(16, 512, 1024);
+  EXPECT_EQ(cubes_of_eight_models(), 8);
 }
 
 TEST_F(BlockLengths, KeptMemoryOfALargerBlockServesSmallerOnes) {
