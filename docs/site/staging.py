@@ -47,7 +47,7 @@ def outside_fences(text, change):
 
 
 def shown_list(entries):
-    return [line for one in entries
+    return [line for one in entries if "--help" not in one.names
             for line in (f"`{', '.join(one.names)}{' ' * bool(one.value)}{one.value}`", f":   {headers.escaped(one.text)}", "")]
 
 
