@@ -169,16 +169,22 @@ void BM_models(benchmark::State& state, const std::string& name, int which, i8 m
   set_bytes(state, p);
 }
 
-/// Whole products of a block of models, with the mapping and the transforms: 0 forward, 1 adjoint, 2 normal.
+/// Whole products of a block of models, with the mapping and the transforms: 0 forward, 1 adjoint, 2 normal; with fresh memory
+/// for each, or memory that is kept.
+enum class memory_of_products { fresh, kept };
+template <memory_of_products memory>
 void BM_whole_products(benchmark::State& state, const std::string& name, int which, i8 models) {
   const survey_rows& p = rows_of(name);
   owned_array2<r8> m(cells.ncell, models), y(cells.ncell, models), d(survey.ndata, models);
   const values from = random_values(static_cast<std::size_t>(m.size()));
   std::copy(from.begin(), from.end(), m.begin());
+  block_work kept;
   const auto product = [&] {
-    if (which == 0) GPROD_BLOCK(m, d);
-    if (which == 1) GTPROD_BLOCK(y, d);
-    if (which == 2) GTGPROD_BLOCK(m, y);
+    block_work fresh;
+    block_work& work = memory == memory_of_products::kept ? kept : fresh;
+    if (which == 0) GPROD_BLOCK(m, d, work);
+    if (which == 1) GTPROD_BLOCK(y, d, work);
+    if (which == 2) GTGPROD_BLOCK(m, y, work);
   };
   product();
   for (auto _ : state) product();
@@ -268,7 +274,9 @@ void register_all(const std::string& file) {
             ->Unit(benchmark::kMillisecond);
   };
   add_blocks({"CALC_GV", "CALC_GTV", "CALC_GTGV_1LOOP"}, {2, 4, 8}, BM_models);
-  add_blocks({"GPROD", "GTPROD", "GTGPROD"}, {1, 4, 8}, BM_whole_products);
+  add_blocks({"GPROD", "GTPROD", "GTGPROD"}, {1, 4, 8}, BM_whole_products<memory_of_products::fresh>);
+  add_blocks({"GPROD_kept", "GTPROD_kept", "GTGPROD_kept"}, {4, 8},
+             BM_whole_products<memory_of_products::kept>);
 }
 
 }  // namespace
