@@ -16,7 +16,7 @@ void check_problem() {
   if (survey.ndata != store.ndata_mtx) stop_program("ndata /= # of rows");
 }
 
-void check_model(std::span<const r8> m) {
+void check_length_of_model(std::span<const r8> m) {
   if (std::ssize(m) != cells.ncell) stop_program("size(m) /= ncell");
 }
 
@@ -46,14 +46,14 @@ std::vector<r8> formed(problem& p, const std::function<std::vector<r8>()>& produ
 }
 
 std::vector<r8> forward_in_place(std::span<const r8> m) {
-  check_model(m);
+  check_length_of_model(m);
   std::vector<r8> d(static_cast<std::size_t>(survey.ndata));
   forward_of_active(m, d);
   return d;
 }
 
 std::vector<r8> weighted(std::span<const r8> m) {
-  check_model(m);
+  check_length_of_model(m);
   std::vector<r8> wtz = new_model();
   if (cells.nbelow != store.wtz.size()) stop_program("# of cells below the surface /= size(wtz)");
   BELOW_TO_ACTIVE(store.wtz.elements(), wtz);
@@ -82,7 +82,7 @@ std::vector<r8> adjoint(problem& p, std::span<const r8> d) {
 
 std::vector<r8> normal(problem& p, std::span<const r8> x) {
   return formed(p, [&] {
-    check_model(x);
+    check_length_of_model(x);
     std::vector<r8> y = new_model();
     GTGPROD(x, y);
     return y;
