@@ -56,11 +56,11 @@ def number_of_slabs(m, j, ranks):
 
 
 def adjoint(m, j, ranks):
-    """The pipeline: each of its steps waits for the slower of adding a slab's rows and passing the slab on."""
+    """The pipeline: a step adds a slab's rows and passes the slab on, which moves while the ranks are in MPI alone."""
     slabs = number_of_slabs(m, j, ranks)
     add = j.rows_bytes / (m.add * memories(m, ranks)) / slabs + j.rows / ranks * m.lookup
     send = 0 if ranks == 1 else 8 * j.cube / slabs / m.link + m.latency
-    return transform(m, j, ranks) + (slabs + ranks - 1) * max(add, send) + gather(m, 8 * j.cube, ranks)
+    return transform(m, j, ranks) + (slabs + ranks - 1) * (add + send) + gather(m, 8 * j.cube, ranks)
 
 
 def reduction(m, j, ranks):
