@@ -8,6 +8,7 @@
 #include <cmath>
 #include <numeric>
 #include <span>
+#include <string_view>
 
 #include "builder/cell_weights.h"
 #include "builder/input_checks.h"
@@ -45,6 +46,12 @@ bool x_counts_lines(const survey_state& s) {
 }
 
 constexpr auto identifier_hint = "; x counts the lines: is there an identifier in the first column?";
+
+/// Where nothing else of the positions is strange.
+void add_identifier(lines& all, const mesh_state& m, const survey_state& s) {
+  if (all.empty() && x_counts_lines(s) && count_data_in_cells(s, m) == 0)
+    all.emplace_back(std::string_view(identifier_hint).substr(2));
+}
 
 std::string cause_of_distance(const mesh_state& m, const survey_state& s) {
   if (x_counts_lines(s)) return identifier_hint;
@@ -169,6 +176,7 @@ std::vector<std::string> likely_mistakes(const mesh_state& m, const survey_state
   lines all;
   add_stations_beside(all, m, s);
   add_stations_far_above(all, m, s);
+  add_identifier(all, m, s);
   add_field(all, s);
   add_repeats(all, s);
   add_padding(all, m, s);

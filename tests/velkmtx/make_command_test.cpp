@@ -209,6 +209,19 @@ TEST_F(MemoryOfARun, IsForeseenForPartsOfManyBlocks) {
   expect_foreseen("fine null loc g.mtx --tolerance 0.03 --rows 1020:1030 --threads 1");
   expect_foreseen("coarse null loc g.mtx --tolerance 0.03 --rows 1024:2049 --threads 2");
 }
+/// Sums of forty blocks.
+TEST_F(MemoryOfARun, BeyondWhatTheProcessCanHaveIsTold) {
+  std::string text = "62 -4 52000\n62 -4 1\n40000\n";
+  for (int n = 0; n < 40000; ++n) text += std::to_string(n % 200) + " " + std::to_string(n / 200) + " 100\n";
+  folder.write("many", text);
+  folder.write("fine", "128 128 32\n0 0 80\n128*2\n128*2\n32*4\n");
+  const test::program_run run = run_program(
+      folder, "/bin/bash",
+      {"-c", "ulimit -v 120000; " VELKMTX " make fine null many g.mtx --tolerance 0.03 --rows 2:40000"
+             " --threads 1 --dry-run"});
+  EXPECT_THAT(run.out,
+              ContainsRegex("\nabout 20[0-9]\\.[0-9] MB of memory \\(this process can have 122\\.9 MB\\) "));
+}
 #endif
 
 /// A survey that takes minutes, over a fine mesh.

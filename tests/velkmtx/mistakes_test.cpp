@@ -182,6 +182,11 @@ TEST_F(Mistakes, StationsBesideTheMeshAreTold) {
   EXPECT_THAT(velkmtx("make mesh topo loc g.mtx --dense").err, HasSubstr("; are x and y swapped?\n"));
 }
 
+TEST_F(Mistakes, IdentifierIsSuspectedWhereNothingElseIsStrange) {
+  data("7 10 65\n8 20 66\n9 10 67\n10 20 68\n");
+  expect_warning("x counts the lines: is there an identifier in the first column?");
+}
+
 TEST_F(Mistakes, StationsFarAboveTheGroundAreTold) {
   data("10 15 1046\n20 15 1046\n");
   expect_warning("the stations lie 1001 above the ground on average, 200 times the height of a cell");
