@@ -183,6 +183,13 @@ std::vector<std::string> likely_mistakes(const mesh_state& m, const survey_state
   return all;
 }
 
+std::string burial_of(const mesh_state& m, const survey_state& s) {
+  const i4 buried = count_data_in_cells(s, m);
+  if (buried == 0) return {};
+  return fmt::format("{} of {} data lie in or on a cell below the surface, the first is datum {}", buried,
+                     s.ndata, first_datum_in_cells(s, m));
+}
+
 std::string cause_of_burial(const mesh_state& m, const survey_state& s) {
   if (x_counts_lines(s)) return identifier_hint;
   if (2 * i8{count_data_in_cells(s, m)} <= s.ndata) return {};

@@ -17,6 +17,9 @@ namespace velko {
 /// A line for each.
 std::vector<std::string> likely_mistakes(const mesh_state& m, const survey_state& s);
 
+/// "3 of 36 data lie in or on a cell below the surface, the first is datum 2"; empty where none does.
+std::string burial_of(const mesh_state& m, const survey_state& s);
+
 /// What may have put stations into the ground; empty where nothing shows.
 std::string cause_of_burial(const mesh_state& m, const survey_state& s);
 

@@ -306,6 +306,12 @@ sensitivity_contents scan_sensitivity_file(std::string_view file_name) {
 }
 
 /// The published tables of filters have ten digits and more.
+std::vector<std::string> differences_to(const survey_state& locations, const sensitivity_contents& contents) {
+  if (contents.made) return differences(locations, *contents.made);
+  if (locations.ndata == contents.ndata_mtx) return {};
+  return {fmt::format("{} data; the file was made for {}", locations.ndata, contents.ndata_mtx)};
+}
+
 std::string name_of_filter(const std::vector<r8>& wfilter) {
   const auto n = static_cast<i4>(wfilter.size());
   if (n < 2 || n > longest_daubechies_filter || n % 2 != 0) return {};

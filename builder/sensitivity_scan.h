@@ -59,6 +59,10 @@ struct sensitivity_contents {
 
 sensitivity_contents scan_sensitivity_file(std::string_view file_name);
 
+/// A line for each thing in which a survey differs from the one that the file was made for. Without a provenance the file
+/// tells no more of it than the number of its data.
+std::vector<std::string> differences_to(const survey_state& locations, const sensitivity_contents& contents);
+
 /// "Haar", "Daubechies", "symlet", the last two also with ", reversed"; empty for a filter that velkmtx does not know.
 std::string name_of_filter(const std::vector<r8>& wfilter);
 

@@ -23,7 +23,7 @@ constexpr r8 hole = std::numeric_limits<r8>::quiet_NaN();
 
 [[noreturn]] void refuse_scattered() {
   stop_program(
-      "velkmtx: the stations do not lie on a grid along x and y; --spacing interpolates them on one");
+      "velkmtx: the stations do not lie on a grid along x and y; a spacing interpolates them on one");
 }
 
 /// Nodes at equal distances that hold all of some coordinates.
@@ -53,7 +53,7 @@ std::optional<grid_axis> axis_through(std::vector<r8> values) {
 map_grid empty_grid(r8 west, r8 south, r8 dx, r8 dy, r8 columns, r8 rows) {
   if (!(columns * rows <= map_grid::most_nodes))
     stop_program(
-        fmt::format("velkmtx: a grid of {:.0f} x {:.0f} nodes is too much; a wider --spacing makes it less",
+        fmt::format("velkmtx: a grid of {:.0f} x {:.0f} nodes is too much; a wider spacing makes it less",
                     columns, rows));
   return {west,
           south,
@@ -135,7 +135,7 @@ map_grid interpolated(std::span<const ground_point> values, r8 spacing) {
   const r8 west = std::ceil(box.min_x / spacing), south = std::ceil(box.min_y / spacing);
   const r8 columns = std::floor(box.max_x / spacing) - west + 1,
            rows = std::floor(box.max_y / spacing) - south + 1;
-  if (columns < 1 || rows < 1) stop_program("velkmtx: the --spacing is wider than the survey");
+  if (columns < 1 || rows < 1) stop_program("velkmtx: the spacing is wider than the survey");
   interpolation between(points);
   map_grid grid = empty_grid(west * spacing, south * spacing, spacing, spacing, columns, rows);
   for (i4 row = 0; row < grid.rows; ++row)

@@ -3,18 +3,29 @@
 #include <pybind11/stl.h>
 
 #include <chrono>
+#include <cstdio>
+#include <optional>
 #include <string>
 
 #include "builder/daubechies.h"
+#include "builder/form_choice.h"
+#include "builder/growing_file.h"
 #include "builder/input_checks.h"
+#include "builder/likely_mistakes.h"
+#include "builder/part_joining.h"
+#include "builder/run_memory.h"
+#include "builder/run_notes.h"
 #include "builder/sensitivity_builder.h"
+#include "builder/sensitivity_scan.h"
 #include "builder/sensitivity_writer.h"
 #include "files/output_file.h"
 #include "python/bindings.h"
 #include "python/conversions.h"
 #include "python/library_call.h"
 #include "reports/interruption.h"
+#include "reports/program_stop.h"
 #include "reports/reports.h"
+#include "threads/team.h"
 
 namespace velko::python {
 
@@ -52,63 +63,192 @@ class progress {
   std::chrono::steady_clock::time_point next_{};
 };
 
-void warn_of_buried_data(const survey_state& s, const mesh_state& m) {
-  if (const i4 buried = count_data_in_cells(s, m); buried > 0)
-    report(std::to_string(buried) + " of " + std::to_string(s.ndata) +
-           " data lie in or on a cell below the surface");
+/// What the caller wishes of the form, as velko/making.py puts it.
+form_wishes wishes_from(const py::dict& form) {
+  const auto number = [&](const char* name) { return form[name].cast<std::optional<r8>>(); };
+  form_wishes wishes{form["wavelet"].cast<std::string>(), form["dense"].cast<bool>(), number("tolerance"),
+                     number("accuracy"), form["largest"].cast<r8>()};
+  if (const auto kind = form["weights"].cast<std::optional<i4>>())
+    wishes.weights = static_cast<weighting::kind_t>(*kind);
+  wishes.beta = form["beta"].cast<r8>();
+  wishes.z0 = number("z0");
+  return wishes;
 }
 
-py::dict to_python(const row_statistics& rows, r8 tolerance, i8 bytes, i4 ncol) {
-  py::dict d;
-  d["bytes"] = bytes;
-  d["cells"] = ncol;
+/// Mesh and survey, and how the rows are to be made.
+struct row_request {
+  mesh_state m;
+  survey_state s;
+  form_wishes wishes;
+  survey_rows rows;
+  int threads = 0;
+  bool allow_buried = false;
+};
+
+row_request request_from(const py::handle& of_mesh, const py::handle& of_survey, const py::dict& form,
+                         const py::dict& run) {
+  const auto [first, last] = run["rows"].cast<std::pair<i4, i4>>();
+  return {mesh_from(of_mesh), survey_from(of_survey),     wishes_from(form),
+          {first, last},      run["threads"].cast<int>(), run["allow_buried"].cast<bool>()};
+}
+
+void check(const row_request& r) {
+  check_mesh(r.m);
+  check_surface(r.m);
+  check_survey(r.s);
+  for (const std::string& mistake : likely_mistakes(r.m, r.s)) report(mistake);
+  const std::string buried = burial_of(r.m, r.s);
+  if (buried.empty()) return;
+  if (!r.allow_buried) stop_program(buried + cause_of_burial(r.m, r.s) + "; allow_buried=True takes them");
+  report(buried);
+}
+
+py::dict to_python(const row_statistics& rows, i4 count) {
+  py::dict d, trials;
+  d["rows"] = count;
   d["least"] = rows.least;
   d["median"] = rows.median;
   d["most"] = rows.most;
   d["stored"] = rows.stored;
   d["loss"] = rows.loss;
   d["largest_loss"] = rows.largest_loss;
-  d["tolerance"] = tolerance;
+  d["off"] = rows.largest_one_norm;
+  for (const trial_error& trial : rows.trials) trials[py::str(std::string(trial.model))] = trial.error;
+  d["trials"] = trials;
+  const verification& v = rows.verified;
+  d["verified"] =
+      v.count == 0 ? py::object(py::none()) : py::make_tuple(v.count, v.loss, v.one_norm, v.beyond);
   return d;
 }
 
-constexpr r8 part_to_lose = 0.01;  // of data of trial models, where no tolerance is given
+/// What is the same for rows that were made and for those that were tried.
+py::dict to_python(const row_request& r, const matrix_form& form, const row_statistics& rows, i4 count,
+                   int threads, i8 bytes, r8 seconds) {
+  py::dict d = to_python(rows, count);
+  d["bytes"] = bytes;
+  d["dense_bytes"] = i8{4} * r.rows.count() * columns_of(r.m);
+  d["cells"] = columns_of(r.m);
+  d["wavelet"] = form.compressed() ? py::object(py::str(r.wishes.wavelet)) : py::object(py::none());
+  d["tolerance"] = form.tolerance;
+  d["weights"] = std::string(weighting_names[static_cast<std::size_t>(form.weights.kind)]);
+  d["memory"] = memory_for(r.m, form, rows.most, threads);
+  d["seconds"] = seconds;
+  return d;
+}
 
-/// An empty wavelet: the dense form. A tolerance below 0: the one for the trial models. Weights below 0: the
-/// usual ones. z0 below 0: the survey's.
-py::dict make(const std::string& file, const py::handle& of_mesh, const py::handle& of_survey,
-              const std::string& wavelet, r8 tolerance, i4 weights, r8 beta, r8 z0, int threads,
-              const py::object& callback) {
-  problem p;
-  const mesh_state m = mesh_from(of_mesh);
-  const survey_state s = survey_from(of_survey);
-  matrix_form form;
-  if (!wavelet.empty()) form.wfilter = wavelet_filter(wavelet);
-  const i4 usual = form.compressed() && is_padded(m) ? weighting::volume : weighting::none;
-  form.weights.kind = static_cast<weighting::kind_t>(weights < 0 ? usual : weights);
-  form.weights.beta = beta;
-  if (z0 >= 0) form.weights.z0 = z0;
-  progress shown(callback, s.ndata);
+r8 seconds_since(std::chrono::steady_clock::time_point start) {
+  return std::chrono::duration<r8>(std::chrono::steady_clock::now() - start).count();
+}
+
+struct rows_of_file {
   row_statistics rows;
   i8 bytes = 0;
+};
+
+/// Fills a file, and gives it its name with `finish`.
+template <class file_type, class function>
+rows_of_file fill(file_type& file, const row_request& r, const matrix_form& form, i4 to_verify,
+                  progress& shown, run_notes* notes, function&& finish) {
+  record_writer records(file);
+  const auto row_is_written = [&](i4 done) {
+    end_if_interrupted();
+    shown.show(done);
+  };
+  rows_of_file made;
+  made.rows = write_sensitivity(records, r.m, r.s, form, r.rows, row_is_written, to_verify, notes);
+  made.bytes = records.position();
+  finish();
+  return made;
+}
+
+/// note_every: seconds between two notes of how far the run is, for another to go on; None: no notes.
+py::dict make(const std::string& file, const py::handle& of_mesh, const py::handle& of_survey,
+              const py::dict& of_form, const py::dict& run, const py::object& callback) {
+  problem p;
+  const row_request r = request_from(of_mesh, of_survey, of_form, run);
+  const auto note_every = run["note_every"].cast<std::optional<r8>>();
+  const i4 to_verify = run["verify"].cast<i4>();
+  progress shown(callback, r.rows.count());
+  matrix_form form;
+  rows_of_file made;
+  int threads = 0;
+  const auto start = std::chrono::steady_clock::now();
   in_library(p, file, [&] {
-    check_mesh(m);
-    check_surface(m);
-    check_survey(s);
-    warn_of_buried_data(s, m);
-    const threads_of_call team(threads);
-    if (form.compressed())
-      form.tolerance = tolerance >= 0 ? tolerance : tolerance_for(m, s, form, part_to_lose);
+    check(r);
+    const threads_of_call team(r.threads);
+    threads = team_size();
+    form = form_for(r.wishes, r.m, r.s);
+    if (!note_every) {
+      output_file out(file);
+      made = fill(out, r, form, to_verify, shown, nullptr, [&] { out.keep(); });
+      return;
+    }
+    const std::string notes_file = file + ".notes";
+    growing_file out(file);
+    run_notes notes(out, notes_file, *note_every);
+    made = fill(out, r, form, to_verify, shown, &notes, [&] { out.finish(); });
+    std::remove(notes_file.c_str());
+  });
+  return to_python(r, form, made.rows, made.rows.made, threads, made.bytes, seconds_since(start));
+}
+
+/// What all rows would be like, judged by a few.
+py::dict try_rows(const py::handle& of_mesh, const py::handle& of_survey, const py::dict& of_form,
+                  const py::dict& run) {
+  problem p;
+  const row_request r = request_from(of_mesh, of_survey, of_form, run);
+  matrix_form form;
+  row_sample sample;
+  int threads = 0;
+  in_library(p, "", [&] {
+    check(r);
+    const threads_of_call team(r.threads);
+    form = form_for(r.wishes, r.m, r.s);
+    constexpr i4 rows_to_try = 8;
+    sample = sample_rows(r.m, r.s, form, rows_to_try);
+    threads = team_size();
+  });
+  const r8 of_rows = static_cast<r8>(sample.rows.stored) / sample.count * (form.compressed() ? 8 : 4);
+  const r8 bytes = of_rows * r.rows.count() + 16.0 * columns_of(r.m);
+  return to_python(r, form, sample.rows, sample.count, threads, static_cast<i8>(bytes),
+                   sample.seconds * r.rows.count() / threads);
+}
+
+/// Rows, and how many of them were brought back for the diagonal.
+py::tuple join(const std::string& file, const std::vector<std::string>& parts, const py::object& callback) {
+  problem p;
+  joined_file joined;
+  std::optional<progress> shown;
+  in_library(p, file, [&] {
     output_file out(file);
-    record_writer records(out);
-    rows = write_sensitivity(records, m, s, form, {1, s.ndata}, [&](i4 done) {
+    joined = join_parts(out, parts, [&](i4 done, i4 all) {
       end_if_interrupted();
-      shown.show(done);
+      if (!shown) shown.emplace(callback, all);
+      shown->show(done);
     });
-    bytes = out.bytes_written();
     out.keep();
   });
-  return to_python(rows, form.tolerance, bytes, columns_of(m));
+  return py::make_tuple(joined.rows, joined.restored);
+}
+
+/// Faults, whether there is a provenance, whether the file was read to its end, and the bytes of a run.
+py::tuple check_file(const std::string& file, const py::object& of_survey) {
+  problem p;
+  std::optional<survey_state> s;
+  if (!of_survey.is_none()) s = survey_from(of_survey);
+  sensitivity_contents contents;
+  std::vector<std::string> faults, apart;
+  in_library(p, file, [&] {
+    contents = scan_sensitivity_file(file);
+    faults = contents.faults;
+    if (contents.made) {
+      const auto damaged = damaged_stretches(file, *contents.made);
+      faults.insert(faults.end(), damaged.begin(), damaged.end());
+    }
+    if (s) apart = differences_to(*s, contents);
+  });
+  return py::make_tuple(faults, apart, contents.made.has_value(), contents.complete,
+                        contents.complete ? bytes_of_a_run(contents) : 0.0);
 }
 
 /// A payload of pieces, one behind another.
@@ -155,6 +295,9 @@ void write_rows(const std::string& file, const py::handle& of_mesh, i4 count, co
 
 void add_builder(py::module_& m) {
   m.def("make", make);
+  m.def("try_rows", try_rows);
+  m.def("join", join);
+  m.def("check_file", check_file);
   m.def("write_rows", write_rows);
   m.def("wavelet_filter", [](const std::string& name) { return wavelet_filter(name); });
   m.attr("wavelet_names") = py::cast(std::vector<std::string>(wavelet_names.begin(), wavelet_names.end()));

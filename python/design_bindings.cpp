@@ -65,12 +65,15 @@ py::object surface_index(const py::handle& mesh_below, const std::string& file) 
   mesh_state m = mesh_from(mesh_below);
   m.itop = {};
   owned_array2<i4> itop;
-  in_library(p, file, [&] {
-    check_mesh(m);
-    mesh = std::move(m);
-    read_topography(file);
-    itop = std::move(mesh.itop);
-  });
+  in_library(
+      p, file,
+      [&] {
+        check_mesh(m);
+        mesh = std::move(m);
+        read_topography(file);
+        itop = std::move(mesh.itop);
+      },
+      [&] { return explain_topography_file(file); });
   return surface_to_numpy(std::move(itop));
 }
 
@@ -80,12 +83,15 @@ py::object elevations(const py::handle& mesh_below, const std::string& file, con
   problem p;
   mesh_state m = mesh_from(mesh_below);
   owned_array2<r8> gz;
-  in_library(p, file, [&] {
-    check_mesh(m);
-    mesh = std::move(m);
-    gz = sample_surface(read_surface(file), array1<const r8>(y.data(), y.size()),
-                        array1<const r8>(x.data(), x.size()));
-  });
+  in_library(
+      p, file,
+      [&] {
+        check_mesh(m);
+        mesh = std::move(m);
+        gz = sample_surface(read_surface(file), array1<const r8>(y.data(), y.size()),
+                            array1<const r8>(x.data(), x.size()));
+      },
+      [&] { return explain_topography_file(file); });
   const i8 ny = gz.extent(1), nx = gz.extent(2);
   return to_numpy(std::move(gz)).attr("reshape")(nx, ny).attr("T");
 }

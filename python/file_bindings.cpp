@@ -14,6 +14,7 @@
 #include "python/bindings.h"
 #include "python/conversions.h"
 #include "python/library_call.h"
+#include "reports/reports.h"
 #include "store/getpar.h"
 #include "topography/topography_file.h"
 
@@ -22,35 +23,53 @@ namespace velko::python {
 namespace {
 
 /// The mesh that a reader leaves behind.
-py::dict read_mesh_by(const std::string& file, void (*reader)(std::string_view)) {
+py::dict read_mesh_by(const std::string& file, void (*reader)(std::string_view),
+                      const diagnosis_of_file& explain) {
   problem p;
   mesh_state found;
-  in_library(p, file, [&] {
-    reader(file);
-    found = std::move(mesh);
-  });
+  in_library(
+      p, file,
+      [&] {
+        reader(file);
+        found = std::move(mesh);
+      },
+      explain);
   return to_python(std::move(found));
+}
+
+py::dict read_mesh(const std::string& file) {
+  return read_mesh_by(file, read_mesh_file, [&] { return explain_mesh_file(file); });
+}
+
+py::dict read_sensitivity_mesh(const std::string& file) {
+  return read_mesh_by(file, read_mesh_of_sensitivity_file, {});
 }
 
 /// One value for each cell of the mesh, in model order.
 py::array_t<r8> read_model_of(const std::string& file, const py::handle& mesh_of_model) {
   problem p;
   mesh_state m = mesh_from(mesh_of_model);
+  const i8 count = i8{m.nx} * m.ny * m.nz;
   owned_array1<r8> values;
-  in_library(p, file, [&] {
-    mesh = std::move(m);
-    const owned_array2<i4> no_air(mesh.ny, mesh.nx);
-    get_active_cells("null", no_air);
-    values = owned_array1<r8>(uninitialised, cells.ncell);
-    read_model(file, "model", values.elements(), {}, no_air);
-  });
+  in_library(
+      p, file,
+      [&] {
+        mesh = std::move(m);
+        const owned_array2<i4> no_air(mesh.ny, mesh.nx);
+        get_active_cells("null", no_air);
+        values = owned_array1<r8>(uninitialised, cells.ncell);
+        read_model(file, "model", values.elements(), {}, no_air);
+      },
+      [&] { return explain_model_file(file, count); });
   return to_numpy(std::move(values));
 }
 
 py::array_t<i4> read_active(const std::string& file, i4 ny, i4 nx, i4 nz) {
   problem p;
   owned_array3<i4> active(nz, nx, ny);
-  in_library(p, file, [&] { read_active_file(file, active); });
+  in_library(
+      p, file, [&] { read_active_file(file, active); },
+      [&] { return explain_active_file(file, active.size()); });
   return to_numpy(std::move(active));
 }
 
@@ -62,10 +81,14 @@ py::dict read_survey(const std::string& file, i4 columns) {
   problem p;
   survey_state stations;
   data_values behind;
-  in_library(p, file, [&] {
-    behind = read_survey_file(file, columns);
-    stations = std::move(survey);
-  });
+  in_library(
+      p, file,
+      [&] {
+        behind = read_survey_file(file, columns);
+        stations = std::move(survey);
+        if (const std::string more = told_of_lines_behind(file, stations.ndata); !more.empty()) report(more);
+      },
+      [&] { return explain_data_file(file, columns); });
   py::dict d = to_python(std::move(stations));
   d["values"] = column(std::move(behind.value));
   d["deviations"] = column(std::move(behind.deviation));
@@ -75,7 +98,8 @@ py::dict read_survey(const std::string& file, i4 columns) {
 py::array_t<r8> read_points(const std::string& file) {
   problem p;
   owned_array2<r8> points;
-  in_library(p, file, [&] { points = read_topography_points(file); });
+  in_library(
+      p, file, [&] { points = read_topography_points(file); }, [&] { return explain_topography_file(file); });
   return to_numpy(std::move(points));
 }
 
@@ -131,9 +155,8 @@ void write_points(const std::string& file, const input<r8>& points) {
 }  // namespace
 
 void add_files(py::module_& m) {
-  m.def("read_mesh", [](const std::string& file) { return read_mesh_by(file, read_mesh_file); });
-  m.def("read_sensitivity_mesh",
-        [](const std::string& file) { return read_mesh_by(file, read_mesh_of_sensitivity_file); });
+  m.def("read_mesh", read_mesh);
+  m.def("read_sensitivity_mesh", read_sensitivity_mesh);
   m.def("read_model", read_model_of);
   m.def("read_active", read_active);
   m.def("read_survey", read_survey);

@@ -61,9 +61,17 @@ struct outcome {
   told_end told;
   bool was_interrupted = false;
   std::exception_ptr of_python = nullptr;
+  text_fault fault = {};
 };
 
-outcome run(problem& p, const std::function<void()>& body) {
+/// Nothing where the file can't be looked at again.
+text_fault fault_by(const diagnosis_of_file& explain) {
+  text_fault fault;
+  if (explain) run_until_stop([&] { fault = explain(); });
+  return fault;
+}
+
+outcome run(problem& p, const std::function<void()>& body, const diagnosis_of_file& explain) {
   const std::lock_guard turn(in_the_library);
   const interrupt_watch watch;
   outcome result;
@@ -78,6 +86,8 @@ outcome run(problem& p, const std::function<void()>& body) {
     result.of_python = by_python.failure;
   }
   result.was_interrupted = interruption_is_asked_for();
+  if (result.told.end.kind != stop_or_done::done && !result.was_interrupted)
+    result.fault = fault_by(explain);
   return result;
 }
 
@@ -108,6 +118,11 @@ std::string joined(const std::vector<std::string>& lines) {
   throw py::error_already_set();
 }
 
+template <class T>
+py::object unless(bool absent, const T& value) {
+  return absent ? py::object(py::none()) : py::object(py::cast(value));
+}
+
 /// Readers put the line that they can't read, or the file's name, below their message.
 [[noreturn]] void raise_stop(const outcome& result, const std::string& file) {
   std::vector<std::string> words = lines_of(result.told.console);
@@ -115,10 +130,15 @@ std::string joined(const std::vector<std::string>& lines) {
   const py::module_ errors = py::module_::import("velko.errors");
   if (file.empty()) raise(errors.attr("Error")(joined(words)));
   if (words.size() == 2 && words[1] == file) words.pop_back();
-  const bool quotes = words.size() == 2 && words[0].starts_with("ERROR");
-  const py::object line = quotes ? py::object(py::str(words[1])) : py::object(py::none());
-  if (quotes) words.pop_back();
-  raise(errors.attr("FileError")(file, joined(words), line));
+  const text_fault& fault = result.fault;
+  std::string line = fault.text;
+  if (words.size() == 2 && words[0].starts_with("ERROR")) {
+    if (line.empty()) line = words[1];
+    words.pop_back();
+  }
+  raise(errors.attr("FileError")(file, joined(words), unless(fault.line == 0, fault.line),
+                                 unless(fault.column == 0, fault.column), unless(line.empty(), line),
+                                 unless(fault.empty(), fault.words)));
 }
 
 [[noreturn]] void raise_failure(const outcome& result, const std::string& file) {
@@ -145,11 +165,12 @@ void warn(const std::string& said) {
 
 }  // namespace
 
-void in_library(problem& p, const std::string& file, const std::function<void()>& body, console_lines lines) {
+void in_library(problem& p, const std::string& file, const std::function<void()>& body,
+                const diagnosis_of_file& explain, console_lines lines) {
   outcome result;
   {
     const py::gil_scoped_release others_run;
-    result = run(p, body);
+    result = run(p, body, explain);
   }
   if (result.of_python) std::rethrow_exception(result.of_python);
   if (result.was_interrupted && result.told.end.kind != stop_or_done::done) raise_interrupt();

@@ -1,5 +1,6 @@
 /// A sensitivity file as an object: its G in products, its arrays where they lie. velko/operators.py makes the linear
 /// operator of it.
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -14,11 +15,27 @@
 #include "python/library_call.h"
 #include "reports/program_stop.h"
 #include "store/getpar.h"
+#include "threads/team.h"
 #include "wavelet/wtn_mod.h"
 
 namespace velko::python {
 
 namespace {
+
+constexpr i4 models_of_a_pass = 8;  // as GPROD_BLOCK takes them at most
+
+/// Vectors of an array, however they lie in it.
+struct vectors {
+  const r8* first;
+  i8 length;
+  i4 count;
+  i8 to_next_element, to_next_vector;
+
+  bool is_block() const { return to_next_element == 1 && (count == 1 || to_next_vector == length); }
+  vectors some(i4 l, i4 n) const {
+    return {first + (l - 1) * to_next_vector, length, n, to_next_element, to_next_vector};
+  }
+};
 
 /// Opened once, then only read. Its arrays stay where they are, inside of a call and outside, as long as the object lives;
 /// NumPy's arrays over them keep it alive.
@@ -32,12 +49,11 @@ class sensitivity {
           get_active_cells("null", mesh.itop);
           if (cells.ncell != store.ncol) stop_program("ncol is not the number of cells below the surface");
           survey.ndata = store.ndata_mtx;
-          run.amodel = owned_array1<r8>(uninitialised, store.ncol);
           store.Gs_used =
               true;  // from here on views of the rows may be held: they are never taken from the file again
           look();
         },
-        console_lines::dropped);
+        {}, console_lines::dropped);
   }
 
   i4 ndata() const { return ndata_; }
@@ -53,24 +69,23 @@ class sensitivity {
   const sparse_row& row(i4 i) const { return Gs_(checked(i)); }
   array1<const r4> dense_row(i4 i) const { return Gfull_.row(checked(i)); }
 
-  /// `count` models, one behind the other, each times the weights where these count, to as many vectors of data.
-  void forward(const r8* models, r8* data, i4 count, bool weighted) {
+  /// Data of each model one behind the other. What the weights or the strides ask for is one pass over the models.
+  void forward(const vectors& models, r8* data, bool weighted) {
     in_library(problem_, file_, [&] {
-      const array2<r8> d(data, ndata_, count);
-      if (count == 1) return GPROD(weighted_model(models, weighted), d.elements());
-      if (!weighted) return GPROD_BLOCK(array2<const r8>(models, ncol_, count), d);
-      owned_array2<r8> m(uninitialised, ncol_, count);
-      for (i4 n = 1; n <= count; ++n)
-        multiply_by_weights({models + i8{ncol_} * (n - 1), extent(ncol_)}, vector(m, n));
-      GPROD_BLOCK(std::as_const(m), d);
+      const array2<r8> d(data, ndata_, models.count);
+      if (!weighted && models.is_block()) return product_of(block_at(models), d);
+      for (i4 l = 1; l <= models.count; l += models_of_a_pass) {
+        const vectors some = models.some(l, std::min(models_of_a_pass, models.count - l + 1));
+        product_of(gathered(some, weighted), array2<r8>(&d(1, l), ndata_, some.count));
+      }
     });
   }
 
-  void adjoint(const r8* data, r8* models, i4 count, bool weighted) {
+  void adjoint(const vectors& data, r8* models, bool weighted) {
     in_library(problem_, file_, [&] {
-      const array2<r8> m(models, ncol_, count);
-      GTPROD_BLOCK(m, array2<const r8>(data, ndata_, count));
-      for (i4 n = 1; weighted && n <= count; ++n) multiply_by_weights(vector(m, n), vector(m, n));
+      const array2<r8> m(models, ncol_, data.count);
+      GTPROD_BLOCK(m, data.is_block() ? block_at(data) : gathered(data, false));
+      for (i4 l = 1; weighted && l <= data.count; ++l) multiply_by_weights({&m(1, l), extent(ncol_)});
     });
   }
 
@@ -78,7 +93,7 @@ class sensitivity {
     in_library(problem_, file_, [&] {
       const std::span<r8> result(y, extent(ncol_));
       GTGPROD(weighted_model(x, weighted), result);
-      if (weighted) multiply_by_weights(result, result);
+      if (weighted) multiply_by_weights(result);
     });
   }
 
@@ -101,7 +116,7 @@ class sensitivity {
       else
         std::copy(dense_row(i).begin(), dense_row(i).end(), result.begin());
       check_rows_in_place();
-      if (weighted) multiply_by_weights(result, result);
+      if (weighted) multiply_by_weights(result);
     });
   }
 
@@ -126,7 +141,6 @@ class sensitivity {
   }
 
  private:
-  static std::span<r8> vector(array2<r8> block, i4 n) { return {&block(1, n), extent(block.extent(1))}; }
   static std::size_t extent(i8 n) { return static_cast<std::size_t>(n); }
 
   i4 checked(i4 i) const {
@@ -150,17 +164,43 @@ class sensitivity {
     for (const sparse_row& r : Gs_) stored_bytes_ += r.idx.size() * i8{sizeof(i4) + sizeof(r4)};
   }
 
-  void multiply_by_weights(std::span<const r8> m, std::span<r8> product) const {
-    const r8* w = wtz_.data();
-#pragma omp parallel for schedule(static)
-    for (std::size_t n = 0; n < m.size(); ++n) product[n] = m[n] * w[n];
+  static array2<const r8> block_at(const vectors& v) {
+    return array2<const r8>(v.first, v.length, v.count);
   }
 
-  std::span<const r8> weighted_model(const r8* m, bool weighted) const {
-    const std::span<const r8> plain(m, extent(ncol_));
-    if (!weighted) return plain;
-    multiply_by_weights(plain, run.amodel.elements());
-    return std::as_const(run.amodel).elements();
+  static void product_of(array2<const r8> m, array2<r8> d) {
+    if (m.extent(2) == 1) return GPROD(m.elements(), d.elements());
+    GPROD_BLOCK(m, d);
+  }
+
+  void multiply_by_weights(std::span<r8> m) const {
+    const r8* w = wtz_.data();
+#pragma omp parallel for schedule(static) num_threads(team_size())
+    for (std::size_t n = 0; n < m.size(); ++n) m[n] *= w[n];
+  }
+
+  /// Vectors one behind another, times the weights where these count; until the next call.
+  array2<const r8> gathered(const vectors& from, bool weighted) {
+    const i8 size = from.length * from.count;
+    if (block_.size() < size) block_ = owned_array1<r8>(uninitialised, size);
+    const r8* w = weighted ? wtz_.data() : nullptr;
+    constexpr i8 tile = 2048;  // of all vectors it stays in the cache, whatever the strides
+#pragma omp parallel for schedule(static) num_threads(team_size())
+    for (i8 begin = 0; begin < from.length; begin += tile)
+      for (i4 l = 0; l < from.count; ++l) {
+        const i8 end = std::min(begin + tile, from.length);
+        r8* to = block_.data() + l * from.length;
+        const r8* element = from.first + l * from.to_next_vector;
+        for (i8 n = begin; n < end; ++n) to[n] = element[n * from.to_next_element];
+        if (w != nullptr)
+          for (i8 n = begin; n < end; ++n) to[n] *= w[n];
+      }
+    return array2<const r8>(block_.data(), from.length, from.count);
+  }
+
+  std::span<const r8> weighted_model(const r8* m, bool weighted) {
+    if (!weighted) return {m, extent(ncol_)};
+    return gathered({m, ncol_, 1, 1, 0}, true).elements();
   }
 
   void restore(const sparse_row& r, std::span<r8> values) const {
@@ -176,6 +216,7 @@ class sensitivity {
 
   std::string file_;
   problem problem_;
+  owned_array1<r8> block_;  // of models on their way, kept for the next
   i4 ndata_ = 0, ncol_ = 0;
   bool compressed_ = false;
   std::array<i4, 3> ncube_{};  // z, x, y
@@ -193,30 +234,34 @@ py::array_t<T> view(array1<const T> elements, const py::object& owner) {
   return seen;
 }
 
-using rows_of_vectors = input<r8>;
+using vectors_of_python = py::array_t<r8, py::array::forcecast>;  // aligned
 
-/// The vectors of an array (count, length), or one of an array (length).
-i4 number_of_vectors(const rows_of_vectors& vectors, i8 length) {
-  const auto last = vectors.ndim() > 0 ? vectors.shape(vectors.ndim() - 1) : 0;
-  if (vectors.ndim() < 1 || vectors.ndim() > 2 || last != length) throw py::value_error("dimension mismatch");
-  return static_cast<i4>(vectors.ndim() == 2 ? vectors.shape(0) : 1);
+/// Those of an array (length), or (length, count).
+vectors vectors_of(const vectors_of_python& x, i8 length) {
+  if (x.ndim() < 1 || x.ndim() > 2 || x.shape(0) != length) throw py::value_error("dimension mismatch");
+  const bool is_block = x.ndim() == 2;
+  return {x.data(), length, static_cast<i4>(is_block ? x.shape(1) : 1), x.strides(0) / i8{sizeof(r8)},
+          is_block ? x.strides(1) / i8{sizeof(r8)} : 0};
 }
 
-py::array_t<r8> room_for(const rows_of_vectors& vectors, i8 length) {
-  return vectors.ndim() == 2 ? py::array_t<r8>({i8{vectors.shape(0)}, length}) : py::array_t<r8>(length);
+/// Each vector in one piece.
+py::array_t<r8> room_for(const vectors_of_python& x, i8 length) {
+  if (x.ndim() == 1) return py::array_t<r8>(length);
+  const i8 bytes = sizeof(r8);
+  return py::array_t<r8>({length, i8{x.shape(1)}}, {bytes, bytes * length});
 }
 
-py::array_t<r8> forward(sensitivity& g, const rows_of_vectors& models, bool weighted) {
-  const i4 count = number_of_vectors(models, g.ncol());
+py::array_t<r8> forward(sensitivity& g, const vectors_of_python& models, bool weighted) {
+  const vectors m = vectors_of(models, g.ncol());
   py::array_t<r8> data = room_for(models, g.ndata());
-  g.forward(models.data(), data.mutable_data(), count, weighted);
+  g.forward(m, data.mutable_data(), weighted);
   return data;
 }
 
-py::array_t<r8> adjoint(sensitivity& g, const rows_of_vectors& data, bool weighted) {
-  const i4 count = number_of_vectors(data, g.ndata());
+py::array_t<r8> adjoint(sensitivity& g, const vectors_of_python& data, bool weighted) {
+  const vectors d = vectors_of(data, g.ndata());
   py::array_t<r8> models = room_for(data, g.ncol());
-  g.adjoint(data.data(), models.mutable_data(), count, weighted);
+  g.adjoint(d, models.mutable_data(), weighted);
   return models;
 }
 

@@ -6,6 +6,7 @@ PYBIND11_MODULE(_velko, m) {
   using namespace velko::python;
   add_files(m);
   add_design(m);
+  add_exchange(m);
   add_builder(m);
   add_matrix(m);
   m.def("hold_library", hold_library);

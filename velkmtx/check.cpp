@@ -10,11 +10,11 @@
 #include "builder/provenance.h"
 #include "builder/run_memory.h"
 #include "builder/sensitivity_scan.h"
+#include "builder/text_diagnosis.h"
 #include "files/data_file.h"
 #include "store/state.h"
 #include "velkmtx/commands.h"
 #include "velkmtx/options.h"
-#include "velkmtx/text_diagnosis.h"
 
 namespace velko {
 
@@ -38,14 +38,11 @@ void add_to(std::vector<std::string>& lines, const std::string& name, const std:
   for (const std::string& line : more) lines.push_back(name + ": " + line);
 }
 
-/// Without a provenance the file tells no more of its survey than the number of its data.
-std::vector<std::string> differences_to(const std::string& location_file,
-                                        const sensitivity_contents& contents) {
+std::vector<std::string> differences_of_file(const std::string& location_file,
+                                             const sensitivity_contents& contents) {
   read_or_explain([&] { read_data_file(location_file, false); },
-                  [&] { return explain_location_file(location_file); });
-  if (contents.made) return differences(survey, *contents.made);
-  if (survey.ndata == contents.ndata_mtx) return {};
-  return {fmt::format("{} data; the file was made for {}", survey.ndata, contents.ndata_mtx)};
+                  [&] { return explain_data_file(location_file); });
+  return differences_to(survey, contents);
 }
 
 std::string praise(const sensitivity_contents& contents, const std::string& location_file) {
@@ -70,7 +67,7 @@ int check_contents(const std::string& name, const std::string& location_file) {
   std::vector<std::string> faults;
   add_to(faults, name, contents.faults);
   add_to(faults, name, contents.damaged);
-  if (!location_file.empty()) add_to(faults, location_file, differences_to(location_file, contents));
+  if (!location_file.empty()) add_to(faults, location_file, differences_of_file(location_file, contents));
   for (const std::string& fault : faults) print(fault);
   if (faults.empty()) print(name + ": " + praise(contents, location_file));
   if (contents.complete) print(name + ": " + memory_text(contents));

@@ -6,7 +6,7 @@
 #include <chrono>
 #include <memory>
 
-#include "builder/daubechies.h"
+#include "builder/form_choice.h"
 #include "builder/sensitivity_builder.h"
 #include "reports/program_stop.h"
 #include "store/state.h"
@@ -22,24 +22,12 @@ namespace velko {
 
 namespace {
 
-weighting weights_of(const make_options& options) {
-  weighting weights;
-  const bool by_volume = !options.dense && is_padded(mesh);
-  weights.kind = options.weights.value_or(by_volume ? weighting::volume : weighting::none);
-  weights.beta = options.beta;
-  if (options.z0 >= 0.0) weights.z0 = options.z0;
-  return weights;
-}
-
 /// Mesh and survey are there.
 matrix_form form_of(const make_options& options) {
-  matrix_form form;
-  form.weights = weights_of(options);
-  if (options.accuracy) form.accuracy = *options.accuracy / options.largest;
-  if (options.dense) return form;
-  form.wfilter = wavelet_filter(options.wavelet);
-  form.tolerance = options.tolerance ? *options.tolerance : tolerance_for(mesh, survey, form, part_to_lose);
-  return form;
+  form_wishes wishes{options.wavelet, options.dense,   options.tolerance, options.accuracy,
+                     options.largest, options.weights, options.beta};
+  if (options.z0 >= 0.0) wishes.z0 = options.z0;
+  return form_for(wishes, mesh, survey);
 }
 
 /// Those asked for, once the survey is there.

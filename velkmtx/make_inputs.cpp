@@ -6,13 +6,13 @@
 
 #include "builder/input_checks.h"
 #include "builder/likely_mistakes.h"
+#include "builder/text_diagnosis.h"
 #include "files/data_file.h"
 #include "files/mesh_file.h"
 #include "reports/program_stop.h"
 #include "store/state.h"
 #include "topography/topography_file.h"
 #include "velkmtx/options.h"
-#include "velkmtx/text_diagnosis.h"
 
 namespace velko {
 
@@ -20,11 +20,8 @@ namespace {
 
 /// Stations in rock are there by mistake, as a rule.
 void check_burial(const make_options& options) {
-  const i4 buried = count_data_in_cells(survey, mesh);
-  if (buried == 0) return;
-  const std::string words =
-      fmt::format("{} of {} data lie in or on a cell below the surface, the first is datum {}", buried,
-                  survey.ndata, first_datum_in_cells(survey, mesh));
+  const std::string words = burial_of(mesh, survey);
+  if (words.empty()) return;
   if (!options.allow_buried)
     stop_program(
         fmt::format("velkmtx: {}{}; --allow-buried takes them", words, cause_of_burial(mesh, survey)));
@@ -32,11 +29,8 @@ void check_burial(const make_options& options) {
 }
 
 void warn_of_mistakes(const make_options& options) {
-  if (const long more = lines_behind_data(options.location_file, survey.ndata); more > 0)
-    warn(
-        fmt::format("{} has {} more lines behind those of its {} data; line 3 of those that are no comments "
-                    "is their number",
-                    options.location_file, more, survey.ndata));
+  if (const std::string more = told_of_lines_behind(options.location_file, survey.ndata); !more.empty())
+    warn(more);
   for (const std::string& mistake : likely_mistakes(mesh, survey)) warn(mistake);
 }
 
@@ -50,7 +44,7 @@ void read_inputs(const make_options& options) {
                   [&] { return explain_topography_file(options.topography_file); });
   check_surface(mesh);
   read_or_explain([&] { read_data_file(options.location_file, false); },
-                  [&] { return explain_location_file(options.location_file); });
+                  [&] { return explain_data_file(options.location_file); });
   check_survey(survey);
   warn_of_mistakes(options);
   check_burial(options);

@@ -20,7 +20,7 @@
 #include "topography/topography_file.h"
 #include "velkmtx/commands.h"
 #include "velkmtx/options.h"
-#include "velkmtx/text_diagnosis.h"
+#include "builder/text_diagnosis.h"
 #include "velkmtx/whole_file.h"
 
 namespace velko {
@@ -61,7 +61,7 @@ struct survey_space {
 
 survey_space space_of_stations(const mesh_options& options) {
   read_or_explain([&] { read_data_file(options.location_file, false); },
-                  [&] { return explain_location_file(options.location_file); });
+                  [&] { return explain_data_file(options.location_file); });
   const interval z = range_of(survey.zobs, "z");
   return {range_of(survey.xobs, "x"),
           range_of(survey.yobs, "y"),

@@ -17,7 +17,7 @@
 #include "store/state.h"
 #include "velkmtx/commands.h"
 #include "velkmtx/options.h"
-#include "velkmtx/text_diagnosis.h"
+#include "builder/text_diagnosis.h"
 #include "velkmtx/whole_file.h"
 
 namespace velko {

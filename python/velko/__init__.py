@@ -21,17 +21,18 @@ from velko.errors import Error, FileError, LibraryWarning
 from velko.files import (is_sensitivity_file, read_active, read_data, read_locations, read_mesh, read_model,
                          read_predicted, read_survey, read_topography, write_active, write_data, write_locations,
                          write_mesh, write_model, write_predicted, write_topography)
-from velko.making import Made, make, write_sensitivity
+from velko.making import Checked, Joined, Made, Verified, check, join, make, write_sensitivity
 from velko.meshes import Mesh
 from velko.operators import Operator, open
 from velko.surveys import Survey
 from velko.vtk import write_vtr
 
 __all__ = [
-    "Error", "FileError", "LibraryWarning", "Made", "Mesh", "Operator", "Survey", "design_mesh", "elevation", "is_sensitivity_file", "make", "open",
-    "plot", "read_active", "read_data", "read_locations", "read_mesh", "read_model", "read_predicted", "read_survey",
-    "read_topography", "sample_bodies", "topography", "write_active", "write_data", "write_locations", "write_mesh",
-    "write_model", "write_predicted", "write_sensitivity", "write_topography", "write_vtr",
+    "Checked", "Error", "FileError", "Joined", "LibraryWarning", "Made", "Mesh", "Operator", "Survey", "Verified", "check",
+    "design_mesh", "elevation", "is_sensitivity_file", "join", "make", "open", "plot", "read_active", "read_data",
+    "read_locations", "read_mesh", "read_model", "read_predicted", "read_survey", "read_topography", "sample_bodies",
+    "topography", "write_active", "write_data", "write_locations", "write_mesh", "write_model", "write_predicted",
+    "write_sensitivity", "write_topography", "write_vtr",
 ]
 
 # No child begins while another thread is in the library.

@@ -53,7 +53,7 @@ def read_mesh(file: Name) -> Mesh:
     Mesh of 16 x 16 x 8 cells along x, y, z, 1057 of them below the surface
     >>> velko.read_mesh("survey.loc")
     Traceback (most recent call last):
-    velko.errors.FileError: ERROR reading mesh file: survey.loc
+    velko.errors.FileError: ERROR reading mesh file: survey.loc: line 3, column 5: '!!' where width 2 along x is wanted; ...
     """
     name = _name(file)
     read = _velko.read_sensitivity_mesh if is_sensitivity_file(name) else _velko.read_mesh
@@ -189,7 +189,7 @@ def read_predicted(file: Name) -> Survey:
     (36,)
     >>> velko.read_predicted("survey.loc")
     Traceback (most recent call last):
-    velko.errors.FileError: ERROR reading data file survey.loc: '5 0 75'
+    velko.errors.FileError: ERROR reading data file survey.loc: line 4 ends where the value of datum 1 is wanted
     """
     return _read_survey(file, "predicted")
 

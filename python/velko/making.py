@@ -1,8 +1,8 @@
-"""Sensitivity files made: from a mesh and a survey, or from rows that the caller has."""
+"""Sensitivity files made: from a mesh and a survey, of parts, or from rows that the caller has; and checked."""
 
 from __future__ import annotations
 
-from typing import Any, Callable, Literal, NamedTuple, Sequence
+from typing import Any, Callable, Iterable, Literal, NamedTuple, Sequence
 
 import numpy as np
 import numpy.typing as npt
@@ -18,34 +18,128 @@ _KINDS = ("none", "depth", "volume", "depth-volume")  # as the file numbers them
 Progress = Callable[[int, int], Any]
 
 
-class Made(NamedTuple):
-    """What became of the rows of a sensitivity file: values stored for a row, and the relative 2-norm of what was lost."""
+class Verified(NamedTuple):
+    """Rows of a file beside exact ones.
 
+    Attributes
+    ----------
+    rows : int
+        How many.
+    loss : float
+        The worst relative 2-norm of a difference.
+    off : float
+        The worst 1-norm of one: nT for a model whose largest value is 1.
+    beyond : float
+        By what part of itself the loss that was told was exceeded; 0 if none was.
+    """
+
+    rows: int
+    loss: float
+    off: float
+    beyond: float
+
+
+class Made(NamedTuple):
+    """What became of the rows of a sensitivity file, or would become of them.
+
+    Attributes
+    ----------
+    written : bool
+        False where they were tried only.
+    bytes, dense_bytes : int
+        Of the file; of the rows of a dense G.
+    memory : int
+        Bytes that the work takes.
+    seconds : float
+    cells : int
+        Columns of G.
+    rows : int
+        That the figures below are of: those that were made in this run, or tried.
+    least, median, most, stored : int
+        Values stored for a row, and for all.
+    loss, largest_loss : float
+        Relative 2-norm of what rows lost, of all and of the worst.
+    off : float
+        No datum is off by more, in nT, for a model whose largest value is 1.
+    trials : dict
+        For each trial model what part of its data is lost.
+    wavelet : str or None
+    tolerance : float
+    weights : str
+    verified : Verified or None
+        Of rows that were compared with exact ones.
+    """
+
+    written: bool
     bytes: int
+    dense_bytes: int
+    memory: int
+    seconds: float
     cells: int
+    rows: int
     least: int
     median: int
     most: int
     stored: int
     loss: float
     largest_loss: float
+    off: float
+    trials: dict[str, float]
+    wavelet: str | None
     tolerance: float
+    weights: str
+    verified: Verified | None
 
 
-def _bar(total: int) -> tuple[Progress | None, Callable[[], None]]:
+def _bar() -> tuple[Progress | None, Callable[[], None]]:
     """tqdm's, where there is one."""
     try:
         from tqdm.auto import tqdm
     except ImportError:
         return None, lambda: None
-    bar = tqdm(total=total, unit="row")
-    return lambda done, _: bar.update(done - bar.n), bar.close
+    bar = tqdm(unit="row")
+
+    def show(done: int, rows: int) -> None:
+        bar.total = rows
+        bar.update(done - bar.n)
+
+    return show, bar.close
+
+
+def _shown(progress: bool | Progress) -> tuple[Progress | None, Callable[[], None]]:
+    return _bar() if progress is True else (progress or None, lambda: None)
+
+
+def _check_form(form: dict[str, Any]) -> None:
+    if form["wavelet"] not in _velko.wavelet_names:
+        raise ValueError(f"'{form['wavelet']}' is not one of {', '.join(_velko.wavelet_names)}")
+    if form["tolerance"] is not None and not 0 <= form["tolerance"] <= 1:
+        raise ValueError("the tolerance lies from 0 to 1")
+    for name in ("accuracy", "largest"):
+        if form[name] is not None and not 0 < form[name] < 1e300:
+            raise ValueError(f"{name} is a positive number")
+    if form["accuracy"] is not None and form["tolerance"] is not None:
+        raise ValueError("tolerance and accuracy exclude one another")
+    if form["dense"] and (form["tolerance"], form["accuracy"]) != (None, None):
+        raise ValueError("dense rows lose nothing: neither tolerance nor accuracy goes with them")
+    if not (0 <= form["beta"] <= 10 and (form["z0"] is None or 0 <= form["z0"] < 1e300)):
+        raise ValueError("beta lies from 0 to 10, and z0 is a length")
+
+
+def _first_and_last(rows: range | None, count: int) -> tuple[int, int]:
+    """As the library counts them, from 1."""
+    chosen = range(count) if rows is None else rows
+    if not (len(chosen) > 0 and chosen.step == 1 and 0 <= chosen.start and chosen.stop <= count):
+        raise ValueError(f"{chosen} is no stretch of the {count} rows of the survey")
+    return chosen.start + 1, chosen.stop
 
 
 def make(output: Name, mesh: Mesh | Name, survey: Survey | Name, *, topography: Name | None = None, wavelet: str = "d4",
-         tolerance: float | None = None, dense: bool = False,
+         tolerance: float | None = None, accuracy: float | None = None, largest: float = 0.1, dense: bool = False,
          weights: Literal["none", "depth", "volume", "depth-volume"] | None = None, beta: float = 3.0,
-         z0: float | None = None, threads: int = 0, progress: bool | Progress = False) -> Made:
+         z0: float | None = None, rows: range | None = None, resume: bool = False, note_every: float = 10.0,
+         allow_buried: bool = False, verify: int = 0, dry_run: bool = False, threads: int = 0,
+         progress: bool | Progress = False) -> Made:
     """Makes the sensitivity file of a survey, as `velkmtx make` does.
 
     Parameters
@@ -62,6 +156,9 @@ def make(output: Name, mesh: Mesh | Name, survey: Survey | Name, *, topography: 
         One of haar, d4, d6, d8, d10, d12, s8, s10, s12.
     tolerance : float, optional
         What a row may lose, relative to its norm; unless given, as much as costs data of trial models a hundredth.
+    accuracy, largest : float
+        In place of a tolerance: no predicted datum is off by more than so many nT, for any model up to the largest value.
+        That is proven for each row.
     dense : bool
         Every value of G, without compression.
     weights : {"none", "depth", "volume", "depth-volume"}, optional
@@ -69,6 +166,19 @@ def make(output: Name, mesh: Mesh | Name, survey: Survey | Name, *, topography: 
         a compressed G over a mesh with padding.
     beta, z0 : float
         Of the depth weights; z0 is that of the survey unless given.
+    rows : range, optional
+        Makes a part: the rows of these data alone, counted from 0. `velko.join` makes one file of parts.
+    resume : bool
+        Keeps the rows in ``output.unfinished`` as they come, and in ``output.notes``, every so many seconds, how far they are;
+        goes on with what a run before, that was killed, has left there.
+    note_every : float
+        Seconds between two notes at the least.
+    allow_buried : bool
+        Takes stations in or on a cell below the surface, with a warning; they are an error otherwise.
+    verify : int
+        Compares so many rows, as they were written, with exact ones.
+    dry_run : bool
+        Tells size, memory and time, judged by a few rows, and writes nothing.
     threads : int
         To work on; 0 for those of OpenMP.
     progress : bool or callable
@@ -81,35 +191,127 @@ def make(output: Name, mesh: Mesh | Name, survey: Survey | Name, *, topography: 
     Examples
     --------
     >>> import velko
-    >>> made = velko.make("new.mtx", "survey.mesh", "survey.loc", topography="survey.topography", weights="depth")
-    >>> made.cells, made.loss < 0.1
-    (1057, True)
+    >>> survey = dict(mesh="survey.mesh", survey="survey.loc", topography="survey.topography")
+    >>> made = velko.make("new.mtx", **survey, weights="depth", verify=5)
+    >>> made.cells, made.loss < 0.1, made.verified.beyond < 1e-6
+    (1057, True, True)
     >>> velko.open("new.mtx")
     <36x1057 velko.Operator of new.mtx, compressed, weighted>
+    >>> velko.make("fine.mtx", **survey, accuracy=2, largest=0.05).off * 0.05 <= 2
+    True
+    >>> velko.make("none.mtx", **survey, dry_run=True).dense_bytes
+    152208
     """
-    if wavelet not in _velko.wavelet_names:
-        raise ValueError(f"'{wavelet}' is not one of {', '.join(_velko.wavelet_names)}")
-    if tolerance is not None and not 0 <= tolerance <= 1:
-        raise ValueError("the tolerance lies from 0 to 1")
-    if weights is not None and weights not in _KINDS:
-        raise ValueError(f"weights are one of {', '.join(_KINDS)}")
-    if not (0 <= beta <= 10 and (z0 is None or 0 <= z0 < 1e300)):
-        raise ValueError("beta lies from 0 to 10, and z0 is a length")
+    form = {"wavelet": wavelet, "tolerance": tolerance, "accuracy": accuracy, "largest": largest, "dense": dense,
+            "weights": None if weights is None else _number_of(weights), "beta": beta, "z0": z0}
+    _check_form(form)
     if not 0 <= threads <= 1024:
         raise ValueError("threads lie from 0 to 1024")
+    if verify < 0 or not 0 <= note_every < 1e6:
+        raise ValueError("neither rows to verify nor seconds between notes are below 0")
     cells = mesh if isinstance(mesh, Mesh) else read_mesh(mesh)
     if topography is not None:
         cells = with_topography(cells, topography)
     elif cells.surface is None:
         cells = cells.with_surface(np.zeros(cells.shape[:2], int))
     stations = survey if isinstance(survey, Survey) else read_locations(survey)
-    told, close = _bar(len(stations)) if progress is True else (progress or None, lambda: None)
+    run = {"rows": _first_and_last(rows, len(stations)), "threads": threads, "allow_buried": allow_buried, "verify": verify,
+           "note_every": note_every if resume else None}
+    if dry_run:
+        return _made(False, _velko.try_rows(cells, stations, form, run))
+    told, close = _shown(progress)
     try:
-        return Made(**_velko.make(_name(output), cells, stations, "" if dense else wavelet,
-                                  -1.0 if tolerance is None else tolerance, -1 if weights is None else _KINDS.index(weights), beta,
-                                  -1.0 if z0 is None else z0, threads, told))
+        return _made(True, _velko.make(_name(output), cells, stations, form, run, told))
     finally:
         close()
+
+
+def _number_of(weights: str) -> int:
+    if weights not in _KINDS:
+        raise ValueError(f"weights are one of {', '.join(_KINDS)}")
+    return _KINDS.index(weights)
+
+
+def _made(written: bool, found: dict[str, Any]) -> Made:
+    verified = found.pop("verified")
+    return Made(written=written, verified=None if verified is None else Verified(*verified), **found)
+
+
+class Joined(NamedTuple):
+    """Rows of the file, and how many of them were brought back from the wavelet domain for the diagonal."""
+
+    rows: int
+    restored: int
+
+
+def join(output: Name, parts: Iterable[Name], *, progress: bool | Progress = False) -> Joined:
+    """Makes one sensitivity file of parts, the same bytes as one run, as `velkmtx join` does.
+
+    Parameters
+    ----------
+    output : path
+        Replaced when it is whole.
+    parts : iterable of path
+        In any order, as `velko.make` makes them with ``rows``. Each row of the survey is in one of them.
+    progress : bool or callable
+        As for `velko.make`.
+
+    Examples
+    --------
+    >>> import velko
+    >>> for name, rows in (("a.mtx", range(0, 20)), ("b.mtx", range(20, 36))):
+    ...     _ = velko.make(name, "survey.mesh", "survey.loc", topography="survey.topography", rows=rows)
+    >>> velko.join("both.mtx", ["a.mtx", "b.mtx"]).rows
+    36
+    """
+    told, close = _shown(progress)
+    try:
+        return Joined(*_velko.join(_name(output), [_name(part) for part in parts], told))
+    finally:
+        close()
+
+
+class Checked(NamedTuple):
+    """What a sensitivity file is found to be.
+
+    Attributes
+    ----------
+    faults : list of str
+        A line for each; none in a file that fits together.
+    differences : list of str
+        A line for each thing in which the survey is not the one that the file was made for.
+    has_provenance : bool
+        Whether the file tells how it was made, with a checksum of every byte; without, nobody can tell whether values have
+        changed.
+    memory : int or None
+        Bytes that a run of velkrund takes; None where the file could not be read to its end.
+    """
+
+    faults: list[str]
+    differences: list[str]
+    has_provenance: bool
+    memory: int | None
+
+    @property
+    def good(self) -> bool:
+        return not self.faults and not self.differences
+
+
+def check(file: Name, survey: Survey | Name | None = None) -> Checked:
+    """Tells whether a sensitivity file fits together and, with a survey, whether it was made for it, as `velkmtx check` does.
+
+    Examples
+    --------
+    >>> import velko
+    >>> velko.check("survey.mtx", "survey.loc").good
+    True
+    >>> _ = open("cut.mtx", "wb").write(open("survey.mtx", "rb").read()[:2000])
+    >>> velko.check("cut.mtx").faults
+    ['...']
+    """
+    stations = survey if survey is None or isinstance(survey, Survey) else read_locations(survey)
+    faults, differences, has_provenance, complete, memory = _velko.check_file(_name(file), stations)
+    return Checked(faults, differences, has_provenance, int(memory) if complete else None)
 
 
 def write_sensitivity(output: Name, mesh: Mesh, rows: npt.ArrayLike | csr_matrix, *, weights: npt.ArrayLike | None = None,

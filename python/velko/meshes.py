@@ -164,7 +164,14 @@ class Mesh:
         return self.ncells if self.surface is None else int(self.ncells - self.surface.sum(dtype=np.int64))
 
     def with_surface(self, surface: npt.ArrayLike | None) -> Mesh:
-        """The same cells below another surface."""
+        """The same cells below another surface.
+
+        Examples
+        --------
+        >>> import velko
+        >>> velko.Mesh([10, 10], [20], [5, 5]).with_surface([[0, 1]])
+        Mesh of 2 x 1 x 2 cells along x, y, z, 3 of them below the surface
+        """
         mesh = type(self).__new__(type(self))
         mesh._set([self.x, self.y, self.depth], [self.dx, self.dy, self.dz], self.top, surface)
         return mesh
@@ -183,6 +190,15 @@ class Mesh:
         -------
         numpy.ma.MaskedArray
             0 above the surface, where the vector has nothing to say.
+
+        Examples
+        --------
+        >>> import velko
+        >>> mesh = velko.Mesh([10, 10], [20], [5, 5], surface=[[0, 1]])
+        >>> mesh.to_array([1, 2, 3])[0, 1]
+        masked_array(data=[--, 3.0],
+                     mask=[ True, False],
+               fill_value=0.0)
         """
         values = np.asarray(vector)
         if order is None:
@@ -207,6 +223,13 @@ class Mesh:
             One value for each cell of the mesh.
         order : {"model", "surface"}
             Of the vector: all cells, or those below the surface.
+
+        Examples
+        --------
+        >>> import velko
+        >>> mesh = velko.Mesh([10, 10], [20], [5, 5], surface=[[0, 1]])
+        >>> mesh.to_vector([[[1, 2], [9, 3]]]), mesh.to_vector([[[1, 2], [9, 3]]], order="model")
+        (array([1, 2, 3]), array([1, 2, 9, 3]))
         """
         cells = np.ma.filled(np.ma.asarray(array), 0)
         if cells.shape != self.shape:
@@ -231,6 +254,26 @@ class Mesh:
         below = cells.astype(float).filled(np.nan)
         return xarray.DataArray(np.where(self.below, below, np.nan), coords={"y": y, "x": x, "z": z},
                                 dims=("y", "x", "z"), name=name)
+
+    def from_xarray(self, model: xarray.DataArray) -> np.ma.MaskedArray[Any, Any]:
+        """A model of an `xarray.DataArray` over x, y and z, in any order of them, as an array ``[y, x, z]``.
+
+        Its coordinates are the middles of the cells. What it holds above the surface does not count.
+
+        Examples
+        --------
+        >>> import velko
+        >>> mesh = velko.read_mesh("survey.mtx")
+        >>> model = velko.read_model("survey.sus", mesh)
+        >>> again = mesh.from_xarray(mesh.to_xarray(model).transpose("z", "y", "x"))
+        >>> bool((again == model).all())
+        True
+        """
+        cells = model.transpose("y", "x", "z")
+        for axis, middles, widths in zip("xyz", self.centres, (self.dx, self.dy, self.dz)):
+            if cells.sizes[axis] != middles.size or np.abs(cells[axis].to_numpy() - middles).max() > 1e-3 * widths.min():
+                raise ValueError(f"the coordinates of the array along {axis} are not the middles of the cells of the mesh")
+        return np.ma.MaskedArray(np.where(self.below, cells.to_numpy(), 0.0), mask=~self.below, fill_value=0)
 
     def __eq__(self, other: object) -> bool:
         """The same edges, the same top, the same surface."""

@@ -8,8 +8,11 @@ from typing import TYPE_CHECKING, Any
 import numpy as np
 import numpy.typing as npt
 
+from velko import _velko
+
 if TYPE_CHECKING:
     import pandas
+    import xarray
 
 Array = npt.NDArray[np.float64]
 
@@ -20,6 +23,15 @@ def _vector(values: Any, length: int, name: str) -> Array:
         raise ValueError(f"{name} has shape {array.shape}, and the survey {length} stations")
     array.flags.writeable = False
     return array
+
+
+def _field(attributes: Any, given: dict[str, Any], what: str) -> dict[str, Any]:
+    """The inducing field by what is given, else by the attributes of a frame or a map."""
+    found = {name: attributes.get(name) if value is None else value for name, value in given.items()}
+    missing = [name for name, value in found.items() if value is None]
+    if missing:
+        raise ValueError(f"the {what} does not tell {', '.join(missing)}")
+    return found
 
 
 @dataclass(frozen=True, eq=False)
@@ -92,7 +104,14 @@ class Survey:
         return self.x.size
 
     def with_values(self, values: npt.ArrayLike | None, deviations: npt.ArrayLike | None = None) -> Survey:
-        """The same stations with other values."""
+        """The same stations with other values.
+
+        Examples
+        --------
+        >>> import velko
+        >>> velko.read_locations("survey.loc").with_values(range(36), deviations=[2.0] * 36).values[:3]
+        array([0., 1., 2.])
+        """
         return Survey(self.x, self.y, self.z, self.incl, self.decl, self.geomag, self.aincl, self.adecl, values,  # type: ignore[arg-type]
                       deviations)  # type: ignore[arg-type]
 
@@ -129,13 +148,70 @@ class Survey:
         >>> velko.Survey.from_pandas(frame, incl=62, decl=4, geomag=52000)
         Survey of 2 stations, field 52000 nT, inclination 62, declination 4
         """
-        given = {"incl": incl, "decl": decl, "geomag": geomag}
-        inducing = {name: frame.attrs.get(name) if value is None else value for name, value in given.items()}
-        missing = [name for name, value in inducing.items() if value is None]
-        if missing:
-            raise ValueError(f"the frame does not tell {', '.join(missing)}")
+        inducing = _field(frame.attrs, {"incl": incl, "decl": decl, "geomag": geomag}, "frame")
         names = ("x", "y", "z", "aincl", "adecl", "values", "deviations")
         return cls(**{name: frame[name].to_numpy() for name in names if name in frame}, **inducing)
+
+    def to_xarray(self, spacing: float | None = None, name: str = "anomaly") -> xarray.DataArray:
+        """The values as a map, an `xarray.DataArray` over y and x; the field stands in its ``attrs``.
+
+        Parameters
+        ----------
+        spacing : float, optional
+            Of nodes between the stations, at whole multiples of it: linear over the Delaunay triangulation, NaN beyond its hull.
+            Unless given, the nodes are the stations, which then lie on a grid; places without a station are NaN.
+        name : str
+            Of the array.
+
+        Examples
+        --------
+        >>> import velko
+        >>> survey = velko.read_predicted("survey.vlk")
+        >>> grid = survey.to_xarray()
+        >>> grid.shape, grid.sel(x=65, y=90).item() in survey.values[(survey.x == 65) & (survey.y == 90)]
+        ((6, 6), True)
+        >>> survey.to_xarray(spacing=10).sizes["x"]
+        15
+        """
+        import xarray
+
+        if self.values is None:
+            raise ValueError("the survey has no values to make a map of")
+        if spacing is not None and not 0 < spacing < 1e300:
+            raise ValueError("the spacing is a positive length")
+        x, y, nodes = _velko.grid_of_data(self.x, self.y, self.values, spacing or 0.0)
+        field_of_survey = {"incl": self.incl, "decl": self.decl, "geomag": self.geomag}
+        return xarray.DataArray(nodes, coords={"y": y, "x": x}, dims=("y", "x"), name=name, attrs={"units": "nT", **field_of_survey})
+
+    @classmethod
+    def from_xarray(cls, grid: xarray.DataArray, z: npt.ArrayLike | xarray.DataArray, incl: float | None = None,
+                    decl: float | None = None, geomag: float | None = None) -> Survey:
+        """Stations at the nodes of a map that have a value.
+
+        Parameters
+        ----------
+        grid : xarray.DataArray
+            Values over x and y, in either order of the two.
+        z : float or array_like or xarray.DataArray
+            Elevation of the stations, one for all or one for each node.
+        incl, decl, geomag : float, optional
+            The field; unless given, that of the map's ``attrs``.
+
+        Examples
+        --------
+        >>> import velko
+        >>> survey = velko.read_predicted("survey.vlk")
+        >>> again = velko.Survey.from_xarray(survey.to_xarray(), z=75)
+        >>> len(again), bool((sorted(again.values) == sorted(survey.values)))
+        (36, True)
+        """
+        values = grid.transpose("y", "x")
+        heights = z.transpose("y", "x") if hasattr(z, "transpose") and hasattr(z, "dims") and z.dims else z
+        here = np.isfinite(values.to_numpy())
+        x, y = np.meshgrid(values["x"].to_numpy(), values["y"].to_numpy())
+        each = np.broadcast_to(np.asarray(heights, float), here.shape)
+        inducing = _field(grid.attrs, {"incl": incl, "decl": decl, "geomag": geomag}, "map")
+        return cls(x[here], y[here], each[here], values=values.to_numpy()[here], **inducing)
 
     def __repr__(self) -> str:
         text = (f"Survey of {len(self)} stations, field {self.geomag:g} nT, inclination {self.incl:g}, "

@@ -106,7 +106,7 @@ TEST_F(Export, ScatteredStationsAreInterpolatedWithinTheirHull) {
   folder.write("d.vlk",
                std::string(header) +
                    "5\n0 0 50 0\n100 0 50 100\n0 100 50 1000\n100 100 50 1100\n37 41 50 447\n");  // x + 10 y
-  expect_error("export data d.vlk map.tif", 1, "--spacing interpolates them");
+  expect_error("export data d.vlk map.tif", 1, "a spacing interpolates them");
   output_of("export data d.vlk map.tif --spacing 25 --origin 1000,0");
   for (const int y : {0, 25, 50, 75, 100})
     for (const int x : {0, 25, 50, 75, 100})

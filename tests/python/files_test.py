@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import pickle
 import warnings
 
 import numpy as np
@@ -91,13 +92,76 @@ def failure_of(read, *arguments):
     return caught.value
 
 
-def test_what_is_wrong_is_told_with_file_words_and_line():
+def told(error):
+    return error.file, error.words, error.line, error.column, error.text, error.cause
+
+
+def test_file_that_is_not_there_has_no_line():
     error = failure_of(velko.read_survey, "none")
-    assert (error.file, error.words, error.line) == ("none", "ERROR: data file not found: none", None)
-    pathlib.Path("a").write_text("60 5 5e4\n60 5 1\n2\n1 2 3\n1 two 3\n")
-    error = failure_of(velko.read_survey, "a")
-    assert (error.file, error.words, error.line) == ("a", "ERROR reading data file a", "1 two 3")
-    assert str(error) == "ERROR reading data file a: '1 two 3'"
+    assert told(error) == ("none", "ERROR: data file not found: none", None, None, None, None)
+    assert str(error) == "ERROR: data file not found: none"
+
+
+HEAD = "60 5 5e4\n60 5 1\n2\n"
+SMALL = velko.Mesh([1, 1], [1], [1, 1])
+
+
+@pytest.mark.parametrize("read, text, words, line, column, quoted, cause", [
+    (velko.read_survey, HEAD + "1 2 3\n1 two 3\n", "ERROR reading data file a", 5, 3, "1 two 3",
+     "line 5, column 3: 'two' where y of datum 2 is wanted"),
+    (velko.read_predicted, HEAD + "1 2 3 4\n1 2 3 x4\n", "ERROR reading data file a", 5, 7, "1 2 3 x4",
+     "line 5, column 7: 'x4' where the value of datum 2 is wanted"),
+    (velko.read_data, HEAD + "1 2 3 4 5\n1 2 3 4 -5\n", "ERROR: standard deviation should be greater than 0.", 5, 9, "1 2 3 4 -5",
+     "line 5, column 9: '-5' where the standard deviation of datum 2 is wanted; it has to be above 0"),
+    (velko.read_survey, HEAD + "1 2 3 4 5\n! six\n1 2 3 4\n", "ERROR reading data file a", 6, None, "1 2 3 4",
+     "line 6 ends where the standard deviation of datum 2 is wanted"),
+    (velko.read_survey, "60 5 5e4\n60 5 2\n1\n", "ERROR: idir in data file should be 0 or 1.", 2, 6, "60 5 2",
+     "line 2, column 6: '2' where idir, 0 or 1, is wanted; three lines stand in front of the data, the field, what is measured, "
+     "the number of data; is one of them missing?"),
+    (velko.read_survey, HEAD + "1 2 3\n", "ERROR: end reached when reading data file a", None, None, None,
+     "the file ends where the line of datum 2 is wanted; line 3 promises 2 data, and lines for 1 are there"),
+    (velko.read_survey, "60 5 5e4\n60 5 1\n0\n", "ERROR: Number of data should be positive.", 3, None, "0",
+     "line 3: the number of data is 0"),
+    (velko.read_mesh, "2 1 2\n0 0 0\n1 1\r\n1\n1 wide\r\n", "ERROR reading mesh file: a", 5, 3, "1 wide",
+     "line 5, column 3: 'wide' where width 2 along z is wanted"),
+    (lambda file: velko.read_model(file, SMALL), "0.1\n0.2\n0,3 ok\nhalf\n", "ERROR reading model file a", 4, 1, "half",
+     "line 4, column 1: 'half' where value 4 of 4 is wanted"),
+    (lambda file: velko.read_model(file, SMALL), "0.1\n0.2\n", "ERROR: end reached reading model file a", None, None, None,
+     "the file ends where value 3 of 4 is wanted; the mesh has as many cells"),
+    (lambda file: velko.read_model(file, SMALL), "1\n2\n3\n4\n5\n", "ERROR: too many values in model file a", 5, None, "5",
+     "line 5 has a value more than the 4 cells of the mesh"),
+    (lambda file: velko.read_active(file, SMALL), "1 1\n0 0.5\n", "ERROR reading active cell file a", 2, 3, "0 0.5",
+     "line 2, column 3: '0.5' where value 4 of 4 is wanted"),
+    (lambda file: velko.read_active(file, SMALL), "3*1\n7\n", "ERROR: values in the active cell file should be -1, 0 or 1.", 2, 1,
+     "7", "line 2, column 1: '7' where -1, 0 or 1 is wanted"),
+    (velko.read_topography, "2\n1 2 3\n4;5 6\n", "ERROR reading topography file a", 3, 1, "4;5 6",
+     "line 3, column 1: '4;5' where x of point 2 is wanted; values stand between blanks or commas, not semicolons"),
+    (lambda file: velko.topography(SMALL, file), "one\n", "no number of points in the topography file a", 1, 1, "one",
+     "line 1, column 1: 'one' where the number of points is wanted; the number of points comes first; there is no line of headings"),
+])
+def test_what_is_wrong_is_told_with_file_words_line_column_and_cause(read, text, words, line, column, quoted, cause):
+    pathlib.Path("a").write_bytes(text.encode())
+    error = failure_of(read, "a")
+    assert told(error) == ("a", words, line, column, quoted, cause)
+    assert str(error).endswith(f": {cause}") and error.words.rstrip(".") in str(error)
+
+
+@IN_ONE_FOLDER
+@given(st.text("0123456789 .-*/,;eExX!\n\r\t", max_size=60), st.sampled_from([velko.read_survey, velko.read_mesh, velko.read_topography]))
+def test_no_text_brings_down_the_diagnosis(text, read):
+    pathlib.Path("a").write_bytes(text.encode())
+    try:
+        with warnings.catch_warnings():
+            warnings.simplefilter("ignore")
+            read("a")
+    except velko.FileError as error:
+        assert error.file == "a" and (error.line is None or 1 <= error.line <= text.count("\n") + 1)
+
+
+def test_lines_behind_the_last_datum_are_warned_of():
+    pathlib.Path("a").write_text(HEAD + "1 2 3\n4 5 6\n7 8 9\n")
+    with pytest.warns(velko.LibraryWarning, match="1 more lines behind those of its 2 data"):
+        assert len(velko.read_locations("a")) == 2
 
 
 def test_bad_files_are_file_errors_and_never_more():
@@ -107,6 +171,13 @@ def test_bad_files_are_file_errors_and_never_more():
                         (velko.read_topography,), (velko.open,)):
         for name in ("bad", "no such file", ".", os.devnull):
             assert failure_of(read, name, *more).file == name
+
+
+def test_errors_survive_a_process_of_their_own():
+    pathlib.Path("a").write_text(HEAD + "x\n")
+    error = failure_of(velko.read_survey, "a")
+    again = pickle.loads(pickle.dumps(error))
+    assert told(again) == told(error) and str(again) == str(error)
 
 
 @pytest.mark.parametrize("name", ["survey.mtx", "dense.mtx"])

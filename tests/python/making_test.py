@@ -101,7 +101,9 @@ def test_handler_of_python_stands_again_after_a_call():
 
 
 def test_inputs_that_do_not_fit_are_refused():
-    for wrong in ({"wavelet": "d5"}, {"tolerance": 2}, {"weights": "x"}, {"beta": -1}, {"z0": -1.0}, {"threads": -1}):
+    for wrong in ({"wavelet": "d5"}, {"tolerance": 2}, {"weights": "x"}, {"beta": -1}, {"z0": -1.0}, {"threads": -1},
+                  {"accuracy": 0}, {"largest": -1}, {"accuracy": 1, "tolerance": 0.1}, {"dense": True, "accuracy": 1},
+                  {"rows": range(0)}, {"rows": range(30, 37)}, {"rows": range(0, 9, 2)}, {"verify": -1}, {"note_every": -1}):
         with pytest.raises(ValueError):
             velko.make("a.mtx", *INPUTS, **wrong)
     all_air = velko.read_mesh("survey.mesh").with_surface(np.full((16, 16), 8))
@@ -109,10 +111,101 @@ def test_inputs_that_do_not_fit_are_refused():
         velko.make("a.mtx", all_air, "survey.loc")
 
 
-def test_data_in_the_ground_are_warned_of():
+def test_stations_in_the_ground_are_refused_unless_they_are_meant():
     survey = velko.Survey([50.0], [50], [0], 62, 4, 5e4)
-    with pytest.warns(velko.LibraryWarning, match="1 of 1 data lie in or on a cell below the surface"):
+    with pytest.raises(velko.FileError, match="1 of 1 data lie in or on a cell below the surface, the first is datum 1"):
         velko.make("a.mtx", "survey.mesh", survey)
+    with pytest.warns(velko.LibraryWarning, match="1 of 1 data lie in or on a cell below the surface"):
+        velko.make("a.mtx", "survey.mesh", survey, allow_buried=True)
+
+
+def test_likely_mistakes_are_warned_of():
+    with pytest.warns(velko.LibraryWarning, match="1 of 1 stations lie beside the mesh"):
+        velko.make("a.mtx", "survey.mesh", velko.Survey([5000.0], [50], [60], 62, 4, 5e4))
+
+
+def test_made_tells_what_velkmtx_tells():
+    """Of rows, losses and trial models, beside its summary."""
+    made = velko.make("mine.mtx", *INPUTS, topography="survey.topography", accuracy=2, largest=0.05, verify=7)
+    assert made.written and made.bytes == os.path.getsize("mine.mtx")
+    assert pathlib.Path("mine.mtx").read_bytes() == bytes_by_velkmtx("--accuracy", "2", "--largest", "0.05")
+    said = said_by_velkmtx("make", *with_topography(), "theirs.mtx", "--accuracy", "2", "--largest", "0.05", "--verify", "7")
+    for words in (f"{made.least} to {made.most} coefficients in a row, median {made.median}", "7 rows verified",
+                  f"{made.off * 0.05:.3g} nT for models up to 0.05", f"relative error of a row {made.loss:.1e}",
+                  f"weights {made.weights}, tolerance {made.tolerance:g}"):
+        assert words in said
+    for name, error in made.trials.items():
+        assert f"{name} {100 * error:.2g} %" in said
+    assert made.verified.rows == 7 and made.verified.beyond < 1e-6 and made.off * 0.05 <= 2
+    assert (made.rows, made.cells, made.dense_bytes) == (36, 1057, 4 * 36 * 1057) and made.memory > 0 and made.seconds > 0
+
+
+def with_topography():
+    return "survey.mesh", "survey.topography", "survey.loc"
+
+
+def said_by_velkmtx(*arguments):
+    velkmtx = pathlib.Path(os.environ["VELKO_BIN"]) / "velkmtx"
+    return subprocess.run([velkmtx, *arguments], check=True, capture_output=True, text=True).stdout
+
+
+def test_dry_run_writes_nothing_and_tells_what_would_come():
+    before = set(os.listdir())
+    tried = velko.make("a.mtx", *INPUTS, topography="survey.topography", tolerance=0.01, dry_run=True)
+    assert set(os.listdir()) == before and not tried.written
+    made = velko.make("a.mtx", *INPUTS, topography="survey.topography", tolerance=0.01)
+    assert tried.rows == 8 and tried.bytes == pytest.approx(made.bytes, rel=0.2)
+    assert tried.cells == made.cells and tried.wavelet == "d4"
+    dense = velko.make("a.mtx", *INPUTS, dense=True, dry_run=True)
+    assert dense.wavelet is None and dense.bytes == dense.dense_bytes + 16 * 2048
+
+
+def test_joined_parts_have_the_bytes_of_one_run():
+    stretches = {"c.mtx": range(30, 36), "a.mtx": range(0, 10), "b.mtx": range(10, 30)}
+    for name, rows in stretches.items():
+        assert velko.make(name, *INPUTS, topography="survey.topography", rows=rows).rows == len(rows)
+    seen = []
+    joined = velko.join("whole.mtx", stretches, progress=lambda done, rows: seen.append((done, rows)))
+    assert joined.rows == 36 and seen[-1] == (36, 36)
+    assert pathlib.Path("whole.mtx").read_bytes() == bytes_by_velkmtx()
+    with pytest.raises(velko.FileError, match="b.mtx"):
+        velko.join("twice.mtx", ["a.mtx", "b.mtx", "b.mtx", "c.mtx"])
+    assert not os.path.exists("twice.mtx")
+
+
+def test_run_that_ended_is_resumed_where_it_stood():
+    x, y = (n.ravel() for n in np.mgrid[0:160:30j, 0:160:30j])
+    survey = velko.Survey(x, y, np.full(x.size, 60.0), 62, 4, 5e4)
+    options = {"tolerance": 0.01, "resume": True, "note_every": 0.0}
+
+    def end_behind_a_note(done, rows):
+        assert done < rows
+        if os.path.exists("a.mtx.notes"):
+            raise RuntimeError("the machine fails")
+
+    with pytest.raises(RuntimeError, match="the machine fails"):
+        velko.make("a.mtx", "survey.mesh", survey, progress=end_behind_a_note, **options)
+    assert os.path.exists("a.mtx.unfinished") and not os.path.exists("a.mtx")
+    assert 0 < velko.make("a.mtx", "survey.mesh", survey, **options).rows < x.size
+    assert not [name for name in os.listdir() if name.startswith("a.mtx.")]
+    velko.make("b.mtx", "survey.mesh", survey, tolerance=0.01)
+    assert pathlib.Path("a.mtx").read_bytes() == pathlib.Path("b.mtx").read_bytes()
+
+
+def test_check_tells_faults_and_the_survey_of_a_file():
+    good = velko.check("survey.mtx", "survey.loc")
+    assert good.good and good.has_provenance and good.memory > 0
+    whole = bytearray(pathlib.Path("survey.mtx").read_bytes())
+    whole[len(whole) // 2] ^= 1
+    pathlib.Path("bad.mtx").write_bytes(whole)
+    assert not velko.check("bad.mtx").good
+    shifted = velko.read_locations("survey.loc")
+    other = velko.check("survey.mtx", velko.Survey(shifted.x + 1, shifted.y, shifted.z, 62, 4, 5e4))
+    assert other.faults == [] and other.differences and not other.good
+    pathlib.Path("cut.mtx").write_bytes(bytes(whole[:500]))
+    assert velko.check("cut.mtx").memory is None
+    with pytest.raises(velko.FileError, match="not found"):
+        velko.check("none.mtx")
 
 
 def test_rows_of_the_caller_s_own():

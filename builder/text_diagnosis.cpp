@@ -1,4 +1,4 @@
-#include "velkmtx/text_diagnosis.h"
+#include "builder/text_diagnosis.h"
 
 #include <fmt/format.h>
 
@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "arrays/numbers.h"
+#include "files/data_file.h"
 #include "reports/reports.h"
 #include "text/number_text.h"
 
@@ -42,6 +42,7 @@ class value_walk {
 
   /// Takes a value of a kind. False where something else stands, or nothing; it is then at hand.
   bool take(kind wanted) {
+    if (repeats_ == 0) value_ = {};
     if (slash_ || pass_repeat()) return true;
     pass_separators();
     if (at_ == text_.size()) return false;
@@ -69,7 +70,9 @@ class value_walk {
   }
   bool at_end() const { return at_ == text_.size(); }
   std::size_t place() const { return at_; }
-  std::string_view value() const { return value_; }  // that was taken last
+  /// That was taken last, without its repeats; empty where it was a null value.
+  std::string_view value() const { return value_.substr(value_.find('*') + 1); }
+  std::size_t place_of_value() const { return at_ - value().size(); }
 
  private:
   static bool is_value(std::string_view word, kind wanted) {
@@ -148,41 +151,54 @@ class diagnosis {
  public:
   diagnosis(std::string_view text, std::string_view comments) : text_(text), comments_(comments) {}
 
-  std::string bad_word(std::size_t place, std::string_view word, const std::string& wanted,
-                       std::string cause) const {
+  text_fault bad_word(std::size_t place, std::string_view word, const std::string& wanted,
+                      std::string cause) const {
     if (const std::string plain = cause_in_characters(text_, word, comments_); !plain.empty()) cause = plain;
     const auto [line, column] = position_of(text_, place);
-    return fmt::format("line {}, column {}: {} where {} is wanted", line, column, quoted(word), wanted) +
-           (cause.empty() ? "" : "; " + cause);
+    return {fmt::format("line {}, column {}: {} where {} is wanted", line, column, quoted(word), wanted) +
+                behind(cause),
+            static_cast<i8>(line), static_cast<i8>(column), line_at(place)};
   }
-  std::string line_ends(std::size_t place, const std::string& wanted, const std::string& cause) const {
-    return fmt::format("line {} ends where {} is wanted", position_of(text_, place).line, wanted) +
-           (cause.empty() ? "" : "; " + cause);
+  text_fault line_ends(std::size_t place, const std::string& wanted, const std::string& cause) const {
+    return of_line(place, fmt::format(" ends where {} is wanted", wanted) + behind(cause));
   }
-  std::string file_ends(const std::string& wanted, const std::string& cause) const {
-    return "the file ends where " + wanted + " is wanted" + (cause.empty() ? "" : "; " + cause);
+  /// `words` go on behind the number of the line.
+  text_fault of_line(std::size_t place, const std::string& words) const {
+    const std::size_t line = position_of(text_, place).line;
+    return {fmt::format("line {}", line) + words, static_cast<i8>(line), 0, line_at(place)};
+  }
+  static text_fault file_ends(const std::string& wanted, const std::string& cause) {
+    return {"the file ends where " + wanted + " is wanted" + behind(cause)};
   }
 
  private:
+  static std::string behind(const std::string& cause) { return cause.empty() ? "" : "; " + cause; }
+  std::string line_at(std::size_t place) const {
+    const std::size_t begin = place == 0 ? 0 : text_.rfind('\n', place - 1) + 1;  // npos + 1 is 0
+    const std::string_view line = text_.substr(begin, text_.find('\n', begin) - begin);
+    return std::string(line.substr(0, line.find_last_not_of('\r') + 1));
+  }
+
   std::string_view text_, comments_;
 };
 
-// The location file: every record is a line.
+// The data or location file: every record is a line.
 
 struct wanted_value {
   kind type;
   std::string what;
+  bool above_zero = false;
 };
 
-class location_walk {
+class data_walk {
  public:
-  explicit location_walk(std::string_view text)
-      : text_(text), says_(text, "a comment is a line with ! in its first column") {}
+  data_walk(std::string_view text, i4 columns)
+      : text_(text), says_(text, "a comment is a line with ! in its first column"), columns_(columns) {}
 
-  std::string explain() {
-    std::string words = header();
-    for (i4 datum = 1; words.empty() && datum <= ndata_; ++datum) words = data_line(datum);
-    return words;
+  text_fault explain() {
+    text_fault fault = header();
+    for (i4 datum = 1; fault.empty() && datum <= ndata_; ++datum) fault = data_line(datum);
+    return fault;
   }
   long count_lines() {
     long count = 0;
@@ -191,29 +207,29 @@ class location_walk {
   }
 
  private:
-  std::string header() {
-    std::string words = record({{kind::real, "the inclination of the inducing field"},
-                                {kind::real, "its declination"},
-                                {kind::real, "its strength"}},
-                               "line 1");
-    if (words.empty())
-      words = record({{kind::real, "the inclination that is measured"},
+  text_fault header() {
+    text_fault fault = record({{kind::real, "the inclination of the inducing field"},
+                               {kind::real, "its declination"},
+                               {kind::real, "its strength"}},
+                              "line 1");
+    if (fault.empty())
+      fault = record({{kind::real, "the inclination that is measured"},
                       {kind::real, "its declination"},
                       {kind::integer, "idir, 0 or 1,"}},
                      "line 2");
     i4 idir = 0;
-    if (words.empty() && is_number(value_, idir) && idir != 0 && idir != 1)
+    if (fault.empty() && is_number(value_, idir) && idir != 0 && idir != 1)
       return says_.bad_word(line_begin_ + value_place_, value_, "idir, 0 or 1,", lost_line());
     own_directions_ = idir == 0;
-    if (words.empty()) words = record({{kind::integer, "the number of data"}}, "line 3");
-    if (!words.empty()) return words;
+    if (fault.empty()) fault = record({{kind::integer, "the number of data"}}, "line 3");
+    if (!fault.empty()) return fault;
     count_line_ = position_of(text_, line_begin_).line;
     if (!is_number(value_, ndata_)) ndata_ = 0;
-    if (ndata_ < 1) return fmt::format("line {}: the number of data is {}", count_line_, ndata_);
+    if (ndata_ < 1) return says_.of_line(line_begin_, fmt::format(": the number of data is {}", ndata_));
     return {};
   }
 
-  std::string data_line(i4 datum) {
+  text_fault data_line(i4 datum) {
     const auto of_datum = [&](const char* name) { return fmt::format("{} of datum {}", name, datum); };
     std::vector<wanted_value> values{
         {kind::real, of_datum("x")}, {kind::real, of_datum("y")}, {kind::real, of_datum("z")}};
@@ -221,11 +237,25 @@ class location_walk {
       values.push_back({kind::real, of_datum("the inclination")});
       values.push_back({kind::real, of_datum("the declination")});
     }
+    if (columns_ == as_in_the_first_line) columns_ = numbers_behind(values.size());
+    if (columns_ >= 1) values.push_back({kind::real, of_datum("the value")});
+    if (columns_ >= 2) values.push_back({kind::real, of_datum("the standard deviation"), true});
     return record(values, of_datum("the line"));
   }
 
+  /// Up to two, behind those of the station in the next line, up to a slash.
+  i4 numbers_behind(std::size_t of_station) {
+    const std::size_t here = next_;
+    if (!next_line()) return 0;
+    value_walk walk(line_.substr(0, line_.find('/')));
+    std::size_t count = 0;
+    while (count < of_station + 2 && walk.take(kind::real)) ++count;
+    next_ = here;
+    return static_cast<i4>(std::max(count, of_station) - of_station);
+  }
+
   /// A line with so many values.
-  std::string record(const std::vector<wanted_value>& values, const std::string& name) {
+  text_fault record(const std::vector<wanted_value>& values, const std::string& name) {
     if (!next_line()) return says_.file_ends(name, cause_of_end());
     value_walk walk(line_);
     for (const wanted_value& v : values) {
@@ -236,7 +266,10 @@ class location_walk {
                                               cause_of_word(walk.word(), &v == &values.front()));
       }
       value_ = walk.value();
-      value_place_ = walk.place() - std::min(walk.place(), value_.size());
+      value_place_ = walk.place_of_value();
+      r8 number = 0;
+      if (v.above_zero && is_number(value_, number) && number <= 0)
+        return says_.bad_word(line_begin_ + value_place_, value_, v.what, "it has to be above 0");
     }
     ++records_;
     return {};
@@ -263,7 +296,8 @@ class location_walk {
                        records_ - 3);
   }
   std::string cause_of_short_line() const {
-    if (records_ >= 3) return own_directions_ ? "with idir 0 each line is x y z inclination declination" : "";
+    if (records_ >= 3)
+      return own_directions_ ? "with idir 0 a line begins with x y z inclination declination" : "";
     i4 count = 0;
     value_walk walk(line_);
     const bool is_count =
@@ -295,6 +329,7 @@ class location_walk {
   std::size_t next_ = 0, line_begin_ = 0, value_place_ = 0, count_line_ = 0;
   std::string_view line_, value_;
   int records_ = 0;
+  i4 columns_;
   bool own_directions_ = false;
   i4 ndata_ = 0;
 };
@@ -306,7 +341,7 @@ class mesh_walk {
   explicit mesh_walk(std::string_view text)
       : says_(text, "there are no comments in a mesh file"), walk_(text) {}
 
-  std::string explain() {
+  text_fault explain() {
     const std::vector<std::string> axes{"x", "y", "z"};
     std::vector<i4> counts(3);
     for (std::size_t n = 0; n < 3; ++n) {
@@ -329,7 +364,7 @@ class mesh_walk {
   }
 
  private:
-  std::string complaint(const std::string& wanted, const std::string& promise) const {
+  text_fault complaint(const std::string& wanted, const std::string& promise) const {
     if (walk_.at_end()) return says_.file_ends(wanted, promise);
     const bool heading = promise.empty() && begins_with_letter(walk_.word());
     return says_.bad_word(walk_.place(), walk_.word(), wanted,
@@ -346,7 +381,7 @@ class topography_walk {
       : text_(text),
         says_(text, "comments begin with ! in the first column and stand in front of the number of points") {}
 
-  std::string explain() {
+  text_fault explain() {
     std::size_t begin = 0;
     while (begin < text_.size() && text_[begin] == '!')
       begin = std::min(text_.find('\n', begin), text_.size() - 1) + 1;
@@ -356,7 +391,7 @@ class topography_walk {
     if (!walk.take(kind::integer)) return complaint(walk, "the number of points", first_cause(walk));
     i4 count = 0;
     if (!is_number(walk.value(), count)) return {};
-    if (count < 1) return "the file has no points";
+    if (count < 1) return {"the file has no points"};
     walk.end_line();
     for (i4 point = 1; point <= count; ++point, walk.end_line())
       for (const char* name : {"x", "y", "the elevation"}) {
@@ -366,8 +401,7 @@ class topography_walk {
                            walk.at_end() ? fmt::format("the first line promises {} points", count) : "");
         r8 value = 0;
         if (is_number(walk.value(), value) && !std::isfinite(value))
-          return says_.bad_word(walk.place() - walk.value().size(), walk.value(), wanted(),
-                                "it has to be finite");
+          return says_.bad_word(walk.place_of_value(), walk.value(), wanted(), "it has to be finite");
       }
     return {};
   }
@@ -379,7 +413,7 @@ class topography_walk {
     return begins_with_letter(walk.word()) ? "the number of points comes first; there is no line of headings"
                                            : "";
   }
-  std::string complaint(const value_walk& walk, const std::string& wanted, const std::string& cause) const {
+  text_fault complaint(const value_walk& walk, const std::string& wanted, const std::string& cause) const {
     return walk.at_end() ? says_.file_ends(wanted, cause)
                          : says_.bad_word(walk.place(), walk.word(), wanted, cause);
   }
@@ -388,39 +422,94 @@ class topography_walk {
   diagnosis says_;
 };
 
-template <class walk>
-std::string explanation(const std::string& name) {
+/// Values for all cells of a mesh.
+class cells_walk {
+ public:
+  cells_walk(std::string_view text, i8 values)
+      : says_(text, "there are no comments in this file"), walk_(text), values_(values) {}
+
+  /// Each value begins on a new line.
+  text_fault explain_model() {
+    text_fault fault;
+    for (i8 n = 1; fault.empty() && n <= values_; ++n, walk_.end_line()) fault = value(n, kind::real);
+    return fault.empty() ? one_too_many(kind::real) : fault;
+  }
+  text_fault explain_active() {
+    for (i8 n = 1; n <= values_; ++n) {
+      if (text_fault fault = value(n, kind::integer); !fault.empty()) return fault;
+      i4 activity = 0;
+      if (is_number(walk_.value(), activity) && (activity < -1 || activity > 1))
+        return says_.bad_word(walk_.place_of_value(), walk_.value(), "-1, 0 or 1", "");
+    }
+    walk_.end_line();
+    return one_too_many(kind::integer);
+  }
+
+ private:
+  text_fault value(i8 n, kind type) {
+    if (walk_.take(type)) return {};
+    const std::string wanted = fmt::format("value {} of {}", n, values_);
+    return walk_.at_end() ? says_.file_ends(wanted, "the mesh has as many cells")
+                          : says_.bad_word(walk_.place(), walk_.word(), wanted, "");
+  }
+  text_fault one_too_many(kind type) {
+    if (!walk_.take(type)) return {};
+    return says_.of_line(walk_.place_of_value(),
+                         fmt::format(" has a value more than the {} cells of the mesh", values_));
+  }
+
+  diagnosis says_;
+  value_walk walk_;
+  i8 values_;
+};
+
+/// explain(text), where there is a text.
+template <class function>
+text_fault explanation(const std::string& name, function&& explain) {
   const std::optional<std::string> text = text_of(name);
-  return text ? walk(*text).explain() : std::string();
+  return text ? explain(std::string_view(*text)) : text_fault();
 }
 
 }  // namespace
 
-std::string explain_location_file(const std::string& name) {
-  return explanation<location_walk>(name);
+text_fault explain_data_file(const std::string& name, i4 columns) {
+  return explanation(name, [=](std::string_view text) { return data_walk(text, columns).explain(); });
 }
 
-std::string explain_mesh_file(const std::string& name) {
-  return explanation<mesh_walk>(name);
+text_fault explain_mesh_file(const std::string& name) {
+  return explanation(name, [](std::string_view text) { return mesh_walk(text).explain(); });
 }
 
-std::string explain_topography_file(const std::string& name) {
-  return explanation<topography_walk>(name);
+text_fault explain_topography_file(const std::string& name) {
+  return explanation(name, [](std::string_view text) { return topography_walk(text).explain(); });
 }
 
-void read_or_explain(const std::function<void()>& read, const std::function<std::string()>& explain) {
+text_fault explain_model_file(const std::string& name, i8 values) {
+  return explanation(name, [=](std::string_view text) { return cells_walk(text, values).explain_model(); });
+}
+
+text_fault explain_active_file(const std::string& name, i8 values) {
+  return explanation(name, [=](std::string_view text) { return cells_walk(text, values).explain_active(); });
+}
+
+void read_or_explain(const std::function<void()>& read, const std::function<text_fault()>& explain) {
   const stop_or_done end = run_until_stop(read);
   if (end.kind == stop_or_done::done) return;
-  const std::string words = explain();
+  const std::string words = explain().words;
   if (words.empty()) stop_program(end.text);
   if (end.text.empty()) report(words);
   stop_program(end.text.empty() ? "" : end.text + ": " + words);
 }
 
-long lines_behind_data(const std::string& name, long ndata) {
+std::string told_of_lines_behind(const std::string& name, i4 ndata) {
   constexpr long header = 3;
   const std::optional<std::string> text = text_of(name);
-  return text ? std::max(location_walk(*text).count_lines() - header - ndata, 0L) : 0;
+  const long more = text ? data_walk(*text, 0).count_lines() - header - ndata : 0;
+  if (more <= 0) return {};
+  return fmt::format(
+      "{} has {} more lines behind those of its {} data; line 3 of those that are no comments is their "
+      "number",
+      name, more, ndata);
 }
 
 }  // namespace velko
