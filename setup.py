@@ -20,9 +20,9 @@ class build_with_cmake(build_py):
 
     def run(self):
         super().run()
+        left_out = [f"-DVELKO_BUILD_{part}=OFF" for part in ("VELKRUND", "COMPANIONS", "EXCHANGE", "MPI", "TESTS", "BENCHMARKS")]
         subprocess.run(["cmake", "-S", ROOT, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
-                        "-DCMAKE_CXX_COMPILER=clang++", f"-DPython_EXECUTABLE={sys.executable}", "-DVELKO_BUILD_TESTS=OFF",
-                        "-DVELKO_BUILD_BENCHMARKS=OFF"], check=True)
+                        "-DCMAKE_CXX_COMPILER=clang++", f"-DPython_EXECUTABLE={sys.executable}", *left_out], check=True)
         subprocess.run(["cmake", "--build", BUILD, "--target", "velko_python"], check=True)
         for module in (BUILD / "python" / "velko").glob("_velko.*.so"):
             shutil.copy(module, pathlib.Path(self.build_lib) / "velko")
