@@ -1,4 +1,4 @@
-# Whether the Python package can be built: with the package's own rooms, for a Python that has its headers, and not with
+# Whether the Python package can be built: for a Python that has its headers, and not with
 # sanitizers, whose run-time a Python that lacks them can't load.
 
 if(VELKO_BUILD_PYTHON)
@@ -6,8 +6,8 @@ if(VELKO_BUILD_PYTHON)
   set(PYBIND11_FINDPYTHON ON)
   find_package(Python 3.9 COMPONENTS Interpreter Development.Module QUIET)
   find_package(pybind11 2.10 CONFIG QUIET)
-  if(NOT VELKO_BUILD_COMPANIONS OR VELKO_SANITIZE OR NOT Python_Development.Module_FOUND OR NOT pybind11_FOUND)
-    message(STATUS "The Python package is left out (it needs pybind11-dev, python3-dev, the companions, and no sanitizer)")
+  if(VELKO_SANITIZE OR NOT Python_Development.Module_FOUND OR NOT pybind11_FOUND)
+    message(STATUS "The Python package is left out (it needs pybind11-dev, python3-dev, and no sanitizer)")
     set(VELKO_BUILD_PYTHON OFF)
   endif()
 endif()
