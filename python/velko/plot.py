@@ -105,6 +105,11 @@ def _triangles(x: Array, y: Array, blank: float | None) -> tri.Triangulation | N
     return mesh
 
 
+def _number(value: float) -> str:
+    """Four digits, and no power of ten for values that surveys have."""
+    return f"{value:.0f}" if 1e4 <= abs(value) < 1e7 else f"{value:.4g}"
+
+
 def _field_of(survey: Survey) -> str:
     text = f"field {survey.geomag:g} nT, inclination {survey.incl:g}°, declination {survey.decl:g}°"
     if np.ndim(survey.aincl) == 1:
@@ -204,7 +209,7 @@ def data(survey: Survey | Name, values: npt.ArrayLike | None = None, *, ax: Axes
     """
     stations, shown = _survey_with(survey, values)
     name = "" if isinstance(survey, Survey) else os.path.basename(os.fspath(survey)) + ": "
-    heading = f"{name}{len(shown)} data, {shown.min():.4g} to {shown.max():.4g} nT" if title is None else title
+    heading = f"{name}{len(shown)} data, {_number(shown.min())} to {_number(shown.max())} nT" if title is None else title
     colours = _colours(shown, limits, percentiles, equalise, cmap)
     return _map(stations, shown, ax, blank, colours, label, heading)
 

@@ -5,6 +5,7 @@ from __future__ import annotations
 import argparse
 import os
 import sys
+import warnings
 from collections.abc import Callable
 from typing import Any, NoReturn
 
@@ -121,12 +122,27 @@ def parse_command_line() -> argparse.Namespace:
     return options
 
 
+def tell_warnings_once(name: str) -> None:
+    """What the library warns of, as a line of this program."""
+    told = set()
+
+    def tell(message: Warning | str, *_: Any) -> None:
+        if str(message) not in told:
+            print(f"{name}: {message}", file=sys.stderr)
+        told.add(str(message))
+
+    warnings.showwarning = tell
+
+
 def main() -> None:
+    name = os.path.basename(sys.argv[0])
     options = parse_command_line()
     try:
-        options.draw(options).savefig(options.picture, dpi=130)
+        with warnings.catch_warnings():
+            tell_warnings_once(name)
+            options.draw(options).savefig(options.picture, dpi=130)
     except (velko.Error, ValueError) as failure:
-        sys.exit(f"{os.path.basename(sys.argv[0])}: {failure}")
+        sys.exit(f"{name}: {failure}")
     except OSError as failure:
-        sys.exit(f"{os.path.basename(sys.argv[0])}: cannot write {options.picture}: {failure.strerror}")
+        sys.exit(f"{name}: cannot write {options.picture}: {failure.strerror}")
 

@@ -54,6 +54,11 @@ class Pictures(InAFolder):
     def test_data(self):
         self.assert_drawn("data", "a.vlk")
 
+    def test_what_the_library_warns_of_is_a_line(self):
+        self.write("topo", "3\n0 0 10\n30 0 10\n0 10 10\n")
+        said = (0, "", "plot: Warning: Topography region is not large enough.\n")
+        self.assertEqual(self.run_main(plot, "model", "mesh", "model", "--topography", "topo", "p.png"), said)
+
     def test_difference(self):
         self.assert_drawn("difference", "a.vlk", "b.vlk")
 
@@ -128,7 +133,7 @@ class Pictures(InAFolder):
 
     def test_bad_inputs(self):
         self.assert_fails(plot, ["data", "none", "p.png"], "plot: ERROR: data file not found: none")
-        self.assert_fails(plot, ["data", "mesh", "p.png"], "plot: mesh: ERROR: idir in data file should be 0 or 1: '0 0 20'")
+        self.assert_fails(plot, ["data", "mesh", "p.png"], "plot: mesh: ERROR: idir in data file should be 0 or 1: line 2, column 5: '20'")
         self.assert_fails(plot, ["model", "mesh", "small", "p.png"], "plot: ERROR: end reached reading model file small")
         self.assert_fails(plot, ["model", "mesh", "model", "p.png", "--y", "31"], "y lies outside of the mesh")
         self.assert_fails(plot, ["data", "a.vlk", "none/p.png"], "cannot write none/p.png: No such file or directory")
