@@ -12,6 +12,7 @@
 
 #include "builder/cube_size.h"
 #include "builder/input_checks.h"
+#include "builder/text_diagnosis.h"
 #include "design/mesh_design.h"
 #include "design/text_writer.h"
 #include "files/data_file.h"
@@ -20,7 +21,6 @@
 #include "topography/topography_file.h"
 #include "velkmtx/commands.h"
 #include "velkmtx/options.h"
-#include "builder/text_diagnosis.h"
 #include "velkmtx/whole_file.h"
 
 namespace velko {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "builder/input_checks.h"
+#include "builder/text_diagnosis.h"
 #include "design/bodies.h"
 #include "design/model_sampling.h"
 #include "design/text_writer.h"
@@ -17,7 +18,6 @@
 #include "store/state.h"
 #include "velkmtx/commands.h"
 #include "velkmtx/options.h"
-#include "builder/text_diagnosis.h"
 #include "velkmtx/whole_file.h"
 
 namespace velko {
