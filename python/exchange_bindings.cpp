@@ -28,8 +28,7 @@ void write_vtr_of(const std::string& file, const py::handle& of_mesh, const inpu
 py::tuple grid_of_data(const input<r8>& x, const input<r8>& y, const input<r8>& values, r8 spacing) {
   problem p;
   std::vector<ground_point> points;
-  for (py::ssize_t n = 0; n < x.size(); ++n)
-    points.push_back({x.data()[n], y.data()[n], values.data()[n]});
+  for (py::ssize_t n = 0; n < x.size(); ++n) points.push_back({x.data()[n], y.data()[n], values.data()[n]});
   map_grid grid;
   in_library(p, "", [&] { grid = spacing > 0 ? interpolated(points, spacing) : stations_on_grid(points); });
   py::array_t<r8> east(grid.columns), north(grid.rows), nodes({grid.rows, grid.columns});

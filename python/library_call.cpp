@@ -86,8 +86,7 @@ outcome run(problem& p, const std::function<void()>& body, const diagnosis_of_fi
     result.of_python = by_python.failure;
   }
   result.was_interrupted = interruption_is_asked_for();
-  if (result.told.end.kind != stop_or_done::done && !result.was_interrupted)
-    result.fault = fault_by(explain);
+  if (result.told.end.kind != stop_or_done::done && !result.was_interrupted) result.fault = fault_by(explain);
   return result;
 }
 

@@ -164,9 +164,7 @@ class sensitivity {
     for (const sparse_row& r : Gs_) stored_bytes_ += r.idx.size() * i8{sizeof(i4) + sizeof(r4)};
   }
 
-  static array2<const r8> block_at(const vectors& v) {
-    return array2<const r8>(v.first, v.length, v.count);
-  }
+  static array2<const r8> block_at(const vectors& v) { return array2<const r8>(v.first, v.length, v.count); }
 
   static void product_of(array2<const r8> m, array2<r8> d) {
     if (m.extent(2) == 1) return GPROD(m.elements(), d.elements());
