@@ -87,3 +87,54 @@ def test_air_is_nan_in_xarray():
     found = mesh.to_xarray([1, 2, 3])
     np.testing.assert_array_equal(found.values, [[[1, 2], [np.nan, 3]]])
     assert found.dims == ("y", "x", "z") and found.z.values.tolist() == [-0.5, -1.5]
+
+
+def test_models_go_to_xarray_and_back():
+    mesh = velko.read_mesh("survey.mtx")
+    model = velko.read_model("survey.sus", mesh)
+    array = mesh.to_xarray(model)
+    assert np.isnan(array.to_numpy()).sum() == mesh.ncells - mesh.nbelow
+    np.testing.assert_array_equal(mesh.from_xarray(array.transpose("x", "z", "y")), model)
+    with pytest.raises(ValueError, match="along x are not the middles"):
+        mesh.from_xarray(array.assign_coords(x=array["x"] + 3))
+    with pytest.raises(ValueError, match="along z are not the middles"):
+        mesh.from_xarray(array.isel(z=slice(1, None)))
+
+
+def test_data_go_to_a_map_and_back():
+    survey = velko.read_predicted("survey.vlk")
+    grid = survey.to_xarray()
+    assert grid.dims == ("y", "x") and grid.attrs["incl"] == 62 and grid.attrs["units"] == "nT"
+    for x, y, value in zip(survey.x, survey.y, survey.values):
+        assert grid.sel(x=x, y=y).item() == value
+    again = velko.Survey.from_xarray(grid.transpose("x", "y"), z=75)
+    for name in ("x", "y", "z", "values", "incl", "decl", "geomag"):
+        np.testing.assert_array_equal(getattr(again, name), getattr(survey, name))
+
+
+def test_data_that_lie_on_no_grid_are_interpolated():
+    rng = np.random.default_rng(2)
+    x, y = rng.uniform(0, 100, (2, 300))
+    plane = velko.Survey(x, y, np.zeros(300), 62, 4, 5e4, values=3 + 0.5 * x - 0.2 * y)
+    with pytest.raises(velko.Error, match="do not lie on a grid along x and y; a spacing interpolates"):
+        plane.to_xarray()
+    grid = plane.to_xarray(spacing=7)
+    expected = 3 + 0.5 * grid["x"] - 0.2 * grid["y"]
+    inside = np.isfinite(grid.to_numpy())
+    assert inside.mean() > 0.7
+    np.testing.assert_allclose(grid.to_numpy()[inside], expected.transpose("y", "x").to_numpy()[inside])
+    with pytest.raises(ValueError, match="positive length"):
+        plane.to_xarray(spacing=-1)
+    with pytest.raises(ValueError, match="no values"):
+        plane.with_values(None).to_xarray()
+
+
+def test_nodes_without_a_value_are_no_stations():
+    import xarray
+
+    grid = xarray.DataArray([[1.0, np.nan], [3.0, 4.0]], coords={"y": [0.0, 10.0], "x": [0.0, 5.0]}, dims=("y", "x"))
+    heights = xarray.DataArray([[7.0, 8.0], [9.0, 10.0]], coords=grid.coords, dims=grid.dims)
+    survey = velko.Survey.from_xarray(grid, heights.T, incl=60, decl=0, geomag=5e4)
+    assert survey.values.tolist() == [1, 3, 4] and survey.z.tolist() == [7, 9, 10]
+    with pytest.raises(ValueError, match="the map does not tell incl, decl, geomag"):
+        velko.Survey.from_xarray(grid, 0.0)

@@ -34,6 +34,38 @@ def kinds(G, rng):
             G.unweighted.restrict(G.mesh.below).scaled(3.0)]
 
 
+def records_of(name):
+    """Payloads, as the format has them: a length on either side."""
+    contents, at = pathlib.Path(name).read_bytes(), 0
+    while at < len(contents):
+        (length,) = np.frombuffer(contents, "<i4", 1, at)
+        yield contents[at + 4 : at + 4 + length]
+        at += length + 8
+
+
+@BOTH
+def test_operator_has_what_its_file_holds(name):
+    G = velko.open(name)
+    header, edges, surface, filter, cube, weights, *rows = records_of(name)
+    ndata, ncol, ny, nx, nz = np.frombuffer(header, "<i4")
+    assert (G.shape, G.dtype, G.mesh.shape) == ((ndata, ncol), np.float64, (ny, nx, nz))
+    y, x, depth, top = np.split(np.frombuffer(edges, "<f8"), np.cumsum([ny + 1, nx + 1, nz + 1]))
+    for found, expected in ((G.mesh.y, y), (G.mesh.x, x), (G.mesh.depth, depth), (G.mesh.z, top - depth),
+                            (G.surface, np.frombuffer(surface, "<i4").reshape(nx, ny).T), (G.filter, np.frombuffer(filter[4:], "<f8")),
+                            (G.cube, np.frombuffer(cube, "<i4")), (G.weights, np.frombuffer(weights[4:], "<f8")),
+                            (G.diagonal, np.frombuffer(rows[ndata], "<f8"))):
+        np.testing.assert_array_equal(found, expected)
+    assert G.compressed == (len(filter) > 4)
+    for n in range(ndata):
+        if G.compressed:
+            (nnz,) = np.frombuffer(rows[n], "<i4", 1)
+            positions, values = G.stored_row(n)
+            np.testing.assert_array_equal(positions, np.frombuffer(rows[n], "<i4", nnz, 4))
+            np.testing.assert_array_equal(values, np.frombuffer(rows[n], "<f4", nnz, 4 + 4 * nnz))
+        else:
+            np.testing.assert_array_equal(G.stored_row(n), np.frombuffer(rows[n], "<f4"))
+
+
 @BOTH
 def test_products_have_the_bits_of_velkrund(name, rng):
     """Read from its file, to the digits that it writes: velkrund reads the model from a file, and weights it."""
@@ -75,10 +107,16 @@ def test_adjoint_is_the_transpose(name, seed):
 def test_each_column_of_a_block_has_the_bits_that_it_has_alone(name, rng):
     G = velko.open(name)
     M, D = rng.normal(size=(G.shape[1], 7)), rng.normal(size=(G.shape[0], 7))
-    for A, X in ((G, M), (G.T, D), (G, np.asfortranarray(M)), (G, M[:, ::2])):
+    unaligned = np.frombuffer(b"." + M.tobytes(), np.uint8)[1:].view(float).reshape(M.shape)
+    wide = rng.normal(size=(G.shape[1], 20))
+    for A, X in ((G, M), (G.T, D), (G, np.asfortranarray(M)), (G, M[:, ::2]), (G, M[:, ::-1]), (G, wide), (G, M.astype(np.float32)),
+                 (G, unaligned), (G.unweighted, M), (G.unweighted, np.asfortranarray(M)), (G.T, np.asfortranarray(D)), (G.T, D[:, ::-2]),
+                 (G.unweighted.T, D), (G.restrict(G.mesh.below), M), (G.scaled(3.0), M)):
         product = A @ X
+        assert product.shape == (A.shape[0], X.shape[1])
         for n in range(X.shape[1]):
-            np.testing.assert_array_equal(product[:, n], A @ X[:, n])
+            np.testing.assert_array_equal(product[:, n], A @ np.ascontiguousarray(X[:, n]))
+    np.testing.assert_array_equal(G @ M[::-1, 0], G @ np.ascontiguousarray(M[::-1, 0]))
     assert (G @ np.empty((G.shape[1], 0))).shape == (G.shape[0], 0)
 
 
