@@ -103,9 +103,9 @@ void check(const row_request& r) {
   report(buried);
 }
 
-py::dict to_python(const row_statistics& rows, i4 count) {
+py::dict to_python(const row_statistics& rows) {
   py::dict d, trials;
-  d["rows"] = count;
+  d["rows"] = rows.made;
   d["least"] = rows.least;
   d["median"] = rows.median;
   d["most"] = rows.most;
@@ -122,16 +122,16 @@ py::dict to_python(const row_statistics& rows, i4 count) {
 }
 
 /// What is the same for rows that were made and for those that were tried.
-py::dict to_python(const row_request& r, const matrix_form& form, const row_statistics& rows, i4 count,
-                   int threads, i8 bytes, r8 seconds) {
-  py::dict d = to_python(rows, count);
+py::dict to_python(const row_request& r, const matrix_form& form, const row_statistics& rows, i8 bytes,
+                   r8 seconds) {
+  py::dict d = to_python(rows);
   d["bytes"] = bytes;
   d["dense_bytes"] = i8{4} * r.rows.count() * columns_of(r.m);
   d["cells"] = columns_of(r.m);
   d["wavelet"] = form.compressed() ? py::object(py::str(r.wishes.wavelet)) : py::object(py::none());
   d["tolerance"] = form.tolerance;
   d["weights"] = std::string(weighting_names[static_cast<std::size_t>(form.weights.kind)]);
-  d["memory"] = memory_for(r.m, form, rows.most, threads);
+  d["memory"] = py::none();
   d["seconds"] = seconds;
   return d;
 }
@@ -171,12 +171,10 @@ py::dict make(const std::string& file, const py::handle& of_mesh, const py::hand
   progress shown(callback, r.rows.count());
   matrix_form form;
   rows_of_file made;
-  int threads = 0;
   const auto start = std::chrono::steady_clock::now();
   in_library(p, file, [&] {
     check(r);
     const threads_of_call team(r.threads);
-    threads = team_size();
     form = form_for(r.wishes, r.m, r.s);
     if (!note_every) {
       output_file out(file);
@@ -189,7 +187,7 @@ py::dict make(const std::string& file, const py::handle& of_mesh, const py::hand
     made = fill(out, r, form, to_verify, shown, &notes, [&] { out.finish(); });
     std::remove(notes_file.c_str());
   });
-  return to_python(r, form, made.rows, made.rows.made, threads, made.bytes, seconds_since(start));
+  return to_python(r, form, made.rows, made.bytes, seconds_since(start));
 }
 
 /// What all rows would be like, judged by a few.
@@ -204,14 +202,15 @@ py::dict try_rows(const py::handle& of_mesh, const py::handle& of_survey, const 
     check(r);
     const threads_of_call team(r.threads);
     form = form_for(r.wishes, r.m, r.s);
-    constexpr i4 rows_to_try = 8;
-    sample = sample_rows(r.m, r.s, form, rows_to_try);
+    sample = sample_rows(r.m, r.s, form);
     threads = team_size();
   });
-  const r8 of_rows = static_cast<r8>(sample.rows.stored) / sample.count * (form.compressed() ? 8 : 4);
+  const r8 of_rows = static_cast<r8>(sample.rows.stored) / sample.rows.made * (form.compressed() ? 8 : 4);
   const r8 bytes = of_rows * r.rows.count() + 16.0 * columns_of(r.m);
-  return to_python(r, form, sample.rows, sample.count, threads, static_cast<i8>(bytes),
-                   sample.seconds * r.rows.count() / threads);
+  py::dict d =
+      to_python(r, form, sample.rows, static_cast<i8>(bytes), sample.seconds * r.rows.count() / threads);
+  d["memory"] = memory_for(r.m, r.s, r.rows, sample, threads);
+  return d;
 }
 
 /// Rows, and how many of them were brought back for the diagonal.
@@ -241,10 +240,7 @@ py::tuple check_file(const std::string& file, const py::object& of_survey) {
   in_library(p, file, [&] {
     contents = scan_sensitivity_file(file);
     faults = contents.faults;
-    if (contents.made) {
-      const auto damaged = damaged_stretches(file, *contents.made);
-      faults.insert(faults.end(), damaged.begin(), damaged.end());
-    }
+    faults.insert(faults.end(), contents.damaged.begin(), contents.damaged.end());
     if (s) apart = differences_to(*s, contents);
   });
   return py::make_tuple(faults, apart, contents.made.has_value(), contents.complete,

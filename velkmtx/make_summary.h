@@ -3,14 +3,12 @@
 
 #include <string>
 
+#include "builder/form_choice.h"
 #include "builder/sensitivity_builder.h"
 #include "velkmtx/make_options.h"
 #include "velkmtx/make_output.h"
 
 namespace velko {
-
-inline constexpr r8 part_to_lose =
-    0.01;  // of data of trial models, where neither tolerance nor accuracy is given
 
 std::string summary_of(const make_options& options, const matrix_form& form, const survey_rows& range,
                        const written_file& written, r8 seconds);

@@ -48,8 +48,8 @@ class Made(NamedTuple):
         False where they were tried only.
     bytes, dense_bytes : int
         Of the file; of the rows of a dense G.
-    memory : int
-        Bytes that the work takes.
+    memory : int or None
+        Bytes that the process takes at the most, as rows that are tried tell.
     seconds : float
     cells : int
         Columns of G.
@@ -73,7 +73,7 @@ class Made(NamedTuple):
     written: bool
     bytes: int
     dense_bytes: int
-    memory: int
+    memory: int | None
     seconds: float
     cells: int
     rows: int

@@ -137,7 +137,7 @@ def test_made_tells_what_velkmtx_tells():
     for name, error in made.trials.items():
         assert f"{name} {100 * error:.2g} %" in said
     assert made.verified.rows == 7 and made.verified.beyond < 1e-6 and made.off * 0.05 <= 2
-    assert (made.rows, made.cells, made.dense_bytes) == (36, 1057, 4 * 36 * 1057) and made.memory > 0 and made.seconds > 0
+    assert (made.rows, made.cells, made.dense_bytes) == (36, 1057, 4 * 36 * 1057) and made.seconds > 0
 
 
 def with_topography():
@@ -154,7 +154,7 @@ def test_dry_run_writes_nothing_and_tells_what_would_come():
     tried = velko.make("a.mtx", *INPUTS, topography="survey.topography", tolerance=0.01, dry_run=True)
     assert set(os.listdir()) == before and not tried.written
     made = velko.make("a.mtx", *INPUTS, topography="survey.topography", tolerance=0.01)
-    assert tried.rows == 8 and tried.bytes == pytest.approx(made.bytes, rel=0.2)
+    assert tried.rows > 0 and tried.memory > 1e6 and tried.bytes == pytest.approx(made.bytes, rel=0.2)
     assert tried.cells == made.cells and tried.wavelet == "d4"
     dense = velko.make("a.mtx", *INPUTS, dense=True, dry_run=True)
     assert dense.wavelet is None and dense.bytes == dense.dense_bytes + 16 * 2048
