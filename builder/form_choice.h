@@ -13,7 +13,8 @@
 
 namespace velko {
 
-inline constexpr r8 part_to_lose = 0.01;  // of data of trial models, where neither tolerance nor accuracy is given
+inline constexpr r8 part_to_lose =
+    0.01;  // of data of trial models, where neither tolerance nor accuracy is given
 
 struct form_wishes {
   std::string wavelet = "d4";
