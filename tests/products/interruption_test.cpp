@@ -21,10 +21,10 @@ TEST_P(Interruption, EveryProductEndsWithTheStop) {
   EXPECT_EQ(stop_of([&] { GPROD(m, data); }), "interrupted");
   EXPECT_EQ(stop_of([&] { GTPROD(model, d); }), "interrupted");
   EXPECT_EQ(stop_of([&] { GTGPROD(m, model); }), "interrupted");
-  EXPECT_EQ(stop_of([&] {
-              GPROD_BLOCK(array2<const r8>(m.data(), m.size(), 1), array2<r8>(data.data(), data.size(), 1));
-            }),
-            "interrupted");
+  owned_array2<r8> models(p.model_size(), 2), other_models(p.model_size(), 2), data_of_both(p.rows(), 2);
+  EXPECT_EQ(stop_of([&] { GPROD_BLOCK(models, data_of_both); }), "interrupted");
+  EXPECT_EQ(stop_of([&] { GTPROD_BLOCK(models, data_of_both); }), "interrupted");
+  EXPECT_EQ(stop_of([&] { GTGPROD_BLOCK(models, other_models); }), "interrupted");
 }
 
 TEST_P(Interruption, RowsThatAreLeftArePassedOver) {

@@ -89,6 +89,36 @@ TEST_F(BlockLengths, FullMeshModelsAreRead) {
   }
 }
 
+TEST_F(BlockLengths, FullMeshModelsOfTheNormalProductGiveActiveOnes) {
+  set_uneven_problem();
+  set_random_sparse_rows(9);
+  const auto ntotal = static_cast<std::size_t>(cells.ntotal), ncell = static_cast<std::size_t>(cells.ncell);
+  std::vector<values> x;
+  for (unsigned l = 0; l < 3; ++l) x.push_back(random_values(ntotal, l + 1));
+  block y = untouched_block(ncell, 3);
+  GTGPROD_BLOCK(block_of(x, ntotal), y);
+  for (std::size_t l = 0; l < 3; ++l) {
+    values alone(ncell, untouched);
+    GTGPROD(x[l], alone);
+    EXPECT_TRUE(same_bits(column(y, l), alone));
+  }
+}
+
+TEST_F(BlockLengths, NoDataLeaveDataUnwrittenAndGiveModelsOfZeros) {
+  set_uneven_problem();
+  set_random_sparse_rows(9);
+  survey.ndata = 0;
+  const auto n = static_cast<std::size_t>(cells.ncell);
+  const block m = block_of({values(n, 1.0), values(n, 2.0)}, n);
+  block d = untouched_block(9, 2), Gtd = untouched_block(n, 2), GtGm = untouched_block(n, 2);
+  GPROD_BLOCK(m, d);
+  GTPROD_BLOCK(Gtd, d);
+  GTGPROD_BLOCK(m, GtGm);
+  EXPECT_THAT(d.elements(), testing::Each(untouched));
+  EXPECT_THAT(Gtd.elements(), testing::Each(0.0));
+  EXPECT_THAT(GtGm.elements(), testing::Each(0.0));
+}
+
 TEST_F(BlockLengths, ElementsBehindTheActiveCellsAndTheDataAreNotTouched) {
   set_uneven_problem();
   set_random_sparse_rows(9);
