@@ -22,11 +22,13 @@ template <class body>
 void on_all_threads(i8 count, const body& step) {
   std::atomic<bool> refused = false;
 #pragma omp parallel for schedule(static) num_threads(team_size())
-  for (i8 i = 1; i <= count; ++i) try {
+  for (i8 i = 1; i <= count; ++i) {
+    try {
       step(i);
     } catch (const std::bad_alloc&) {
       refused = true;
     }
+  }
   if (refused) throw std::bad_alloc();
 }
 

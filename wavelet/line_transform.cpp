@@ -158,9 +158,10 @@ VELKO_ALWAYS_INLINE void synthesise_batch(r8* a, const line_batch& batch, i4 n, 
 VELKO_ALWAYS_INLINE void ask_for(const r8* a, i8 line, i4 n) {
   const std::uintptr_t start =
       reinterpret_cast<std::uintptr_t>(a) + static_cast<std::uintptr_t>(line * n) * sizeof(r8);
-  for (i8 k = 0; k < n; ++k)
-    __builtin_prefetch(reinterpret_cast<const void*>(
-        start + static_cast<std::uintptr_t>(k) * sizeof(r8x8)));  // NOLINT(performance-no-int-to-ptr)
+  for (i8 k = 0; k < n; ++k) {
+    const std::uintptr_t of_eight = start + static_cast<std::uintptr_t>(k) * sizeof(r8x8);
+    __builtin_prefetch(reinterpret_cast<const void*>(of_eight));  // NOLINT(performance-no-int-to-ptr)
+  }
 }
 
 VELKO_ALWAYS_INLINE void transform_lines(r8* block, i4 n, i8 nprev, line_range lines, bool forward,
