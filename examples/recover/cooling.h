@@ -1,8 +1,8 @@
 /// Cooling: which damping to try next, so that the misfit comes to its target.
 ///
 /// What     the misfit grows with the damping, nearly as a straight line on logarithmic axes. Its slope between the last two
-///          dampings says how far to go, by a factor of at most 8; before there are two, the factor is 5. Misfits need not
-///          be exact: each is that of a model on its way to the minimum
+///          dampings says how far to go, by a factor of at most 8; before there are two, a usual slope does, and a factor
+///          of at most 5. Misfits need not be exact: each is that of a model on its way to the minimum
 /// Sources  the discrepancy principle, by which the misfit is not to fall below the noise: V. Morozov, Soviet Math.
 ///          Dokl. 7 (1966) 414-417; P. C. Hansen, Rank-Deficient and Discrete Ill-Posed Problems, SIAM 1998, ch. 7
 #pragma once
@@ -32,15 +32,16 @@ class cooling {
 
   /// Takes the misfit that the damping came to, and moves on to the next one.
   void next(velko::r8 misfit) {
-    constexpr velko::r8 usual = 5, longest = 8;
-    const velko::r8 off = std::log(misfit / target_);
-    velko::r8 step = off > 0 ? std::log(usual) : -std::log(usual);
+    constexpr velko::r8 usual_slope = 0.7, longest_first = 5, longest = 8;
+    velko::r8 slope = usual_slope;
     if (last_.damping != 0) {
-      const velko::r8 slope = std::log(last_.misfit / misfit) / std::log(last_.damping / damping_);
-      step = off / (slope > 0.3 && slope < 3 ? slope : 0.7);
+      const velko::r8 seen = std::log(last_.misfit / misfit) / std::log(last_.damping / damping_);
+      if (seen > 0.3 && seen < 3) slope = seen;
     }
+    const velko::r8 most = std::log(last_.damping != 0 ? longest : longest_first);
+    const velko::r8 step = std::clamp(std::log(misfit / target_) / slope, -most, most);
     last_ = {damping_, misfit};
-    damping_ /= std::exp(std::clamp(step, -std::log(longest), std::log(longest)));
+    damping_ /= std::exp(step);
   }
 
  private:
