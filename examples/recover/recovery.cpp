@@ -298,6 +298,7 @@ class recovery {
       steps += more;
       if (more == 0 || options_.robust == 0) break;
     }
+    if (steps == 0) return;
     note(damping, steps);
     keep();
   }
