@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "builder/daubechies.h"
+#include "builder/diagonal.h"
 #include "builder/row_compression.h"
 #include "builder/row_maker.h"
 #include "responses/prism.h"
@@ -101,14 +102,14 @@ void BM_compress_row(benchmark::State& state) {
   row_compressor compressor(m, cube_around(n, n, n));
   const r8 budget = 1e-6 * energy_of(row);
   for (auto _ : state) {
-    compressor.transform(row);
+    compressor.lay_all(row);
     benchmark::DoNotOptimize(compressor.choose(budget).idx.size());
   }
   state.SetItemsProcessed(state.iterations() * static_cast<i8>(row.size()));
 }
 BENCHMARK(BM_compress_row)->Arg(16)->Arg(32)->Arg(64)->Arg(128);
 
-/// All of it: response, compression, the way back for gdiag. Items are cells.
+/// All of it: response, compression, the way back, the row in gdiag. Items are cells.
 void BM_make_row(benchmark::State& state) {
   const mesh_state m = mesh_of(static_cast<i4>(state.range(0)));
   survey_state s;
@@ -124,12 +125,16 @@ void BM_make_row(benchmark::State& state) {
   SET_WTN_FILTER(form.wfilter, 4);
   const std::vector<r8> wtz(cells_of(m), 1.0);
   row_maker maker(m, s, form, wtz);
-  for (auto _ : state) maker.make(1);
+  diagonal gdiag(static_cast<i8>(wtz.size()), {1, 1}, false);
+  for (auto _ : state) {
+    maker.make(1);
+    for (i4 piece = 0; piece < gdiag.pieces(); ++piece) gdiag.add(2, maker.row(), piece);
+  }
   state.SetItemsProcessed(state.iterations() * static_cast<i8>(wtz.size()));
   state.counters["rows"] =
       benchmark::Counter(static_cast<r8>(state.iterations()), benchmark::Counter::kIsRate);
 }
-BENCHMARK(BM_make_row)->Arg(16)->Arg(32)->Arg(64)->Arg(128);
+BENCHMARK(BM_make_row)->Arg(16)->Arg(32)->Arg(64)->Arg(128)->Arg(256);
 
 }  // namespace
 }  // namespace velko

@@ -45,13 +45,13 @@ void diagonal::close_block(i4 piece) {
   std::fill(block.begin(), block.end(), 0.0);
 }
 
-void diagonal::add(i4 row, std::span<const r8> values, i4 piece) {
+void diagonal::add(i4 row, std::span<const r4> values, i4 piece) {
   if (!keeps_blocks_ && begins_block(row)) close_block(piece);
   const i4 block = keeps_blocks_ ? block_of(row) - block_of(rows_.first) : 0;
   const std::span<r8> sums = piece_of(blocks_[static_cast<std::size_t>(block)], piece);
-  const r8* g = values.data() + piece * cells_in_piece;
+  const r4* g = values.data() + piece * cells_in_piece;
   r8* sum = sums.data();
-  for (std::size_t c = 0; c < sums.size(); ++c) sum[c] += g[c] * g[c];
+  for (std::size_t c = 0; c < sums.size(); ++c) sum[c] += r8{g[c]} * g[c];
 }
 
 void diagonal::begin_block(std::span<const r8> sums) {

@@ -3,6 +3,8 @@
 /// What     rows are summed in blocks of 1024, those of the survey, each block from 0 and in the order of its rows; then
 ///          the blocks, in their order. So the sums over blocks are all that a part has to keep
 /// Pieces   of the cells, so that several rows can be added at once, each to another piece
+/// Digits   rows come as floats, squares and sums are doubles: a row waits for its memory, and a rounding error of one part in
+///          30 million of each value is far below what compressed rows lose
 /// Shapes   row(ncol), surface order; rows of the survey count from 1
 /// Memory   the sum and one block; a part, which keeps its blocks, has all that it touches
 #pragma once
@@ -35,7 +37,7 @@ class diagonal {
 
   i4 pieces() const;
   /// Rows come in their order, each to all pieces.
-  void add(i4 row, std::span<const r8> values, i4 piece);
+  void add(i4 row, std::span<const r4> values, i4 piece);
   /// The sums over the first rows of the block that follows.
   void begin_block(std::span<const r8> sums);
 

@@ -132,15 +132,10 @@ class row_restorer {
                       (form_.compressed() ? restore_sparse(in) : restore_dense(in));
     if (!good) refuse_damaged(p, fmt::format("row {}", n));
   }
-  std::span<const r8> row() const { return row_; }
+  std::span<const r4> row() const { return row_; }
 
  private:
-  bool restore_dense(record_reader& in) {
-    val_.resize(row_.size());
-    if (!in.read_all(std::span(val_))) return false;
-    std::ranges::copy(val_, row_.begin());
-    return true;
-  }
+  bool restore_dense(record_reader& in) { return in.read_all(std::span(row_)); }
   bool restore_sparse(record_reader& in) {
     i4 nnz = 0;
     if (!in.read(nnz) || nnz < 0 || !in.may_hold(i8{8} * nnz)) return false;
@@ -149,9 +144,9 @@ class row_restorer {
     if (!in.read_all(std::span(idx_)) || !in.read_all(std::span(val_))) return false;
     const i8 ncube = i8{form_.cube.z} * form_.cube.x * form_.cube.y;
     if (!std::ranges::all_of(idx_, [&](i4 idx) { return 1 <= idx && idx <= ncube; })) return false;
-    compressor_->take(idx_, val_);
-    compressor_->restore(idx_, [&](std::size_t place, std::span<const r8> below) {
-      std::ranges::copy(below, row_.begin() + static_cast<std::ptrdiff_t>(place));
+    const std::vector<r8> values(val_.begin(), val_.end());
+    compressor_->restore({idx_, values}, [&](std::size_t place, std::span<const r8> below) {
+      for (const r8 value : below) row_[place++] = static_cast<r4>(value);
     });
     return true;
   }
@@ -159,8 +154,7 @@ class row_restorer {
   const row_form& form_;
   std::optional<row_compressor> compressor_;
   std::vector<i4> idx_;
-  std::vector<r4> val_;
-  std::vector<r8> row_;
+  std::vector<r4> val_, row_;
 };
 
 void copy_bytes(record_writer& out, const part& p, i8 begin, i8 end, std::vector<std::byte>& room) {

@@ -16,6 +16,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "arrays/instruction_set.h"
 #include "builder/row_compression.h"
 #include "builder/sensitivity_builder.h"
 #include "builder/sensitivity_writer.h"
@@ -29,6 +30,11 @@ struct accuracy_out_of_reach : std::range_error {
   accuracy_out_of_reach() : std::range_error("no row of 32-bit floats is as accurate as is asked for") {}
 };
 
+/// What a row has lost so far, in eight partial sums: of squares, and of magnitudes times the weights.
+struct loss_sum {
+  r8x8 squares{}, magnitudes{};
+};
+
 class row_maker {
  public:
   row_maker(const mesh_state& m, const survey_state& s, const matrix_form& form, std::span<const r8> wtz);
@@ -38,12 +44,12 @@ class row_maker {
   /// What the data of the trial models are, and what they lose by the row made last.
   void try_models(const trial_models& models);
 
-  // Of the row made last: its record; how many values that holds; the row that they stand for; the squares of the
+  // Of the row made last: its record; how many values that holds; the row that they stand for, rounded; the squares of the
   // 2-norms of the row as computed and of what it lost; the 1-norm of the loss in nT for a susceptibility of 1, the
   // weights taken out.
   const row_payload& payload() const { return payload_; }
   i4 stored() const { return stored_; }
-  std::span<const r8> row() const { return restored_; }
+  std::span<const r4> row() const { return restored_.elements(); }
   r8 norm2() const { return norm2_; }
   const row_loss& loss() const { return loss_; }
 
@@ -56,7 +62,7 @@ class row_maker {
   void encode_compressed(r8 tolerance);
   void encode_within_accuracy();
   void encode_dense();
-  void take_column(std::span<const r8> restored, std::size_t place);
+  void lose(std::span<const r8> restored, std::size_t place);
 
   const mesh_state& mesh_;
   const matrix_form& form_;
@@ -64,11 +70,13 @@ class row_maker {
   bool weights_differ_;
   survey_response response_;
   std::optional<row_compressor> compressor_;  // empty in the dense form
-  std::vector<r8> computed_, restored_;       // row over weights
+  owned_array1<r8> computed_;                 // row over weights
+  owned_array1<r4> restored_;
   row_payload payload_;
   i4 stored_ = 0;
   r8 norm2_ = 0;
   row_loss loss_;
+  loss_sum loss_sum_;
   trial_models::sums trials_;
 };
 

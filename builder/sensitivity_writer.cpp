@@ -41,7 +41,7 @@ void encode_compressed_row(const compressed_row& row, row_payload& payload) {
   payload_cursor to(payload, sizeof(i4) + row.idx.size() * (sizeof(i4) + sizeof(r4)));
   to.put(static_cast<i4>(row.idx.size()));
   for (const i4 idx : row.idx) to.put(idx);
-  for (const i4 idx : row.idx) to.put(narrowed(row.coefficients[static_cast<std::size_t>(idx) - 1]));
+  for (const r8 value : row.values) to.put(narrowed(value));
 }
 
 void write_geometry(record_writer& out, const mesh_state& m, i4 ndata, std::span<const r8> wfilter,

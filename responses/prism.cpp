@@ -20,6 +20,48 @@ std::size_t column_stride(i4 nz) {
   return (count(nz) + at_once - 1) / at_once * at_once + at_once;
 }
 
+VELKO_ALWAYS_INLINE void distances(r8 across2, std::span<const r8> w2, r8* distance) {
+  for (std::size_t k = 0; k < w2.size(); ++k) distance[k] = std::sqrt(across2 + w2[k]);
+}
+VELKO_ALWAYS_INLINE void sum_of_faces(std::span<r8> sums, const r8* west, const r8* east, const r8* south,
+                                      const r8* north) {
+  for (std::size_t n = 0; n < sums.size(); ++n) sums[n] = (west[n] - east[n]) + (south[n] - north[n]);
+}
+
+void distances_sse2(r8 across2, std::span<const r8> w2, r8* distance) {
+  distances(across2, w2, distance);
+}
+VELKO_TARGET_AVX2 void distances_avx2(r8 across2, std::span<const r8> w2, r8* distance) {
+  distances(across2, w2, distance);
+}
+VELKO_TARGET_AVX512 void distances_avx512(r8 across2, std::span<const r8> w2, r8* distance) {
+  distances(across2, w2, distance);
+}
+void sum_of_faces_sse2(std::span<r8> sums, const r8* west, const r8* east, const r8* south,
+                       const r8* north) {
+  sum_of_faces(sums, west, east, south, north);
+}
+VELKO_TARGET_AVX2 void sum_of_faces_avx2(std::span<r8> sums, const r8* west, const r8* east,
+                                         const r8* south, const r8* north) {
+  sum_of_faces(sums, west, east, south, north);
+}
+VELKO_TARGET_AVX512 void sum_of_faces_avx512(std::span<r8> sums, const r8* west, const r8* east,
+                                             const r8* south, const r8* north) {
+  sum_of_faces(sums, west, east, south, north);
+}
+
+column_arithmetic column_arithmetic_for(instruction_set set) {
+  switch (set) {
+    case instruction_set::avx512:
+      return {distances_avx512, sum_of_faces_avx512};
+    case instruction_set::avx2:
+      return {distances_avx2, sum_of_faces_avx2};
+    case instruction_set::sse2:
+      break;
+  }
+  return {distances_sse2, sum_of_faces_sse2};
+}
+
 }  // namespace
 
 tensor_factors factors_of(const direction& inducing, const direction& measured, r8 geomag) {
@@ -37,6 +79,7 @@ tensor_factors factors_of(const direction& inducing, const direction& measured, 
 prism_responses::prism_responses(const mesh_state& shared_mesh, instruction_set set)
     : mesh_(shared_mesh),
       field_(rectangle_field_for(set)),
+      arithmetic_(column_arithmetic_for(set)),
       stride_(column_stride(mesh_.nz)),
       depth_(stride_),
       height_(stride_),
@@ -57,26 +100,40 @@ prism_responses::prism_responses(const mesh_state& shared_mesh, instruction_set 
 }
 
 void prism_responses::compute(const point& at, const tensor_factors& factors, std::span<r8> row) {
+  begin(at, factors);
+  std::size_t done = 0;
+  for (i4 i = 0; i < mesh_.ny; ++i) done += next_plane(row.subspan(done));
+}
+
+void prism_responses::begin(const point& at, const tensor_factors& factors) {
+  factors_ = factors;
+  next_ = 0;
   see_nodes(at);
+  find_own_cell();
   measure_plane(0);
-  evaluate_faces_across_y(0, factors);
-  r8* next = row.data();
-  for (i4 i = 0; i < mesh_.ny; ++i) {
-    std::swap(distance_[0], distance_[1]);
-    std::swap(across_y_[0], across_y_[1]);
-    measure_plane(i + 1);
-    evaluate_faces_across_y(i + 1, factors);
-    evaluate_faces_across_x(i, 0, factors);
-    for (i4 j = 0; j < mesh_.nx; ++j) {
-      std::swap(across_x_[0], across_x_[1]);
-      evaluate_faces_across_x(i, j + 1, factors);
-      const r8 *west = across_x_[0].data(), *east = across_x_[1].data();
-      const r8 *south = column(across_y_[0], j), *north = column(across_y_[1], j);
-      for (i4 k = mesh_.itop(i + 1, j + 1); k < mesh_.nz; ++k)
-        *next++ = (west[k] - east[k]) + (south[k] - north[k]);
-    }
+  evaluate_faces_across_y(0);
+}
+
+std::size_t prism_responses::next_plane(std::span<r8> plane) {
+  const i4 i = next_++;
+  std::swap(distance_[0], distance_[1]);
+  std::swap(across_y_[0], across_y_[1]);
+  measure_plane(i + 1);
+  evaluate_faces_across_y(i + 1);
+  evaluate_faces_across_x(i, 0);
+  std::size_t done = 0;
+  for (i4 j = 0; j < mesh_.nx; ++j) {
+    std::swap(across_x_[0], across_x_[1]);
+    evaluate_faces_across_x(i, j + 1);
+    const i4 itop = mesh_.itop(i + 1, j + 1);
+    const std::span<r8> below = plane.subspan(done, count(mesh_.nz - itop));
+    const auto from_top = [&](const r8* faces) { return faces + itop; };
+    arithmetic_.sum_of_faces(below, from_top(across_x_[0].data()), from_top(across_x_[1].data()),
+                             from_top(column(across_y_[0], j)), from_top(column(across_y_[1], j)));
+    if (i == own_.i && j == own_.j && own_.k >= itop) below[count(own_.k - itop)] += factors_.inside;
+    done += below.size();
   }
-  add_to_own_cell(factors.inside, row);
+  return done;
 }
 
 void prism_responses::see_nodes(const point& at) {
@@ -92,13 +149,12 @@ void prism_responses::see_nodes(const point& at) {
 void prism_responses::measure_plane(i4 i) {
   for (i4 j = 0; j <= mesh_.nx; ++j) {
     const r8 across2 = x_[count(j)] * x_[count(j)] + y_[count(i)] * y_[count(i)];
-    r8* const distance = column(distance_[1], j);
-    for (std::size_t k = 0; k < stride_; ++k) distance[k] = std::sqrt(across2 + w2_[k]);
+    arithmetic_.distances(across2, w2_, column(distance_[1], j));
   }
 }
 
 /// The faces on plane i, down to where the first of the cells on either side begins to lie below the surface.
-void prism_responses::evaluate_faces_across_y(i4 i, const tensor_factors& factors) {
+void prism_responses::evaluate_faces_across_y(i4 i) {
   const std::span<const r8> xnode = mesh_.xnode.elements();
   for (i4 j = 0; j < mesh_.nx; ++j) {
     const i4 top = std::min(mesh_.itop(std::max(i, 1), j + 1), mesh_.itop(std::min(i + 1, mesh_.ny), j + 1));
@@ -112,12 +168,12 @@ void prism_responses::evaluate_faces_across_y(i4 i, const tensor_factors& factor
                                  .tallest = tallest_,
                                  .r1 = column(distance_[1], j),
                                  .r2 = column(distance_[1], j + 1)};
-    field_(faces, {factors.yy, 0.0, factors.yz}, top, mesh_.nz, column(across_y_[1], j));
+    field_(faces, {factors_.yy, 0.0, factors_.yz}, top, mesh_.nz, column(across_y_[1], j));
   }
 }
 
 /// The faces between the columns of cells j - 1 and j.
-void prism_responses::evaluate_faces_across_x(i4 i, i4 j, const tensor_factors& factors) {
+void prism_responses::evaluate_faces_across_x(i4 i, i4 j) {
   const std::span<const r8> ynode = mesh_.ynode.elements();
   const i4 top = std::min(mesh_.itop(i + 1, std::max(j, 1)), mesh_.itop(i + 1, std::min(j + 1, mesh_.nx)));
   const std::size_t south = count(i);
@@ -130,26 +186,21 @@ void prism_responses::evaluate_faces_across_x(i4 i, i4 j, const tensor_factors& 
                                .tallest = tallest_,
                                .r1 = column(distance_[0], j),
                                .r2 = column(distance_[1], j)};
-  field_(faces, {factors.xx, factors.xy, factors.xz}, top, mesh_.nz, across_x_[1].data());
+  field_(faces, {factors_.xx, factors_.xy, factors_.xz}, top, mesh_.nz, across_x_[1].data());
 }
 
-/// The cell that holds the point, if it lies below the surface. A node that is level with the point counts as east and
-/// north of it, as it does in the fields of the faces, and as below it: a point on the ground is outside.
-void prism_responses::add_to_own_cell(r8 amount, std::span<r8> row) const {
+/// The cell that holds the point, which has the flux of its own on top if it lies below the surface. A node that is level with
+/// the point counts as east and north of it, as it does in the fields of the faces, and as below it: a point on the ground is
+/// outside.
+void prism_responses::find_own_cell() {
   const auto not_below = [](const numbers& ascending) {
-    return std::lower_bound(ascending.begin(), ascending.end(), 0.0) - ascending.begin();
+    return static_cast<i4>(std::ranges::lower_bound(ascending, 0.0) - ascending.begin());
   };
-  const std::ptrdiff_t j = not_below(x_) - 1, i = not_below(y_) - 1;
   const auto nodes_end = w_.begin() + mesh_.nz + 1;
-  const std::ptrdiff_t k =
-      std::find_if(w_.begin(), nodes_end, [](r8 w) { return w <= 0.0; }) - w_.begin() - 1;
-  if (std::min({i, j, k}) < 0 || i >= mesh_.ny || j >= mesh_.nx || k >= mesh_.nz) return;
-  std::ptrdiff_t position = 0;
-  for (i4 row_of_cells = 1; row_of_cells <= i + 1; ++row_of_cells)
-    for (i4 at = 1; at <= (row_of_cells <= i ? mesh_.nx : j); ++at)
-      position += mesh_.nz - mesh_.itop(row_of_cells, at);
-  const i4 itop = mesh_.itop(i + 1, j + 1);
-  if (k >= itop) row[static_cast<std::size_t>(position + k - itop)] += amount;
+  const auto below = std::find_if(w_.begin(), nodes_end, [](r8 w) { return w <= 0.0; });
+  own_ = {not_below(y_) - 1, not_below(x_) - 1, static_cast<i4>(below - w_.begin()) - 1};
+  if (std::min({own_.i, own_.j, own_.k}) < 0 || own_.i >= mesh_.ny || own_.j >= mesh_.nx || own_.k >= mesh_.nz)
+    own_ = {};
 }
 
 }  // namespace velko

@@ -10,7 +10,9 @@
 ///          faces. The faces across x and those across y, about as many each as there are cells, are evaluated once;
 ///          those across z are not needed, as Bxx + Byy + Bzz = 0 but for the cell that holds the point. A component
 ///          that the two directions don't ask for is not computed
-/// Shapes   row(ncol), surface order
+/// Parts    a row of cells along x with all below it (plane i) comes at a time, so that a caller can go on with it while it is in
+///          cache
+/// Shapes   row(ncol), surface order; plane: the part of it
 /// Units    lengths in any one unit (B has none); nT for geomag in nT
 /// Accuracy relative 1e-15 r/a for a cell of size a at distance r (tests/responses/prism_accuracy_test.cpp)
 /// Bits     the same on every machine (rectangle_field.h)
@@ -44,6 +46,14 @@ struct tensor_factors {
 
 tensor_factors factors_of(const direction& inducing, const direction& measured, r8 geomag);
 
+/// The plain loops over a column, compiled for a set of instructions.
+struct column_arithmetic {
+  /// distance[k] = sqrt(across2 + w2[k])
+  void (*distances)(r8 across2, std::span<const r8> w2, r8* distance);
+  /// sums[n] is what the faces around cell k + n have in all.
+  void (*sum_of_faces)(std::span<r8> sums, const r8* west, const r8* east, const r8* south, const r8* north);
+};
+
 class prism_responses {
  public:
   explicit prism_responses(const mesh_state& shared_mesh, instruction_set set = best_instruction_set());
@@ -51,19 +61,33 @@ class prism_responses {
   /// Responses of all cells below the surface at a point.
   void compute(const point& at, const tensor_factors& factors, std::span<r8> row);
 
+  /// The same plane by plane: begin, then next_plane for each from the south. Returns how many cells it has filled, from the
+  /// first on.
+  void begin(const point& at, const tensor_factors& factors);
+  std::size_t next_plane(std::span<r8> plane);
+
  private:
   using numbers = std::vector<r8>;
 
+  void find_own_cell();
   void see_nodes(const point& at);
   void measure_plane(i4 i);
-  void evaluate_faces_across_y(i4 i, const tensor_factors& factors);
-  void evaluate_faces_across_x(i4 i, i4 j, const tensor_factors& factors);
-  void add_to_own_cell(r8 amount, std::span<r8> row) const;
+  void evaluate_faces_across_y(i4 i);
+  void evaluate_faces_across_x(i4 i, i4 j);
 
   r8* column(numbers& plane, i4 j) const { return plane.data() + static_cast<std::size_t>(j) * stride_; }
 
+  // The cell that holds the point, -1 along y if it lies beyond the mesh.
+  struct cell {
+    i4 i = -1, j = -1, k = -1;
+  };
+
   const mesh_state& mesh_;
   rectangle_field field_;
+  column_arithmetic arithmetic_;
+  tensor_factors factors_{};
+  cell own_;
+  i4 next_ = 0;        // plane
   std::size_t stride_;  // elements of a column of nodes or faces, those beyond the mesh included
   numbers depth_,
       height_;         // (stride) of the nodes, of the cells; the last cell repeats itself beyond the mesh

@@ -20,15 +20,24 @@ class survey_response {
       : survey_(shared_survey), responses_(shared_mesh) {}
 
   void row(i4 datum, std::span<r8> values) {
+    responses_.compute(position(datum), factors(datum), values);
+  }
+
+  /// The same plane by plane, as prism_responses has it.
+  void begin(i4 datum) { responses_.begin(position(datum), factors(datum)); }
+  std::size_t next_plane(std::span<r8> plane) { return responses_.next_plane(plane); }
+
+ private:
+  point position(i4 datum) const { return {survey_.xobs(datum), survey_.yobs(datum), survey_.zobs(datum)}; }
+
+  tensor_factors factors(i4 datum) const {
     const survey_state& s = survey_;
     const direction inducing = unit_vector(s.incl, s.decl);
     const direction measured =
         s.idir == 0 ? unit_vector(s.aincl_obs(datum), s.adecl_obs(datum)) : unit_vector(s.aincl, s.adecl);
-    responses_.compute({s.xobs(datum), s.yobs(datum), s.zobs(datum)},
-                       factors_of(inducing, measured, s.geomag), values);
+    return factors_of(inducing, measured, s.geomag);
   }
 
- private:
   const survey_state& survey_;
   prism_responses responses_;
 };

@@ -193,8 +193,8 @@ TEST(FileBytes, AreThoseOfThePlaceOrNone) {
   EXPECT_EQ(file_bytes(folder.path()).size(), 0);
 }
 
-std::vector<r8> rows_of_cell(i4 row) {
-  return {1.0 / row, 1e3 * row, 0.3};
+std::vector<r4> rows_of_cell(i4 row) {
+  return {1.0F / static_cast<r4>(row), 1e3F * static_cast<r4>(row), 0.25F};
 }
 
 std::vector<r8> diagonal_of(const survey_rows& rows) {
@@ -206,7 +206,7 @@ std::vector<r8> diagonal_of(const survey_rows& rows) {
 
 TEST(Diagonal, IsTheSumOfTheSquares) {
   EXPECT_THAT(diagonal_of({1, 3}),
-              ElementsAre(testing::DoubleEq(1 + 0.25 + 1.0 / 9), 14e6, testing::DoubleEq(0.27)));
+              ElementsAre(testing::DoubleNear(1 + 0.25 + 1.0 / 9, 1e-8), 14e6, 0.1875));
   EXPECT_THAT(diagonal_of({1, 0}), ElementsAre(0, 0, 0));
 }
 

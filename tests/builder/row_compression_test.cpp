@@ -20,11 +20,32 @@ importance equal_factors(std::size_t count) {
   return importance(std::vector<r8>(count, 1.0), {1.0}, {1.0});
 }
 
+/// Offers coefficients of a plane, or of several, eight lines along y at a time.
+void offer_all(coefficient_selection& selection, const std::vector<r8>& coefficients, std::size_t plane) {
+  const std::size_t planes = coefficients.size() / plane;
+  for (std::size_t first = 0; first < plane; first += lines_of_batch) {
+    std::vector<r8> batch(lines_of_batch * planes);
+    for (std::size_t n = 0; n < planes; ++n)
+      for (std::size_t lane = 0; lane < lines_of_batch && first + lane < plane; ++lane)
+        batch[lines_of_batch * n + lane] = coefficients[plane * n + first + lane];
+    selection.offer(first, batch);
+  }
+}
+
+std::vector<i4> chosen(coefficient_selection& selection, const std::vector<r8>& coefficients,
+                       const importance& factors, r8 budget) {
+  selection.begin(budget);
+  offer_all(selection, coefficients, factors.plane());
+  const compressed_row kept = selection.choose();
+  for (std::size_t n = 0; n < kept.idx.size(); ++n)
+    EXPECT_EQ(kept.values[n], coefficients[static_cast<std::size_t>(kept.idx[n]) - 1]);
+  return {kept.idx.begin(), kept.idx.end()};
+}
+
 std::vector<i4> chosen(const std::vector<r8>& coefficients, r8 tolerance) {
-  coefficient_selection selection;
-  const std::span<const i4> kept = selection.choose(coefficients, equal_factors(coefficients.size()),
-                                                    tolerance * tolerance * energy_of(coefficients));
-  return {kept.begin(), kept.end()};
+  const importance factors = equal_factors(coefficients.size());
+  coefficient_selection selection(factors);
+  return chosen(selection, coefficients, factors, tolerance * tolerance * energy_of(coefficients));
 }
 
 TEST(CoefficientSelection, KeepsTheLargestInAscendingOrderOfPosition) {
@@ -43,10 +64,6 @@ TEST(CoefficientSelection, OfAZeroRowKeepsNone) {
   EXPECT_THAT(chosen({0, 0, 0, 0}, 1e-3), IsEmpty());
 }
 
-TEST(CoefficientSelection, OfNothingKeepsNothing) {
-  EXPECT_THAT(chosen({}, 1e-3), IsEmpty());
-}
-
 /// 3-4-5: 3 carries exactly 0.36 of the energy.
 TEST(CoefficientSelection, DiscardsWhatTheToleranceJustAllows) {
   EXPECT_THAT(chosen({3, 4}, 0.6), ElementsAre(2));
@@ -59,27 +76,68 @@ TEST(CoefficientSelection, OfEqualMagnitudesKeepsTheFirst) {
 }
 
 TEST(CoefficientSelection, ForgetsTheRowBefore) {
-  coefficient_selection selection;
-  selection.choose(std::vector<r8>{5, 4, 3}, equal_factors(3), 0);
-  EXPECT_THAT(selection.choose(std::vector<r8>{0, 7}, equal_factors(2), 0), ElementsAre(2));
+  const importance factors = equal_factors(3);
+  coefficient_selection selection(factors);
+  chosen(selection, {5, 4, 3}, factors, 0);
+  EXPECT_THAT(chosen(selection, {0, 7, 0}, factors, 0), ElementsAre(2));
 }
 
 TEST(CoefficientSelection, DiscardsFirstWhatMattersLeast) {
-  coefficient_selection selection;
   const importance factors({1.0, 9.0}, {1.0, 2.0}, {1.0});
+  coefficient_selection selection(factors);
   // Energies 16, 4, 9, 1 matter as 16, 36, 18, 18; of the last two the one with the higher place goes first.
   const std::vector<r8> coefficients{4, 2, 3, -1};
-  EXPECT_THAT(selection.choose(coefficients, factors, 15.9), ElementsAre(1, 2, 3, 4));
-  EXPECT_THAT(selection.choose(coefficients, factors, 16), ElementsAre(2, 3, 4));
-  EXPECT_THAT(selection.choose(coefficients, factors, 17), ElementsAre(2, 3));
-  EXPECT_THAT(selection.choose(coefficients, factors, 26), ElementsAre(2));
-  EXPECT_THAT(selection.choose(coefficients, factors, 30), IsEmpty());
+  EXPECT_THAT(chosen(selection, coefficients, factors, 15.9), ElementsAre(1, 2, 3, 4));
+  EXPECT_THAT(chosen(selection, coefficients, factors, 16), ElementsAre(2, 3, 4));
+  EXPECT_THAT(chosen(selection, coefficients, factors, 17), ElementsAre(2, 3));
+  EXPECT_THAT(chosen(selection, coefficients, factors, 26), ElementsAre(2));
+  EXPECT_THAT(chosen(selection, coefficients, factors, 30), IsEmpty());
+}
+
+/// Two lines of two, with factors along y too: 4 of energy matter as 4 and 12, 9 as 18 and 54.
+TEST(CoefficientSelection, KnowsThePlanesApart) {
+  const importance factors({1.0}, {1.0, 2.0}, {1.0, 3.0});
+  coefficient_selection selection(factors);
+  const std::vector<r8> coefficients{2, 3, -2, -3};
+  EXPECT_THAT(chosen(selection, coefficients, factors, 4), ElementsAre(2, 3, 4));
+  EXPECT_THAT(chosen(selection, coefficients, factors, 8), ElementsAre(2, 4));
+  EXPECT_THAT(chosen(selection, coefficients, factors, 17), ElementsAre(4));
+}
+
+TEST(CoefficientSelection, SettlesLinesWhoseEnergyIsTooSmallForAnyCoefficientToStay) {
+  const importance factors(std::vector<r8>(16, 1.0), {1.0}, {4.0, 1.0});
+  coefficient_selection selection(factors);
+  const std::vector<r8> large(16, 3.0);
+  selection.begin(32.0);  // 1 for each coefficient
+  const r8x8 just = r8x8{} + 0.25, more = r8x8{0, 0, 0, 0.2501, 0, 0, 0, 0};
+  EXPECT_TRUE(selection.settles(8, just));
+  EXPECT_FALSE(selection.settles(0, more));
+  selection.offer(0, large);  // 16 energies of 9 and 2 settled: 3 may go
+  EXPECT_EQ(selection.choose().idx.size(), 13u);
+}
+
+/// Bits: the scan is compiled for each of them.
+TEST(CoefficientSelection, IsTheSameForEverySetOfInstructions) {
+  std::mt19937 random(9);
+  std::normal_distribution<r8> normal;
+  const importance factors({.y = 16, .x = 4, .z = 16});
+  std::vector<r8> coefficients(16 * 4 * 16);
+  for (r8& c : coefficients) c = normal(random) * std::exp(4 * normal(random));
+  const r8 budget = 1e-4 * energy_of(coefficients);
+  coefficient_selection plain(factors, instruction_set::sse2);
+  const std::vector<i4> expected = chosen(plain, coefficients, factors, budget);
+  EXPECT_GT(expected.size(), 10u);
+  for (const instruction_set set : all_instruction_sets) {
+    if (!machine_has(set)) continue;
+    coefficient_selection selection(factors, set);
+    EXPECT_EQ(chosen(selection, coefficients, factors, budget), expected) << name_of(set);
+  }
 }
 
 /// 8 x 4 x 2: along z the first two positions span 4 cells, the details 4 and 2; the other axes are not transformed.
 TEST(Importance, IsTheSquareRootOfTheCellsThatAWaveletSpans) {
   const importance factors({.y = 2, .x = 4, .z = 8});
-  EXPECT_EQ(factors.lines(), 8u);
+  EXPECT_EQ(factors.plane(), 32u);
   for (const i4 line : {0, 5}) {
     for (const i4 smooth : {1, 2}) EXPECT_EQ(factors.at(8 * line + smooth), 2.0);
     for (const i4 broad : {3, 4}) EXPECT_EQ(factors.at(8 * line + broad), 2.0);
@@ -128,12 +186,20 @@ INSTANTIATE_TEST_SUITE_P(CoefficientSelection, RandomRows,
                                           testing::Values(0.0, 1e-6, 1e-3, 0.03, 0.3)));
 
 /// Row and cube, brought back without a loss.
-std::vector<r8> restored(row_compressor& compressor, std::span<const i4> kept, std::size_t cells_in_row) {
+std::vector<r8> restored(row_compressor& compressor, const compressed_row& kept, std::size_t cells_in_row) {
   std::vector<r8> row(cells_in_row);
   compressor.restore(kept, [&](std::size_t place, std::span<const r8> below) {
     std::ranges::copy(below, row.begin() + static_cast<std::ptrdiff_t>(place));
   });
   return row;
+}
+
+/// All coefficients, those that are not kept as 0.
+std::vector<r8> cube_of(const compressed_row& kept, const cube_size& n) {
+  std::vector<r8> cube(static_cast<std::size_t>(n.y * n.x * n.z));
+  for (std::size_t k = 0; k < kept.idx.size(); ++k)
+    cube[static_cast<std::size_t>(kept.idx[k]) - 1] = kept.values[k];
+  return cube;
 }
 
 /// 3 x 2 x 3 cells in a cube of 4 x 2 x 4, along whose axes there is no transform: it shows what it was filled with.
@@ -142,9 +208,8 @@ class UntransformedCube : public testing::Test {
   UntransformedCube() { SET_WTN_FILTER(daubechies_filter(4), 4); }
   std::vector<r8> cube_of(const std::vector<r8>& row) const {
     row_compressor compressor(m, cube_around(m.ny, m.nx, m.nz));
-    compressor.transform(row);
-    const std::span<const r8> all = compressor.choose(0).coefficients;
-    return {all.begin(), all.end()};
+    compressor.lay_all(row);
+    return velko::cube_of(compressor.choose(0), cube_around(m.ny, m.nx, m.nz));
   }
   mesh_state m = test::mesh_with({0, 1, 2, 3}, {0, 1, 2}, {0, -1, -2, -3});
 };
@@ -228,8 +293,8 @@ TEST(RowCompressor, TransformsTheRowThatRunsOnThroughTheAirAndRoundTheCube) {
   const mesh_state m = hilly_mesh();
   const std::vector<r8> row = random_values(columns_of_hilly(m), 3);
   row_compressor compressor(m, cube_around(m.ny, m.nx, m.nz));
-  compressor.transform(row);
-  const std::span<const r8> coefficients = compressor.choose(0).coefficients;
+  compressor.lay_all(row);
+  const std::vector<r8> coefficients = cube_of(compressor.choose(0), cube_around(m.ny, m.nx, m.nz));
   const std::vector<r8> expected = filled_and_transformed(m, row);
   ASSERT_EQ(coefficients.size(), expected.size());
   for (std::size_t p = 0; p < expected.size(); ++p) EXPECT_NEAR(coefficients[p], expected[p], 1e-12) << p;
@@ -243,14 +308,12 @@ TEST(RowCompressor, GivesTheRowBackThatTheKeptCoefficientsStandFor) {
     for (const r8 tolerance : {0.0, 1e-2, 0.3, 1.0}) {
       SET_WTN_FILTER(daubechies_filter(length), length);
       row_compressor compressor(m, n);
-      compressor.transform(row);
+      compressor.lay_all(row);
       const compressed_row chosen = compressor.choose(tolerance * tolerance * energy_of(row));
-      std::vector<r8> cube(chosen.coefficients.size());
-      for (const i4 idx : chosen.idx)
-        cube[static_cast<std::size_t>(idx) - 1] =
-            static_cast<r4>(chosen.coefficients[static_cast<std::size_t>(idx) - 1]);
+      std::vector<r8> cube = cube_of(chosen, n);
+      for (r8& c : cube) c = static_cast<r4>(c);
       WTN(cube, {n.z, n.x, n.y}, -1);
-      const std::vector<r8> back = restored(compressor, chosen.idx, row.size());
+      const std::vector<r8> back = restored(compressor, chosen, row.size());
       std::size_t cell = 0;
       for (i4 i = 0; i < m.ny; ++i)
         for (i4 j = 0; j < m.nx; ++j)
@@ -279,13 +342,9 @@ TEST(RowCompressor, ProductWithATransformedModelIsWithinTheTolerance) {
     WTN(transformed, {n.z, n.x, n.y}, 1);
     for (const r8 tolerance : {0.0, 1e-3, 0.1}) {
       row_compressor compressor(m, n);
-      compressor.transform(row);
+      compressor.lay_all(row);
       const compressed_row kept = compressor.choose(tolerance * tolerance * energy_of(row));
-      r8 product = 0;
-      for (const i4 idx : kept.idx) {
-        const auto at = static_cast<std::size_t>(idx) - 1;
-        product += kept.coefficients[at] * transformed[at];
-      }
+      const r8 product = scalar_product(cube_of(kept, n), transformed);
       EXPECT_NEAR(product, scalar_product(row, model),
                   (tolerance + 1e-13) * std::sqrt(energy_of(row) * energy_of(model)))
           << length << " " << tolerance;
