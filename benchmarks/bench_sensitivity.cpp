@@ -109,7 +109,8 @@ void BM_compress_row(benchmark::State& state) {
 }
 BENCHMARK(BM_compress_row)->Arg(16)->Arg(32)->Arg(64)->Arg(128);
 
-/// All of it: response, compression, the way back, the row in gdiag. Items are cells.
+/// All of it: response, compression, the way back, the row in gdiag. Items are cells. 92 cells along each axis fill 37 % of the
+/// cube of 128.
 void BM_make_row(benchmark::State& state) {
   const mesh_state m = mesh_of(static_cast<i4>(state.range(0)));
   survey_state s;
@@ -134,7 +135,7 @@ void BM_make_row(benchmark::State& state) {
   state.counters["rows"] =
       benchmark::Counter(static_cast<r8>(state.iterations()), benchmark::Counter::kIsRate);
 }
-BENCHMARK(BM_make_row)->Arg(16)->Arg(32)->Arg(64)->Arg(128)->Arg(256);
+BENCHMARK(BM_make_row)->Arg(16)->Arg(32)->Arg(64)->Arg(92)->Arg(128)->Arg(256);
 
 }  // namespace
 }  // namespace velko

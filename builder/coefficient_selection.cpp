@@ -39,8 +39,8 @@ using i8x4 = i8 __attribute__((vector_size(32)));
 
 VELKO_ALWAYS_INLINE bool any_above(const r8x8& a, r8 bound) {
   const i8x8 above = a > bound;
-  const i8x4 either = __builtin_shufflevector(above, above, 0, 1, 2, 3) |
-                      __builtin_shufflevector(above, above, 4, 5, 6, 7);
+  const i8x4 either =
+      __builtin_shufflevector(above, above, 0, 1, 2, 3) | __builtin_shufflevector(above, above, 4, 5, 6, 7);
   return ((either[0] | either[1]) | (either[2] | either[3])) != 0;
 }
 

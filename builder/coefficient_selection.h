@@ -104,11 +104,11 @@ class coefficient_selection {
   instruction_set set_;
   r8 budget_ = 0, negligible_ = 0;
   r8x8 discarded_{};
-  std::vector<r8> in_plane_;  // factors, in whole batches
-  std::vector<candidates> planes_;    // of every position along y
-  std::vector<i4> that_matter_;       // positions along y, of the batch at hand
-  std::vector<candidate> in_bin_;     // those of the bin in which the budget ends
-  std::array<r8, bins> bin_energy_;   // sum of the energies
+  std::vector<r8> in_plane_;         // factors, in whole batches
+  std::vector<candidates> planes_;   // of every position along y
+  std::vector<i4> that_matter_;      // positions along y, of the batch at hand
+  std::vector<candidate> in_bin_;    // those of the bin in which the budget ends
+  std::array<r8, bins> bin_energy_;  // sum of the energies
   std::vector<i4> idx_;
   std::vector<r8> values_;
 };

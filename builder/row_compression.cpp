@@ -140,7 +140,8 @@ void row_compressor::add_bridge_energies(std::size_t first) {
 std::span<r8> row_compressor::lines_along_y(std::size_t first) {
   const std::span<r8> lines = std::span(lines_).first(lines_of_batch * count(size_.y));
   const auto element = [&](i4 i) { return lines.subspan(lines_of_batch * count(i - 1), lines_of_batch); };
-  for (i4 i = 1; i <= mesh_.ny; ++i) eight_at(element(i)) = eight_at(element_of_lines(first, lines_of_batch, i));
+  for (i4 i = 1; i <= mesh_.ny; ++i)
+    eight_at(element(i)) = eight_at(element_of_lines(first, lines_of_batch, i));
   const bridge behind(mesh_.ny, size_.y);
   for (i4 n = 0; n < behind.beyond(); ++n)
     behind.lay(element(mesh_.ny), element(1), n, element(mesh_.ny + 1 + n));
@@ -192,7 +193,8 @@ void row_compressor::inverse_along_y(const compressed_row& kept) {
     }
     WTN_along(lines, size_.y, lines_of_batch, -1);
     for (i4 i = 1; i <= mesh_.ny; ++i)
-      eight_at(stored_plane(i).subspan(lines_of_batch * n)) = eight_at(lines.subspan(lines_of_batch * count(i - 1)));
+      eight_at(stored_plane(i).subspan(lines_of_batch * n)) =
+          eight_at(lines.subspan(lines_of_batch * count(i - 1)));
   }
 }
 

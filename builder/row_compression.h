@@ -63,7 +63,9 @@ class row_compressor {
  private:
   static std::size_t count(i4 n) { return static_cast<std::size_t>(n); }
 
-  std::span<r8> line_along_z(i4 j) { return plane_.elements().subspan(count(size_.z) * count(j - 1), count(size_.z)); }
+  std::span<r8> line_along_z(i4 j) {
+    return plane_.elements().subspan(count(size_.z) * count(j - 1), count(size_.z));
+  }
   std::span<r8> column(i4 j) { return line_along_z(j).first(count(mesh_.nz)); }  // air included
   std::span<r8> columns_of_mesh() { return plane_.elements().first(count(size_.z) * count(mesh_.nx)); }
 
@@ -89,7 +91,7 @@ class row_compressor {
   // the panel, element 2, and so on. On the way back it holds planes, of which only the batches with a kept coefficient are
   // written and read.
   owned_array1<r8> cube_;
-  owned_array1<r8> plane_;     // (ncube_z, ncube_x), the one at hand
+  owned_array1<r8> plane_;  // (ncube_z, ncube_x), the one at hand
   std::size_t lines_of_panel_;
   owned_array1<r8> energies_;  // of lines along y, by position in a plane
   std::vector<r8> lines_;      // a batch of lines along x or y

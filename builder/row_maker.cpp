@@ -20,9 +20,8 @@ struct row_piece {
 VELKO_ALWAYS_INLINE void lose_piece(const row_piece& p, loss_sum& sum) {
   r8x8 squares = sum.squares, magnitudes = sum.magnitudes;
   std::size_t c = 0;
-  const auto at = [&c](std::span<const r8> a) VELKO_INLINE_BODY {
-    return reinterpret_cast<const r8x8_mem*>(a.data() + c);
-  };
+  const auto at = [&c](std::span<const r8> a)
+                      VELKO_INLINE_BODY { return reinterpret_cast<const r8x8_mem*>(a.data() + c); };
   for (; c + 8 <= p.computed.size(); c += 8) {
     const r8x8 restored = *at(p.restored), lost = *at(p.computed) - restored;
     *reinterpret_cast<r4x8_mem*>(p.rounded.data() + c) = __builtin_convertvector(restored, r4x8);
@@ -51,7 +50,9 @@ VELKO_TARGET_AVX512 void lose_avx512(const row_piece& p, loss_sum& sum) {
 
 void (*lose_for_machine())(const row_piece&, loss_sum&) {
   const instruction_set best = best_instruction_set();
-  return best == instruction_set::avx512 ? lose_avx512 : best == instruction_set::avx2 ? lose_avx2 : lose_sse2;
+  return best == instruction_set::avx512 ? lose_avx512
+         : best == instruction_set::avx2 ? lose_avx2
+                                         : lose_sse2;
 }
 
 row_loss total(const loss_sum& sum) {

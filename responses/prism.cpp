@@ -37,12 +37,11 @@ VELKO_TARGET_AVX2 void distances_avx2(r8 across2, std::span<const r8> w2, r8* di
 VELKO_TARGET_AVX512 void distances_avx512(r8 across2, std::span<const r8> w2, r8* distance) {
   distances(across2, w2, distance);
 }
-void sum_of_faces_sse2(std::span<r8> sums, const r8* west, const r8* east, const r8* south,
-                       const r8* north) {
+void sum_of_faces_sse2(std::span<r8> sums, const r8* west, const r8* east, const r8* south, const r8* north) {
   sum_of_faces(sums, west, east, south, north);
 }
-VELKO_TARGET_AVX2 void sum_of_faces_avx2(std::span<r8> sums, const r8* west, const r8* east,
-                                         const r8* south, const r8* north) {
+VELKO_TARGET_AVX2 void sum_of_faces_avx2(std::span<r8> sums, const r8* west, const r8* east, const r8* south,
+                                         const r8* north) {
   sum_of_faces(sums, west, east, south, north);
 }
 VELKO_TARGET_AVX512 void sum_of_faces_avx512(std::span<r8> sums, const r8* west, const r8* east,
@@ -199,7 +198,8 @@ void prism_responses::find_own_cell() {
   const auto nodes_end = w_.begin() + mesh_.nz + 1;
   const auto below = std::find_if(w_.begin(), nodes_end, [](r8 w) { return w <= 0.0; });
   own_ = {not_below(y_) - 1, not_below(x_) - 1, static_cast<i4>(below - w_.begin()) - 1};
-  if (std::min({own_.i, own_.j, own_.k}) < 0 || own_.i >= mesh_.ny || own_.j >= mesh_.nx || own_.k >= mesh_.nz)
+  if (std::min({own_.i, own_.j, own_.k}) < 0 || own_.i >= mesh_.ny || own_.j >= mesh_.nx ||
+      own_.k >= mesh_.nz)
     own_ = {};
 }
 

@@ -87,7 +87,7 @@ class prism_responses {
   column_arithmetic arithmetic_;
   tensor_factors factors_{};
   cell own_;
-  i4 next_ = 0;        // plane
+  i4 next_ = 0;         // plane
   std::size_t stride_;  // elements of a column of nodes or faces, those beyond the mesh included
   numbers depth_,
       height_;         // (stride) of the nodes, of the cells; the last cell repeats itself beyond the mesh

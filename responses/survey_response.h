@@ -19,9 +19,7 @@ class survey_response {
   survey_response(const mesh_state& shared_mesh, const survey_state& shared_survey)
       : survey_(shared_survey), responses_(shared_mesh) {}
 
-  void row(i4 datum, std::span<r8> values) {
-    responses_.compute(position(datum), factors(datum), values);
-  }
+  void row(i4 datum, std::span<r8> values) { responses_.compute(position(datum), factors(datum), values); }
 
   /// The same plane by plane, as prism_responses has it.
   void begin(i4 datum) { responses_.begin(position(datum), factors(datum)); }

@@ -205,8 +205,7 @@ std::vector<r8> diagonal_of(const survey_rows& rows) {
 }
 
 TEST(Diagonal, IsTheSumOfTheSquares) {
-  EXPECT_THAT(diagonal_of({1, 3}),
-              ElementsAre(testing::DoubleNear(1 + 0.25 + 1.0 / 9, 1e-8), 14e6, 0.1875));
+  EXPECT_THAT(diagonal_of({1, 3}), ElementsAre(testing::DoubleNear(1 + 0.25 + 1.0 / 9, 1e-8), 14e6, 0.1875));
   EXPECT_THAT(diagonal_of({1, 0}), ElementsAre(0, 0, 0));
 }
 
