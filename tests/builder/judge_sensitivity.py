@@ -192,7 +192,8 @@ class Judge:
         self.rows = self.all_cells[:, self.below.ravel()] / self.weights
 
     def diagonal_and_end(self, file, stored_rows):
-        np.testing.assert_allclose(file.read_reals("<f8"), (stored_rows**2).sum(axis=0), rtol=1e-9, atol=1e-20)
+        # Rows are rounded to floats before they are squared; 6e-8 is half a unit in their last place.
+        np.testing.assert_allclose(file.read_reals("<f8"), (stored_rows**2).sum(axis=0), rtol=1.3e-7, atol=1e-20)
         self.provenance(file)
 
     def provenance(self, file):
