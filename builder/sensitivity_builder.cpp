@@ -230,7 +230,7 @@ row_sample sample_rows(const mesh_state& m, const survey_state& s, const matrix_
   row_maker maker(m, s, form, wtz.elements());
   row_account account;
   const data_sample data(few, {1, s.ndata});
-  row_sample sample;
+  row_sample sample{.compressed = form.compressed()};
   for (i4 n = 0; n < data.count(); ++n) {
     const i4 datum = data.datum(n);
     const auto start = std::chrono::steady_clock::now();
@@ -250,7 +250,10 @@ row_sample sample_rows(const mesh_state& m, const survey_state& s, const matrix_
 i8 memory_for(const mesh_state& m, const survey_state& s, const survey_rows& rows, const row_sample& sample,
               int threads) {
   constexpr i8 bytes_of_row = 12 * sizeof(r8);  // of its station, its place and its loss
-  const i8 vectors = 1 + diagonal::blocks_kept(rows, rows.count() != s.ndata);
+  const bool is_part = rows.count() != s.ndata;
+  // A part adds its blocks up at the end, when the cubes of the makers are gone.
+  const i8 sums = is_part && sample.compressed ? 0 : 1;
+  const i8 vectors = sums + diagonal::blocks_kept(rows, is_part);
   const i8 others = std::min(threads, rows.count()) - 1;
   const i8 needed = sample.bytes + others * sample.bytes_of_maker + vectors * columns_of(m) * i8{sizeof(r8)} +
                     rows.count() * bytes_of_row;

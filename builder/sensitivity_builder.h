@@ -93,6 +93,7 @@ struct row_sample {
   r8 seconds = 0;         // that one thread takes for one of them
   i8 bytes = 0;           // of this process with its inputs and what one thread needs, as measured
   i8 bytes_of_maker = 0;  // what every other thread needs
+  bool compressed = false;
 };
 row_sample sample_rows(const mesh_state& m, const survey_state& s, const matrix_form& form);
 
