@@ -46,7 +46,7 @@ TEST_F(ProductsOnRanks, EndOnAllRanksWhereOneIsRefusedMemory) {
     folder_.write("G.mtx", file.bytes());
     const program_run run = run_on_ranks(folder_, 2, REFUSED_MEMORY_ON_RANKS, {"G.mtx"});
     EXPECT_THAT(run.out, testing::MatchesRegex("[0-9]+ refusals, [0-9]+ ends\n"));
-    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.status, 0) << run.out << run.err;
   }
 }
 

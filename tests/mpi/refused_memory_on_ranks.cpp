@@ -123,7 +123,8 @@ int check(const ranks& all, const std::string& file) {
     ends += done ? 0 : 1;
   }
   if (all.first()) std::printf("%d refusals, %d ends\n", refusals, ends);
-  return ends > refusals / 2 ? 0 : 1;
+  constexpr int fewest = 20;  // some steps do with less memory, or with none
+  return ends > fewest ? 0 : 1;
 }
 
 }  // namespace
