@@ -230,7 +230,8 @@ row_sample sample_rows(const mesh_state& m, const survey_state& s, const matrix_
   row_maker maker(m, s, form, wtz.elements());
   row_account account;
   const data_sample data(few, {1, s.ndata});
-  row_sample sample{.compressed = form.compressed()};
+  row_sample sample;
+  sample.compressed = form.compressed();
   for (i4 n = 0; n < data.count(); ++n) {
     const i4 datum = data.datum(n);
     const auto start = std::chrono::steady_clock::now();
