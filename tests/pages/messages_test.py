@@ -19,7 +19,7 @@ CALLS = re.compile(r"\b(?:stop_program|report|report_and_stop|report_file_not_fo
                    r"ValidationError|RequiredError|ParseError|runtime_error|system_error|logic_error|range_error|invalid_argument|fputs|"
                    r"fprintf|write_line|bad_word)\s*[({]")
 # Texts of these files are messages wherever they stand.
-TELLING = ["velkmtx/text_diagnosis.cpp", "builder/likely_mistakes.cpp", "builder/input_checks.cpp", "builder/provenance.cpp",
+TELLING = ["builder/text_diagnosis.cpp", "builder/likely_mistakes.cpp", "builder/input_checks.cpp", "builder/provenance.cpp",
            "builder/sensitivity_scan.cpp", "reports/reports.cpp", "arrays/memory.cpp", "exchange/table.cpp", "exchange/raster.cpp"]
 SCRIPTS = ["python/velko/plot_command.py", "scripts/built_package.py"]
 LITERAL = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
