@@ -66,10 +66,9 @@ TEST_F(Mistakes, LocationFileThatIsNoSuchFileIsToldByItsFirstWrongPlace) {
            "line 2, column 7: '2' where idir, 0 or 1, is wanted; three lines stand in "
            "front of the data, the field, what is measured, the number of data; is one "
            "of them missing?");
-  location(
-      "62 -4 52000\n0 0 0\n1\n10 15 60\n",
-      ": line 4 ends where the inclination of datum 1 is wanted; with idir 0 each line is x y z inclination "
-      "declination");
+  location("62 -4 52000\n0 0 0\n1\n10 15 60\n",
+           ": line 4 ends where the inclination of datum 1 is wanted; with idir 0 a line begins with x y z "
+           "inclination declination");
 }
 
 TEST_F(Mistakes, UsualCausesInALocationFileAreNamed) {
