@@ -29,7 +29,7 @@ NO_MESSAGES = {"velkmtx:", "active cells were read from file:", "# of cells:", "
 # Names that are put into messages, and the banner.
 NO_MESSAGES |= {"record 1 (header)", "record 2 (mesh)", "record 3 (surface)", "record 4 (filter)", "record 5 (cube)",
                 "record 6 (weights)", "record 8 (diagonal)", "the sums behind record 8", "what stands in front of the rows",
-                "the elevation of the top", "the number of cells along", "x of the first edge", "y of the first edge",
+                "the elevation of the top", "the standard deviation", "the number of cells along", "x of the first edge", "y of the first edge",
                 "Magnetic forward modelling in three dimensions", "Parallelized with OpenMP.  # of threads:", "The VELKO developers",
                 "VELKO - Version"}
 # Entries whose words come from libraries that we use, or are put together of pieces that stand elsewhere.
