@@ -39,11 +39,11 @@ setup(
     description="Forward modelling of magnetic surveys: sensitivity files as linear operators",
     packages=["velko"],
     package_dir={"velko": "python/velko"},
-    package_data={"velko": ["py.typed", "*.pyi"]},
+    package_data={"velko": ["py.typed", "*.pyi", "*.html"]},
     entry_points={"console_scripts": ["velko-plot = velko.plot_command:main"]},
     python_requires=">=3.9",
     install_requires=["numpy", "scipy"],
-    extras_require={"plot": ["matplotlib"], "tables": ["pandas", "xarray"]},
+    extras_require={"plot": ["matplotlib"], "report": ["matplotlib", "jinja2"], "tables": ["pandas", "xarray"]},
     cmdclass={"build_py": build_with_cmake},
     distclass=WithModule,
 )

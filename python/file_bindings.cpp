@@ -2,7 +2,9 @@
 #include <pybind11/stl.h>
 
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 
 #include "design/text_writer.h"
 #include "files/active_cells.h"
@@ -148,6 +150,11 @@ void write_predicted(const std::string& file, const py::handle& stations, const 
   });
 }
 
+void write_bytes(const std::string& file, const py::bytes& content) {
+  const std::string_view bytes = content;
+  write_file(file, [&](output_file& out) { out.write(std::as_bytes(std::span(bytes))); });
+}
+
 void write_points(const std::string& file, const input<r8>& points) {
   write_file(file, [&](output_file& out) { write_topography_file(out, elements(points)); });
 }
@@ -167,6 +174,7 @@ void add_files(py::module_& m) {
   m.def("write_survey", write_survey);
   m.def("write_predicted", write_predicted);
   m.def("write_topography", write_points);
+  m.def("write_bytes", write_bytes);
 }
 
 }  // namespace velko::python

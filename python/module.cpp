@@ -8,6 +8,7 @@ PYBIND11_MODULE(_velko, m) {
   add_design(m);
   add_exchange(m);
   add_builder(m);
+  add_contents(m);
   add_matrix(m);
   m.def("hold_library", hold_library);
   m.def("free_library", free_library);

@@ -24,6 +24,7 @@ void add_join(CLI::App& app, task& chosen);
 void add_make(CLI::App& app, task& chosen);
 void add_mesh(CLI::App& app, task& chosen);
 void add_model(CLI::App& app, task& chosen);
+void add_report(CLI::App& app, task& chosen);
 
 void add_import(CLI::App& app, task& chosen);
 void add_export(CLI::App& app, task& chosen);

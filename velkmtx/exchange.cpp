@@ -1,14 +1,11 @@
 /// velkmtx import and export, as velkmtx itself knows them: names to pass on.
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
-#include <cerrno>
 #include <filesystem>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include "velkmtx/commands.h"
+#include "velkmtx/other_program.h"
 
 namespace velko {
 
@@ -16,21 +13,9 @@ namespace {
 
 /// Beside the running program, as it was built, or where it was installed, wherever that is.
 std::string path_of_exchange() {
-  const std::filesystem::path here = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-  const std::filesystem::path built = here / "velkmtx-exchange";
-  if (std::filesystem::exists(built)) return built;
+  const std::filesystem::path here = folder_of_programs(), built = here / "velkmtx-exchange";
+  if (exists(built)) return built;
   return (here / VELKO_LIBEXEC_FROM_BIN / "velkmtx-exchange").lexically_normal();
-}
-
-/// The program takes the place of this one.
-[[noreturn]] void run_exchange(std::vector<std::string> words) {
-  const std::string program = path_of_exchange();
-  words.insert(words.begin(), "velkmtx");
-  std::vector<char*> argv;
-  for (std::string& word : words) argv.push_back(word.data());
-  argv.push_back(nullptr);
-  execv(program.c_str(), argv.data());
-  throw std::system_error(errno, std::generic_category(), "cannot run " + program);
 }
 
 void add_passed_on(CLI::App& app, task& chosen, const std::string& name, const std::string& what) {
@@ -39,8 +24,8 @@ void add_passed_on(CLI::App& app, task& chosen, const std::string& name, const s
   command.set_help_flag();
   command.callback([&command, &chosen, name] {
     std::vector<std::string> words = command.remaining();
-    words.insert(words.begin(), name);
-    chosen = [words]() -> int { run_exchange(words); };
+    words.insert(words.begin(), {"velkmtx", name});
+    chosen = [words]() -> int { become(path_of_exchange(), words); };
   });
 }
 

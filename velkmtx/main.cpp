@@ -10,8 +10,8 @@
 int main(int argc, char** argv) {
   velko::prepare_standard_streams();
   velko::prepare_run_time();
-  constexpr velko::add_subcommand subcommands[] = {velko::add_make,    velko::add_join, velko::add_mesh,
-                                                   velko::add_model,   velko::add_info, velko::add_check,
-                                                   velko::add_exchange};
+  constexpr velko::add_subcommand subcommands[] = {velko::add_make,     velko::add_join,  velko::add_mesh,
+                                                   velko::add_model,    velko::add_info,  velko::add_check,
+                                                   velko::add_exchange, velko::add_report};
   return velko::velkmtx(argc, argv, subcommands);
 }

@@ -22,7 +22,13 @@ SENSITIVITY_FILE_BEGINS_WITH = (20).to_bytes(4, "little")  # the length of its h
 
 
 def _name(file: Name) -> str:
-    return os.fspath(file)
+    """As the library takes it, which is in UTF-8."""
+    name = os.fspath(file)
+    try:
+        name.encode()
+    except UnicodeEncodeError:
+        raise ValueError(f"the name {name!r} is not in UTF-8") from None
+    return name
 
 
 def is_sensitivity_file(file: Name) -> bool:

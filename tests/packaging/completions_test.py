@@ -20,7 +20,7 @@ file=$1; shift
 words=("$@"); CURRENT=$#
 source $file
 """
-SUBCOMMANDS = ["make", "join", "mesh", "model", "info", "check", "import", "export"]
+SUBCOMMANDS = ["make", "join", "mesh", "model", "info", "check", "import", "export", "report"]
 
 
 def bash(line):

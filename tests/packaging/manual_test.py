@@ -9,7 +9,7 @@ from built import ROOT, SHARE, VERSION, help_of, said
 PAGES = sorted((SHARE / "man" / "man1").glob("*.1"))
 COMMANDS = ["velkmtx", "velkmtx make", "velkmtx join", "velkmtx mesh", "velkmtx model", "velkmtx info", "velkmtx check",
             "velkmtx import", "velkmtx import stations", "velkmtx import terrain", "velkmtx export", "velkmtx export data",
-            "velkmtx export model"]
+            "velkmtx export model", "velkmtx report"]
 
 
 @functools.cache
