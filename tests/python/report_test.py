@@ -328,8 +328,8 @@ def test_a_wrong_command_line_is_one_line(words, told):
 
 
 @pytest.mark.parametrize("words, told", [
-    (["r.html", "data", "survey.loc"], "ERROR reading data file survey.loc: '5 0 75'; wanted are x, y, z and a value in each line"),
-    (["r.html", "observed", "survey.vlk"], "wanted are x, y, z, a value and its standard deviation in each line"),
+    (["r.html", "data", "survey.loc"], "ERROR reading data file survey.loc: line 4"),
+    (["r.html", "observed", "survey.vlk"], "ERROR reading data file survey.vlk: line 4"),
     (["r.html", "data", "nothing"], "not found: nothing"),
     (["r.html", "model", "survey.sus"], "the model survey.sus needs its mesh: --matrix or --mesh tells it"),
     (["r.html", "matrix", "survey.vlk"], "sensitivity file"),
