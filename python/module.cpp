@@ -1,6 +1,7 @@
 /// velko._velko: the library as the Python package velko calls it. What users see is in velko/*.py.
 #include "python/bindings.h"
 #include "python/library_call.h"
+#include "reports/version.h"
 
 PYBIND11_MODULE(_velko, m) {
   using namespace velko::python;
@@ -10,6 +11,7 @@ PYBIND11_MODULE(_velko, m) {
   add_builder(m);
   add_contents(m);
   add_matrix(m);
+  m.attr("version") = velko::suite_version();
   m.def("hold_library", hold_library);
   m.def("free_library", free_library);
 }

@@ -36,6 +36,8 @@ __all__ = [
     "write_sensitivity", "write_topography", "write_vtr",
 ]
 
+__version__ = _velko.version
+
 # No child begins while another thread is in the library.
 os.register_at_fork(before=_velko.hold_library, after_in_parent=_velko.free_library, after_in_child=_velko.free_library)
 

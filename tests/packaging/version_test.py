@@ -22,6 +22,13 @@ class Version(unittest.TestCase):
         done = subprocess.run([sys.executable, "-B", "setup.py", "--version"], cwd=ROOT, capture_output=True, text=True, check=True)
         self.assertEqual(done.stdout.split()[-1], VERSION)
 
+    def test_package_for_python(self):
+        told = said("/usr/bin/python3", "-B", "-c", "import velko; print(velko.__version__)", PYTHONPATH=str(BUILT / "python"))
+        self.assertEqual(told, f"{SHORT}\n")
+
+    def test_pages(self):
+        self.assertIn(f'\nversion = release = "{SHORT}"\n', (ROOT / "docs" / "conf.py").read_text())
+
     def test_pkg_config(self):
         self.assertIn(f"\nVersion: {VERSION}\n", (BUILT / "velko.pc").read_text())
 
