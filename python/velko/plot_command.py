@@ -126,7 +126,7 @@ def tell_warnings_once(name: str) -> None:
     """What the library warns of, as a line of this program."""
     told = set()
 
-    def tell(message: Warning | str, *_: Any) -> None:
+    def tell(message: Warning | str, *_: Any, **__: Any) -> None:
         if str(message) not in told:
             print(f"{name}: {message}", file=sys.stderr)
         told.add(str(message))
