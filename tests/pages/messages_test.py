@@ -21,7 +21,8 @@ CALLS = re.compile(r"\b(?:stop_program|report|report_and_stop|report_file_not_fo
 # Texts of these files are messages wherever they stand.
 TELLING = ["builder/text_diagnosis.cpp", "builder/likely_mistakes.cpp", "builder/input_checks.cpp", "builder/provenance.cpp",
            "builder/sensitivity_scan.cpp", "reports/reports.cpp", "arrays/memory.cpp", "exchange/table.cpp", "exchange/raster.cpp"]
-SCRIPTS = ["python/velko/plot_command.py", "scripts/built_package.py"]
+SCRIPTS = ["python/velko/plot_command.py", "python/velko/report_command.py", "python/velko/report_page.py",
+           "python/velko/report_run.py", "scripts/built_package.py"]
 LITERAL = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
 HOLE = re.compile(r"\{[^{}]*\}|%z?[su]")
 # What a message begins with, what is a part of another one's entry, and lines of the log that tell of no fault.
@@ -77,7 +78,7 @@ def messages_of_sources():
             found += [(name, words) for words in literals(text) if len(words.split()) > 2]
     for name in SCRIPTS:
         text = (ROOT / name).read_text(encoding="utf-8")
-        for call in re.finditer(r"\b(?:error|exit|ArgumentTypeError|SystemExit)\(", text):
+        for call in re.finditer(r"\b(?:error|exit|_say|ArgumentTypeError|SystemExit|ValueError|Error)\(", text):
             found += [(name, words) for words in literals(statement(text, call.end() - 1).replace('f"', '"')) if len(words.split()) > 2]
     return [(name, words) for name, words in found if words not in NO_MESSAGES]
 
