@@ -24,12 +24,13 @@ void time_products(const char* file, int count, i8 models) {
   survey.ndata = store.ndata_mtx;
   owned_array2<r8> m(cells.ncell, models), d(survey.ndata, models);
   std::fill(m.begin(), m.end(), 0.01);
+  block_work work;
   for (int n = 0; n < count; ++n) {
     const auto start = std::chrono::steady_clock::now();
     if (models == 1)
       GPROD(std::as_const(m).elements(), d.elements());
     else
-      GPROD_BLOCK(std::as_const(m), d);
+      GPROD_BLOCK(std::as_const(m), d, work);
     std::printf("%.6f\n", std::chrono::duration<r8>(std::chrono::steady_clock::now() - start).count());
   }
 }

@@ -84,7 +84,7 @@ class sensitivity {
   void adjoint(const vectors& data, r8* models, bool weighted) {
     in_library(problem_, file_, [&] {
       const array2<r8> m(models, ncol_, data.count);
-      GTPROD_BLOCK(m, data.is_block() ? block_at(data) : gathered(data, false));
+      GTPROD_BLOCK(m, data.is_block() ? block_at(data) : gathered(data, false), work_);
       for (i4 l = 1; weighted && l <= data.count; ++l) multiply_by_weights({&m(1, l), extent(ncol_)});
     });
   }
@@ -166,9 +166,9 @@ class sensitivity {
 
   static array2<const r8> block_at(const vectors& v) { return array2<const r8>(v.first, v.length, v.count); }
 
-  static void product_of(array2<const r8> m, array2<r8> d) {
+  void product_of(array2<const r8> m, array2<r8> d) {
     if (m.extent(2) == 1) return GPROD(m.elements(), d.elements());
-    GPROD_BLOCK(m, d);
+    GPROD_BLOCK(m, d, work_);
   }
 
   void multiply_by_weights(std::span<r8> m) const {
@@ -215,6 +215,7 @@ class sensitivity {
   std::string file_;
   problem problem_;
   owned_array1<r8> block_;  // of models on their way, kept for the next
+  block_work work_;
   i4 ndata_ = 0, ncol_ = 0;
   bool compressed_ = false;
   std::array<i4, 3> ncube_{};  // z, x, y
