@@ -7,7 +7,7 @@ import os
 import sys
 import warnings
 from collections.abc import Callable
-from typing import Any, NoReturn
+from typing import Any, NoReturn, TextIO
 
 import matplotlib
 
