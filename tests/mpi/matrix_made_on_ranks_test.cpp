@@ -15,8 +15,8 @@ class MatrixMadeOnRanks : public testing::Test {
   static std::string survey(int rows) {
     std::string text = "62 -4 52000\n62 -4 1\n" + std::to_string(rows) + "\n";
     for (int n = 0; n < rows; ++n)
-      text +=
-          std::to_string(n % 80) + " " + std::to_string(n % 71) + " " + std::to_string(110 + n % 7) + "\n";
+      text += std::to_string(n * 7 % 80) + " " + std::to_string(n % 71) + " " + std::to_string(110 + n % 7) +
+              "\n";
     return text;
   }
   std::vector<std::string> names_in_folder() const {
