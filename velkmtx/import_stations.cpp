@@ -6,11 +6,13 @@
 #include <cctype>
 #include <cmath>
 #include <memory>
+#include <numbers>
 #include <string>
 #include <vector>
 
 #include "exchange/ground.h"
 #include "exchange/projection.h"
+#include "exchange/reference_field.h"
 #include "exchange/table.h"
 #include "exchange/text_files.h"
 #include "reports/program_stop.h"
@@ -32,7 +34,8 @@ constexpr auto example =
     "      --height altitude_m --value anomaly_nt --error 2 --line line --spacing 100 --field 71,-4,50200\n\n"
     "Angles are in degrees: inclination downward from the horizontal, declination clockwise from the y axis "
     "(grid north).\n"
-    "The field of a place and a date is that of the IGRF; the calculators of geomagnetic surveys tell it.\n"
+    "--date takes the field of the middle of the stations from the IGRF, whose coefficients\n"
+    "geographiclib-get-magnetic igrf14 fetches.\n"
     "A record that lacks a number (empty, '*', NaN) is left out. Stations at one place, to the millimetre, "
     "become one:\n"
     "the mean of the values, with the standard deviation of one of them.";
@@ -41,6 +44,7 @@ struct stations_options {
   std::string output, input, layer, where;
   std::string x, y, height, value, error, line, above = "sea", terrain;
   system_options systems;
+  std::string date, magnetic_model;
   std::vector<r8> field, direction, extent;
   r8 spacing = 0;
 
@@ -183,16 +187,64 @@ void print_summary(const stations_options& options, const std::vector<station>& 
   print(text);
 }
 
-survey_field field_of(const stations_options& options) {
-  const std::vector<r8>& direction = options.direction.empty() ? options.field : options.direction;
-  return {options.field[0], options.field[1], options.field[2], direction[0], direction[1]};
+/// Their middle, in the coordinates of `system`.
+station middle_of(const stations_options& options, const std::vector<station>& stations) {
+  const auto middle = [&](r8 station::*member) {
+    const auto [low, high] =
+        std::minmax_element(stations.begin(), stations.end(),
+                            [=](const station& a, const station& b) { return a.*member < b.*member; });
+    return ((*low).*member + (*high).*member) / 2;
+  };
+  station at{};
+  at.x = middle(&station::x) + options.systems.origin[0];
+  at.y = middle(&station::y) + options.systems.origin[1];
+  at.z = middle(&station::z);
+  return at;
 }
 
-void write(const stations_options& options, const std::vector<station>& stations) {
+/// Of true north at a place of the earth, clockwise from the y axis of a map, in degrees.
+r8 azimuth_of_true_north(const std::string& system, const place_on_earth& at) {
+  constexpr r8 step = 1e-3;
+  std::vector<r8> x{at.longitude, at.longitude}, y{at.latitude - step, at.latitude + step};
+  reproject("EPSG:4326", system, x, y);
+  return std::atan2(x[1] - x[0], y[1] - y[0]) * 180 / std::numbers::pi;
+}
+
+/// The main field in the middle of the stations; heights above the sea serve as those above the ellipsoid, which is
+/// a matter of 2 nT.
+std::vector<r8> field_by_date(const stations_options& options, const std::string& source,
+                              const std::vector<station>& stations) {
+  const std::string& system = options.systems.target.empty() ? source : options.systems.target;
+  if (system.empty())
+    stop_program("velkmtx: --date asks where on the earth the stations are: --source-crs or --crs tells it");
+  const station middle = middle_of(options, stations);
+  std::vector<r8> longitude{middle.x}, latitude{middle.y};
+  reproject(system, "EPSG:4326", longitude, latitude);
+  const place_on_earth at{longitude[0], latitude[0], middle.z};
+  const main_field field = reference_field(options.magnetic_model, options.date, at);
+  const auto rounded = [](r8 v, r8 steps) { return std::round(v * steps) / steps; };
+  return {rounded(field.inclination, 1e3),
+          rounded(field.declination + azimuth_of_true_north(system, at), 1e3), rounded(field.strength, 10)};
+}
+
+survey_field field_of(const stations_options& options, const std::string& source,
+                      const std::vector<station>& stations) {
+  const std::vector<r8> field =
+      options.date.empty() ? options.field : field_by_date(options, source, stations);
+  const std::vector<r8>& direction = options.direction.empty() ? field : options.direction;
+  return {field[0], field[1], field[2], direction[0], direction[1]};
+}
+
+void write(const stations_options& options, const survey_field& field, const std::vector<station>& stations) {
   output_file file(options.output);
-  write_location_file(file, field_of(options), stations,
+  write_location_file(file, field, stations,
                       options.has_values() ? station_columns::values : station_columns::positions);
   file.keep();
+}
+
+void print_field(const survey_field& field, const std::string& date) {
+  print(fmt::format("field on {}: inclination {:g}, declination {:g} from the y axis, {:.1f} nT", date,
+                    field.incl, field.decl, field.geomag));
 }
 
 int import_stations(const stations_options& options) {
@@ -208,8 +260,10 @@ int import_stations(const stations_options& options) {
   place(options, source, t, count);
   std::vector<station> stations = stations_of(t);
   choose(options, stations, count);
-  write(options, stations);
+  const survey_field field = field_of(options, source, stations);
+  write(options, field, stations);
   print_summary(options, stations, count);
+  if (!options.date.empty()) print_field(field, options.date);
   return 0;
 }
 
@@ -250,7 +304,12 @@ void add_heights(CLI::App& app, stations_options& into) {
 }
 
 void add_directions(CLI::App& app, stations_options& into) {
-  add_numbers(app, "--field", into.field, {3}, "INCL,DECL,NT", "the inducing field")->required();
+  add_numbers(app, "--field", into.field, {3}, "INCL,DECL,NT", "the inducing field");
+  app.add_option("--date", into.date, "date of the survey, such as 2021-06-15, instead of --field")
+      ->option_text("DATE");
+  app.add_option("--magnetic-model", into.magnetic_model,
+                 "model of the main field for --date; default the newest IGRF\nthat is installed")
+      ->option_text("NAME");
   add_numbers(app, "--direction", into.direction, {2}, "INCL,DECL",
               "of the component; default that of the field, which makes\nit the total-field anomaly");
 }
@@ -259,6 +318,8 @@ void check_options(const stations_options& options) {
   if (options.height.empty() && options.has_columns_of_position()) throw CLI::RequiredError("--height");
   if ((options.above == "ground") == options.terrain.empty())
     throw CLI::ValidationError("--above ground and --terrain belong together");
+  if (options.field.empty() == options.date.empty())
+    throw CLI::ValidationError("one of --field and --date tells the inducing field");
   if (options.above == "ellipsoid" && options.systems.target.empty())
     throw CLI::ValidationError("--above ellipsoid needs --crs");
 }

@@ -213,7 +213,7 @@ TEST_F(ImportStations, WhatIsMissingIsNamed) {
 
 TEST_F(ImportStations, WrongCommandLinesAreRefused) {
   const std::string base = "import stations loc lengths.csv --x x --y y ";
-  expect_error(base + "--height h", 2, "--field is required");
+  expect_error(base + "--height h", 2, "one of --field and --date");
   expect_error(base + "--field 70,-3,50000", 2, "--height is required");
   expect_error(base + "--height h --field 70,-3", 2, "'70,-3' is not INCL,DECL,NT");
   expect_error(base + "--height h --field 1,2,3 --value mag", 2, "--value requires --error");
