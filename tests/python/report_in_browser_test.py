@@ -9,6 +9,7 @@ import numpy as np
 import pytest
 from selenium import webdriver
 from selenium.webdriver.common.by import By
+from selenium.webdriver.support.ui import WebDriverWait
 
 import velko
 
@@ -74,11 +75,18 @@ def test_a_page_fits_phone_and_screen_without_errors_or_requests(browser, whole_
         assert len(phones) == (2 if size == PHONE else 0)  # sections, drawn for small screens
 
 
-def test_its_tree_for_readers_of_screens_has_headings_in_order_and_names_for_pictures(browser, whole_run):
-    show(browser, whole_run, SCREEN)
+def tree_for_readers_of_screens(browser):
+    """Role, name, properties of each node; none before the browser has made the tree of the page."""
     nodes = browser.execute_cdp_cmd("Accessibility.getFullAXTree", {})["nodes"]
     seen = [(n["role"]["value"], n.get("name", {}).get("value", ""), {p["name"]: p["value"].get("value") for p in n.get("properties", [])})
             for n in nodes if not n.get("ignored")]
+    return seen if any(role == "heading" for role, _, _ in seen) else []
+
+
+def test_its_tree_for_readers_of_screens_has_headings_in_order_and_names_for_pictures(browser, whole_run):
+    browser.execute_cdp_cmd("Accessibility.enable", {})
+    show(browser, whole_run, SCREEN)
+    seen = WebDriverWait(browser, 30).until(tree_for_readers_of_screens)
     levels = [more["level"] for role, _, more in seen if role == "heading"]
     assert levels[0] == 1 and all(after <= before + 1 for before, after in zip(levels, levels[1:]))
     assert all(name for role, name, _ in seen if role in ("image", "img", "heading", "link"))
